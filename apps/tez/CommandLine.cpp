@@ -1,0 +1,55 @@
+#include "tez/CommandLine.h"
+
+#include "core/Version.h"
+
+#include <cstring>
+
+std::vector<TezSubCommand> const& TezSubCommands()
+{
+    static std::vector<TezSubCommand> const commands = {
+        {"info", "tez info", "start the kernel without graphics and print what it holds", TezInfoCommand},
+    };
+    return commands;
+}
+
+void TezPrintUsage(FILE* stream)
+{
+    std::fprintf(stream,
+                 "usage: tez <command> [arguments]\n"
+                 "       tez --help | --version\n"
+                 "\n"
+                 "Tezcore %s: voxel volumes and surfaces from the command line.\n"
+                 "\n"
+                 "commands:\n",
+                 TezGetVersion());
+    for (TezSubCommand const& command : TezSubCommands())
+        std::fprintf(stream, "  %-40s %s\n", command.synopsis, command.summary);
+    std::fprintf(stream,
+                 "\n"
+                 "environment:\n"
+                 "  MVLog          log settings words, e.g. \"SETDEBUG SHOWLEVEL\"\n"
+                 "  TEZ_LOG_ROOT   folder that holds the log, temp and user folders\n");
+}
+
+int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err)
+{
+    if (args.empty()) {
+        TezPrintUsage(err);
+        return 2;
+    }
+    std::string const& first = args[0];
+    if (first == "--help" || first == "-h" || first == "help") {
+        TezPrintUsage(out);
+        return 0;
+    }
+    if (first == "--version" || first == "-V") {
+        std::fprintf(out, "tez (Tezcore) %s\n", TezGetVersion());
+        return 0;
+    }
+    for (TezSubCommand const& command : TezSubCommands())
+        if (first == command.name)
+            return command.run(TezArgs(args.begin() + 1, args.end()), out, err);
+    std::fprintf(err, "tez: unknown command '%s'\n\n", first.c_str());
+    TezPrintUsage(err);
+    return 2;
+}

@@ -1,0 +1,25 @@
+#pragma once
+// The tez program's command line: sub-commands, usage and exit codes.
+// Exit codes: 0 success, 1 the work failed, 2 bad usage.
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+using TezArgs = std::vector<std::string>;
+
+struct TezSubCommand
+{
+    char const* name;
+    char const* synopsis;
+    char const* summary;
+    int (*run)(TezArgs const& args, FILE* out, FILE* err);
+};
+
+std::vector<TezSubCommand> const& TezSubCommands();
+void TezPrintUsage(FILE* stream);
+// Runs one command line (args without the program name).
+int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err);
+
+// Sub-commands.
+int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);

@@ -1,0 +1,34 @@
+# Installs the library, its public headers, the CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS Tezcore EXPORT TezcoreTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore)
+
+foreach(dir IN LISTS TEZ_SUBSYSTEMS)
+  install(DIRECTORY ${dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore/${dir}
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN "detail" EXCLUDE)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/generated/TezcoreVersion.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore)
+
+install(EXPORT TezcoreTargets NAMESPACE Tezcore::
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tezcore)
+configure_package_config_file(cmake/TezcoreConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/TezcoreConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tezcore)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/TezcoreConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/TezcoreConfig.cmake ${PROJECT_BINARY_DIR}/TezcoreConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tezcore)
+
+configure_file(cmake/tezcore.pc.in ${PROJECT_BINARY_DIR}/tezcore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/tezcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+if(TARGET tez)
+  install(TARGETS tez RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+install(DIRECTORY media/ DESTINATION ${CMAKE_INSTALL_BINDIR}/media OPTIONAL)

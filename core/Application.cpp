@@ -1,0 +1,62 @@
+#include "core/Application.h"
+
+#include "core/Events.h"
+#include "core/Logger.h"
+#include "core/Preferences.h"
+#include "core/ResourceManager.h"
+#include "core/Threads.h"
+#include "core/UIManager.h"
+#include "platform/OpenNurbs.h"
+#include "render/RenderViewManager.h"
+
+TezApplication* TezApplication::m_instance = nullptr;
+
+TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)
+    : m_renderContext(renderContext), m_appWindow(appWindow)
+{
+    // Thread, render view and preference managers join this order as their
+    // subsystems are built into the library.
+    m_eventManager = TezEventManager::Create();
+    TezLogger::traceCat("Application", "built the event manager");
+    m_uiManager = TezUIManager::Create();
+    TezLogger::traceCat("Application", "built the UI manager");
+    m_resourceManager = TezResourceManager::Create();
+    TezLogger::traceCat("Application", "built the resource manager");
+    m_no3DGraphics = Check3DGraphics();
+    ON_Begin();
+}
+
+TezApplication::~TezApplication()
+{
+    ON_End();
+    if (m_threadManager) {
+        m_threadManager->AllStop();
+        TezLogger::traceCat("Application", "stopped all threads");
+    }
+    if (m_eventManager) {
+        m_eventManager->UnsubscribeAll();
+        TezLogger::traceCat("Application", "dropped all subscriptions");
+    }
+    m_threadManager = nullptr;
+    m_eventManager = nullptr;
+    m_renderViewManager = nullptr;
+    m_uiManager = nullptr;
+    m_resourceManager = nullptr;
+    m_prefOptionManager = nullptr;
+    TezLogger::traceCat("Application", "released the managers");
+}
+
+TezRef<TezThreadManager> TezApplication::GetThreadManager() { return m_threadManager; }
+TezRef<TezEventManager> TezApplication::GetEventManager() { return m_eventManager; }
+TezRef<TezRenderViewManager> TezApplication::GetRenderViewManager() { return m_renderViewManager; }
+TezRef<TezUIManager> TezApplication::GetUIManager() { return m_uiManager; }
+TezRef<TezResourceManager> TezApplication::GetResourceManager() { return m_resourceManager; }
+TezRef<TezPrefOptionManager> TezApplication::GetPrefOptionManager() { return m_prefOptionManager; }
+HGLRC TezApplication::GetRenderContext() const { return m_renderContext; }
+HWND TezApplication::GetAppWindow() { return m_appWindow; }
+
+TezApplication* TezApplication::Instance() { return m_instance; }
+
+bool TezApplication::IsNo3DGraphicsMode() const { return m_no3DGraphics; }
+
+bool TezApplication::Check3DGraphics() { return m_renderContext != nullptr; }

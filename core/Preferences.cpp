@@ -1,0 +1,3 @@
+#include "core/Preferences.h"
+
+TEZ_DEFINE_REF_FUNCTIONS(TezPrefOptionManager)

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs everything Tezcore needs to build, test and run on Debian 12.
+# Idempotent: packages already present are left alone.
+set -euo pipefail
+
+packages=(
+  build-essential cmake ninja-build ccache pkg-config git
+  python3 python3-dev pybind11-dev
+  libtbb-dev libfreeimage-dev libtinyxml2-dev
+  libdeflate-dev libisal-dev zlib1g-dev
+  libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
+  libegl-mesa0 libgl1-mesa-dri libglfw3-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+
+if [ ${#missing[@]} -gt 0 ]; then
+  SUDO=""
+  [ "$(id -u)" -ne 0 ] && SUDO="sudo"
+  export DEBIAN_FRONTEND=noninteractive
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
