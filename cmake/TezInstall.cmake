@@ -9,8 +9,7 @@ install(TARGETS Tezcore EXPORT TezcoreTargets
 
 foreach(dir IN LISTS TEZ_SUBSYSTEMS)
   install(DIRECTORY ${dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore/${dir}
-    FILES_MATCHING PATTERN "*.h"
-    PATTERN "detail" EXCLUDE)
+    FILES_MATCHING PATTERN "*.h")
 endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/generated/TezcoreVersion.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore)
@@ -25,6 +24,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/TezcoreConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/TezcoreConfig.cmake ${PROJECT_BINARY_DIR}/TezcoreConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Tezcore)
 
+# Relocatable: the prefix is found from where the .pc file lies.
+file(RELATIVE_PATH TEZ_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/tezcore.pc.in ${PROJECT_BINARY_DIR}/tezcore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tezcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
