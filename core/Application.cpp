@@ -9,6 +9,8 @@
 #include "platform/OpenNurbs.h"
 #include "render/RenderViewManager.h"
 
+int NvOptimusEnablementCuda = 1;
+
 TezApplication* TezApplication::m_instance = nullptr;
 
 TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)

@@ -24,6 +24,9 @@ TEZ_DECLARE_REF_FUNCTIONS(TezResourceManager)
 TEZ_DECLARE_REF_FUNCTIONS(TezPrefOptionManager)
 TEZ_DECLARE_REF_FUNCTIONS(TezDocument)
 
+// Asks the NVIDIA Optimus driver for the discrete GPU; always 1.
+extern "C" TEZ_API int NvOptimusEnablementCuda;
+
 class TEZ_API TezApplication
 {
 public:

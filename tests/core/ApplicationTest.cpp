@@ -1,6 +1,7 @@
 #include "core/Application.h"
 #include "core/Callback.h"
 #include "core/Events.h"
+#include "core/Logger.h"
 #include "core/Preferences.h"
 #include "core/ResourceManager.h"
 #include "core/Threads.h"
@@ -12,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <unistd.h>
 
 namespace {
@@ -78,6 +81,33 @@ TEST(TezApplication, BuildsItsManagersAndReleasesThem)
     // Tear-down dropped the subscriptions and the application's reference.
     EXPECT_EQ(0u, events->GetSubscriptionCount());
     EXPECT_EQ(1, events->GetRefCount());
+}
+
+TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
+{
+    char base[] = "/tmp/tez_app_XXXXXX";
+    ASSERT_NE(nullptr, mkdtemp(base));
+    setenv("TEZ_LOG_ROOT", base, 1);
+    setenv("MVLog", "SETFTRACE SHOWFNONE", 1);
+    TezLogger::Reload();
+    {
+        TestApplication app(nullptr, nullptr);
+        app.GetEventManager()->Subscribe(TezEventDocumentChanged::Create(), Counter::Create());
+    }
+    std::ifstream in(std::string(base) + "/Logs/MVLogFile1.log");
+    std::string log((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    unsetenv("MVLog");
+    TezLogger::Reload();
+    std::system((std::string("rm -rf ") + base).c_str());
+
+    size_t last = 0;
+    for (char const* step : {"built the event manager", "built the UI manager", "built the resource manager",
+                             "dropped all subscriptions", "released the managers"}) {
+        size_t at = log.find(step);
+        ASSERT_NE(std::string::npos, at) << step << "\n" << log;
+        EXPECT_GT(at, last) << step;
+        last = at;
+    }
 }
 
 TEST(TezApplication, No3DGraphicsModeKeepsItsReversedAnswer)
@@ -187,6 +217,7 @@ TEST(TezSystem, HelpersAnswerSensibly)
 
 TEST(TezCallback, FictiveCallbackDoesNothing)
 {
+    EXPECT_EQ(1, NvOptimusEnablementCuda);
     TezRef<TezCallback> callback = TezCallbackFictive::Create();
     callback->Callback();
     EXPECT_EQ(1, callback->GetRefCount());
