@@ -16,8 +16,10 @@ TezApplication* TezApplication::m_instance = nullptr;
 TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)
     : m_renderContext(renderContext), m_appWindow(appWindow)
 {
-    // Thread, render view and preference managers join this order as their
+    // The render view and preference managers join this order as their
     // subsystems are built into the library.
+    m_threadManager = TezThreadManager::Create();
+    TezLogger::traceCat("Application", "built the thread manager");
     m_eventManager = TezEventManager::Create();
     TezLogger::traceCat("Application", "built the event manager");
     m_uiManager = TezUIManager::Create();

@@ -71,6 +71,8 @@ TEST(TezApplication, BuildsItsManagersAndReleasesThem)
         EXPECT_TRUE(app.GetUIManager());
         EXPECT_TRUE(app.GetResourceManager());
         EXPECT_EQ(app.GetUIManager(), TezUIManager::GetAppUIManager());
+        EXPECT_TRUE(app.GetThreadManager());
+        EXPECT_EQ(app.GetThreadManager(), TezThreadManager::GetAppThreadManager());
         // Subsystems that are not built in yet leave their managers null.
         EXPECT_FALSE(app.GetRenderViewManager());
 
@@ -101,8 +103,8 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
     std::system((std::string("rm -rf ") + base).c_str());
 
     size_t last = 0;
-    for (char const* step : {"built the event manager", "built the UI manager", "built the resource manager",
-                             "dropped all subscriptions", "released the managers"}) {
+    for (char const* step : {"built the thread manager", "built the event manager", "built the UI manager", "built the resource manager",
+                             "stopped all threads", "dropped all subscriptions", "released the managers"}) {
         size_t at = log.find(step);
         ASSERT_NE(std::string::npos, at) << step << "\n" << log;
         EXPECT_GT(at, last) << step;
