@@ -16,8 +16,7 @@ TezApplication* TezApplication::m_instance = nullptr;
 TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)
     : m_renderContext(renderContext), m_appWindow(appWindow)
 {
-    // The render view and preference managers join this order as their
-    // subsystems are built into the library.
+    // The render view manager joins this order with the render views.
     m_threadManager = TezThreadManager::Create();
     TezLogger::traceCat("Application", "built the thread manager");
     m_eventManager = TezEventManager::Create();
@@ -26,6 +25,8 @@ TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)
     TezLogger::traceCat("Application", "built the UI manager");
     m_resourceManager = TezResourceManager::Create();
     TezLogger::traceCat("Application", "built the resource manager");
+    m_prefOptionManager = TezPrefOptionManager::Create();
+    TezLogger::traceCat("Application", "built the preference manager");
     m_no3DGraphics = Check3DGraphics();
     ON_Begin();
 }
