@@ -57,6 +57,7 @@ bool TezMatrixCholesky(size_t n, T* a, int blockSize)
     if (n == 0)
         return true;
     const size_t nb = blockSize > 0 ? static_cast<size_t>(blockSize) : 48;
+    std::vector<T> l11t;  // transposed diagonal block
     std::vector<T> panel; // transposed panel: panel[p * w + c] = L[k1 + c][k0 + p]
     for (size_t k0 = 0; k0 < n; k0 += nb) {
         const size_t k1 = std::min(n, k0 + nb);
@@ -66,15 +67,20 @@ bool TezMatrixCholesky(size_t n, T* a, int blockSize)
         if (k1 == n)
             break;
 
-        // Panel below the diagonal block: L21 = A21 L11^-T, row by row.
+        // Panel below the diagonal block: L21 = A21 L11^-T, row by row, with
+        // L11 transposed so that each elimination step is a contiguous axpy.
+        l11t.assign(kb * kb, T(0));
+        for (size_t j = 0; j < kb; ++j)
+            for (size_t c = j; c < kb; ++c)
+                l11t[j * kb + c] = a[(k0 + c) * n + k0 + j];
         for (size_t i = k1; i < n; ++i) {
-            T* ri = a + i * n;
-            for (size_t j = k0; j < k1; ++j) {
-                const T* rj = a + j * n;
-                T sum = ri[j];
-                for (size_t p = k0; p < j; ++p)
-                    sum -= ri[p] * rj[p];
-                ri[j] = sum / rj[j];
+            T* ri = a + i * n + k0;
+            for (size_t j = 0; j < kb; ++j) {
+                const T* lj = l11t.data() + j * kb;
+                const T x = ri[j] / lj[j];
+                ri[j] = x;
+                for (size_t c = j + 1; c < kb; ++c)
+                    ri[c] -= x * lj[c];
             }
         }
 
@@ -88,24 +94,46 @@ bool TezMatrixCholesky(size_t n, T* a, int blockSize)
             for (size_t p = 0; p < kb; ++p)
                 panel[p * w + c] = rc[p];
         }
-        for (size_t r = 0; r < w; ++r) {
-            T* ri = a + (k1 + r) * n + k1;
-            const T* li = a + (k1 + r) * n + k0;
-            const size_t len = r + 1;
+        // Two rows at a time share every load of the packed panel.
+        size_t r = 0;
+        for (; r + 1 < w; r += 2) {
+            T* r0 = a + (k1 + r) * n + k1;
+            T* r1 = r0 + n;
+            const T* l0 = a + (k1 + r) * n + k0;
+            const T* l1 = l0 + n;
+            const size_t len = r + 1; // row r1 has one element more
             size_t p = 0;
             for (; p + 4 <= kb; p += 4) {
-                const T l0 = li[p], l1 = li[p + 1], l2 = li[p + 2], l3 = li[p + 3];
+                const T a0 = l0[p], a1 = l0[p + 1], a2 = l0[p + 2], a3 = l0[p + 3];
+                const T b0 = l1[p], b1 = l1[p + 1], b2 = l1[p + 2], b3 = l1[p + 3];
                 const T* p0 = panel.data() + p * w;
                 const T* p1 = p0 + w;
                 const T* p2 = p1 + w;
                 const T* p3 = p2 + w;
-                for (size_t c = 0; c < len; ++c)
-                    ri[c] -= l0 * p0[c] + l1 * p1[c] + l2 * p2[c] + l3 * p3[c];
+                for (size_t c = 0; c < len; ++c) {
+                    const T x0 = p0[c], x1 = p1[c], x2 = p2[c], x3 = p3[c];
+                    r0[c] -= a0 * x0 + a1 * x1 + a2 * x2 + a3 * x3;
+                    r1[c] -= b0 * x0 + b1 * x1 + b2 * x2 + b3 * x3;
+                }
+                r1[len] -= b0 * p0[len] + b1 * p1[len] + b2 * p2[len] + b3 * p3[len];
             }
             for (; p < kb; ++p) {
+                const T a0 = l0[p], b0 = l1[p];
+                const T* p0 = panel.data() + p * w;
+                for (size_t c = 0; c < len; ++c) {
+                    r0[c] -= a0 * p0[c];
+                    r1[c] -= b0 * p0[c];
+                }
+                r1[len] -= b0 * p0[len];
+            }
+        }
+        for (; r < w; ++r) {
+            T* ri = a + (k1 + r) * n + k1;
+            const T* li = a + (k1 + r) * n + k0;
+            for (size_t p = 0; p < kb; ++p) {
                 const T l0 = li[p];
                 const T* p0 = panel.data() + p * w;
-                for (size_t c = 0; c < len; ++c)
+                for (size_t c = 0; c <= r; ++c)
                     ri[c] -= l0 * p0[c];
             }
         }
