@@ -7,6 +7,7 @@
 #include <tbb/parallel_for.h>
 #include <tbb/partitioner.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>

@@ -52,9 +52,8 @@ public:
   int64_t GetTotalOut() const;
   std::ptrdiff_t GetRemainingInput() const;
 
-  struct State;
-
 private:
+  struct State;
   std::unique_ptr<State> m_state;
 };
 

@@ -220,6 +220,34 @@ TEST(CompressionInterop, ZlibStreamsInflateWithOursInAnyPieces) {
   EXPECT_TRUE(Inflate(ZlibCompress({}, 1), 1, 1).empty());
 }
 
+TEST(CompressionInterop, RawDeflateWithoutHeaderOrChecksum) {
+  const auto src = SmoothNoisy(60000, 4);
+  Deflater d(1, true);
+  d.SetInput(src.data(), 0, std::ptrdiff_t(src.size()));
+  d.Finish();
+  std::vector<uint8_t> raw(70000);
+  raw.resize(size_t(d.Deflate(raw.data(), 0, std::ptrdiff_t(raw.size()))));
+  ASSERT_TRUE(d.IsFinished());
+
+  z_stream zs{};
+  ASSERT_EQ(inflateInit2(&zs, -15), Z_OK);
+  std::vector<uint8_t> out(src.size());
+  zs.next_in = raw.data();
+  zs.avail_in = uInt(raw.size());
+  zs.next_out = out.data();
+  zs.avail_out = uInt(out.size());
+  EXPECT_EQ(inflate(&zs, Z_FINISH), Z_STREAM_END);
+  inflateEnd(&zs);
+  EXPECT_EQ(out, src);
+
+  Inflater inf(true);
+  std::fill(out.begin(), out.end(), 0);
+  inf.SetInput(raw.data(), 0, std::ptrdiff_t(raw.size()));
+  EXPECT_EQ(inf.Inflate(out.data(), 0, std::ptrdiff_t(out.size())), std::ptrdiff_t(src.size()));
+  EXPECT_TRUE(inf.IsFinished());
+  EXPECT_EQ(out, src);
+}
+
 TEST(CompressionInterop, PresetDictionaryBothWays) {
   const auto dict = SmoothNoisy(4000, 1);
   const auto src = SmoothNoisy(20000, 2);

@@ -60,6 +60,8 @@ TEST(TezCompressFrame, EmptySourceIsFiveBytesOfTwoEmptyRawParts) {
   EXPECT_EQ(frame, (std::vector<uint8_t>{0x22, 0, 0, 0, 0}));
   EXPECT_EQ(TezCompress::GetCompressedSize(frame.data()), 0u);
   TezCompress::Uncompress(frame, nullptr, 0);
+  const uint8_t noParts[] = {0x20};
+  EXPECT_EQ(TezCompress::GetCompressedSize(noParts), 0u);
 }
 
 TEST(TezCompressFrame, WidthAndPartCountFollowTheSize) {
@@ -293,4 +295,19 @@ TEST(TezCompressConcurrency, ThreadsShareNothing) {
   for (auto& th : threads)
     th.join();
   EXPECT_EQ(ok, std::vector<int>(4, 1));
+}
+
+// Needs about 13 GB of memory, so it only runs when asked for
+// (--gtest_also_run_disabled_tests).
+TEST(TezCompressFrame, DISABLED_AboveFourGigabytesUsesEightByteSizes) {
+  const size_t size = (size_t(1) << 32) + 9;
+  std::vector<uint8_t> src(size);
+  for (size_t i = 0; i < size; ++i)
+    src[i] = uint8_t((i >> 12) ^ (i % 251 == 0 ? i : 0));
+  std::vector<uint8_t> frame;
+  TezCompress::Compress(src.data(), size, frame, 1);
+  EXPECT_EQ(frame[0], 0x88);
+  std::vector<uint8_t> back(size);
+  TezCompress::Uncompress(frame, back.data(), size);
+  EXPECT_TRUE(back == src);
 }
