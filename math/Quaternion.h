@@ -13,6 +13,8 @@
 #include "math/Matrix.h"
 #include "math/Vector.h"
 
+#include <type_traits>
+
 template <class T>
 class TEZ_API TezQuaternion
 {
@@ -28,8 +30,10 @@ public:
 
     operator T*() { return &w; }
     operator const T*() const { return &w; }
-    T& operator[](int i) { return (&w)[i]; }
-    const T& operator[](int i) const { return (&w)[i]; }
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    T& operator[](I i) { return (&w)[i]; }
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    const T& operator[](I i) const { return (&w)[i]; }
 
     TezQuaternion operator+(const TezQuaternion& o) const { return TezQuaternion(w + o.w, x + o.x, y + o.y, z + o.z); }
     TezQuaternion operator-(const TezQuaternion& o) const { return TezQuaternion(w - o.w, x - o.x, y - o.y, z - o.z); }

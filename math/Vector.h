@@ -17,6 +17,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <type_traits>
 
 template <class T>
 class TEZ_API TezVector2
@@ -31,8 +32,12 @@ public:
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
-    T& operator[](int i) { return (&x)[i]; }
-    const T& operator[](int i) const { return (&x)[i]; }
+    // Any integer index (int, unsigned, size_t ...): one exact overload
+    // keeps v[i] from competing with the pointer conversion.
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    T& operator[](I i) { return (&x)[i]; }
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    const T& operator[](I i) const { return (&x)[i]; }
 
     TezVector2 operator+(const TezVector2& o) const { return TezVector2(x + o.x, y + o.y); }
     TezVector2 operator-(const TezVector2& o) const { return TezVector2(x - o.x, y - o.y); }
@@ -74,10 +79,12 @@ public:
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
-    T& operator[](int i) { return (&x)[i]; }
-    const T& operator[](int i) const { return (&x)[i]; }
-    T& operator[](unsigned int i) { return (&x)[i]; }
-    const T& operator[](unsigned int i) const { return (&x)[i]; }
+    // Any integer index (int, unsigned, size_t ...): one exact overload
+    // keeps v[i] from competing with the pointer conversion.
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    T& operator[](I i) { return (&x)[i]; }
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    const T& operator[](I i) const { return (&x)[i]; }
 
     TezVector3 operator+(const TezVector3& o) const { return TezVector3(x + o.x, y + o.y, z + o.z); }
     TezVector3 operator-(const TezVector3& o) const { return TezVector3(x - o.x, y - o.y, z - o.z); }
@@ -147,8 +154,12 @@ public:
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
-    T& operator[](int i) { return (&x)[i]; }
-    const T& operator[](int i) const { return (&x)[i]; }
+    // Any integer index (int, unsigned, size_t ...): one exact overload
+    // keeps v[i] from competing with the pointer conversion.
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    T& operator[](I i) { return (&x)[i]; }
+    template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
+    const T& operator[](I i) const { return (&x)[i]; }
 
     TezVector3<T> XYZ() const { return TezVector3<T>(x, y, z); }
 

@@ -74,7 +74,11 @@ TEST(Vector, ProductsAndHelpers)
     TezVector4<float> v(1, 2, 3, 4);
     const float* a = v;
     EXPECT_EQ(a[3], 4.0f);
-    EXPECT_EQ(v[2u == 2 ? 2 : 0], 3.0f);
+    // Any integer type indexes without clashing with the pointer conversion.
+    const size_t two = 2;
+    EXPECT_EQ(v[two], 3.0f);
+    EXPECT_EQ(TezVector3<int>(4, 5, 6)[1u], 5);
+    EXPECT_EQ(TezVector2<double>(7, 8)[long(1)], 8.0);
 }
 
 TEST(Constants, Values)
