@@ -5,8 +5,29 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
+#include <cstdlib>
+#include <new>
 #include <random>
+
+// Counts every allocation in this test program, so that evaluation can be
+// shown to allocate nothing.
+static std::atomic<long> g_allocations{0};
+
+// GCC pairs the replaced operators with their built-in forms and warns.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+void* operator new(std::size_t n)
+{
+    ++g_allocations;
+    if (void* p = std::malloc(n ? n : 1))
+        return p;
+    throw std::bad_alloc();
+}
+void operator delete(void* p) noexcept { std::free(p); }
+void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -281,4 +302,24 @@ TEST(NurbsSurface, CylinderPatchDerivativesAndInsertion)
     for (double u = 0; u <= 1; u += 0.05)
         for (double v = 0; v <= 1; v += 0.1)
             EXPECT_LT((t.Evaluate(u, v) - s.Evaluate(u, v)).Length(), 1e-13);
+}
+
+TEST(Nurbs, EvaluationAllocatesNothing)
+{
+    const TezNurbsCurve2<float> c = Circle<float>();
+    TezNurbsSurface3<double> s;
+    s.Initialize(5, 4, 3, 2);
+    TezVector2<float> d[3];
+    TezVector3<double> sd[16];
+    const long before = g_allocations.load();
+    float acc = 0;
+    for (int i = 0; i <= 100; ++i) {
+        acc += c.Evaluate(i / 100.0f).x;
+        c.Derivatives(i / 100.0f, 2, d);
+        acc += d[2].y;
+        acc += static_cast<float>(s.Evaluate(i / 100.0, 0.5).z);
+        s.Derivatives(0.3, i / 100.0, 3, sd);
+    }
+    EXPECT_EQ(g_allocations.load(), before);
+    EXPECT_TRUE(std::isfinite(acc));
 }
