@@ -90,9 +90,8 @@ TEST(ConeBox, PreciseTestsHaveNoFalseNegatives)
         }
         // The float instantiation agrees on the clear cases.
         if (oracle) {
-            const TezMatrix44<float> tf = TezScaleTransform(1.0f) * TezMatrix44<float>(
-                TezVector4<float>(s.transform[0]), TezVector4<float>(s.transform[1]),
-                TezVector4<float>(s.transform[2]), TezVector4<float>(s.transform[3]));
+            const TezMatrix44<float> tf(TezVector4<float>(s.transform[0]), TezVector4<float>(s.transform[1]),
+                                        TezVector4<float>(s.transform[2]), TezVector4<float>(s.transform[3]));
             EXPECT_TRUE(TezConeBoxOverlapPrecisionV3(tf, tf.Inverse(), float(s.height), float(s.r0), float(s.r1),
                                                      TezVector3<float>(mn), TezVector3<float>(ext)));
         }
