@@ -8,31 +8,34 @@
 
 #include "document/CommandManager.h"
 
-class TEZ_API TezCmdDocumentNew : public TezCommand
+// A command that cannot be undone or redone.
+class TEZ_API TezCmdOneWay : public TezCommand
+{
+public:
+    bool IsUndoable() override { return false; }
+    bool Undo() override { return false; }
+    bool Redo() override { return false; }
+};
+
+class TEZ_API TezCmdDocumentNew : public TezCmdOneWay
 {
 public:
     static TezRef<TezCmdDocumentNew> Create();
     static bool Run();
     bool Execute() override;
-    bool IsUndoable() override { return false; }
-    bool Undo() override { return false; }
-    bool Redo() override { return false; }
     TezString BuildPython() const override;
 
 protected:
     TezCmdDocumentNew() = default;
 };
 
-class TEZ_API TezCmdDocumentOpen : public TezCommand
+class TEZ_API TezCmdDocumentOpen : public TezCmdOneWay
 {
 public:
     static TezRef<TezCmdDocumentOpen> Create(TezString const& fileName);
     static bool Run(TezString const& fileName);
     // True when the opened document reports no error.
     bool Execute() override;
-    bool IsUndoable() override { return false; }
-    bool Undo() override { return false; }
-    bool Redo() override { return false; }
     TezString BuildPython() const override;
 
 protected:
@@ -42,30 +45,24 @@ private:
     TezString m_fileName;
 };
 
-class TEZ_API TezCmdDocumentSave : public TezCommand
+class TEZ_API TezCmdDocumentSave : public TezCmdOneWay
 {
 public:
     static TezRef<TezCmdDocumentSave> Create();
     static bool Run();
     bool Execute() override;
-    bool IsUndoable() override { return false; }
-    bool Undo() override { return false; }
-    bool Redo() override { return false; }
     TezString BuildPython() const override;
 
 protected:
     TezCmdDocumentSave() = default;
 };
 
-class TEZ_API TezCmdDocumentSaveAs : public TezCommand
+class TEZ_API TezCmdDocumentSaveAs : public TezCmdOneWay
 {
 public:
     static TezRef<TezCmdDocumentSaveAs> Create(TezString const& fileName);
     static bool Run(TezString const& fileName);
     bool Execute() override;
-    bool IsUndoable() override { return false; }
-    bool Undo() override { return false; }
-    bool Redo() override { return false; }
     TezString BuildPython() const override;
 
 protected:
@@ -76,14 +73,11 @@ private:
 };
 
 // Free script text in the history: BuildPython gives the text unchanged.
-class TEZ_API TezCmdInsertPython : public TezCommand
+class TEZ_API TezCmdInsertPython : public TezCmdOneWay
 {
 public:
     static TezRef<TezCmdInsertPython> Create(TezString const& text);
     bool Execute() override { return true; }
-    bool IsUndoable() override { return false; }
-    bool Undo() override { return false; }
-    bool Redo() override { return false; }
     TezString BuildPython() const override { return m_text; }
 
 protected:
