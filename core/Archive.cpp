@@ -237,6 +237,23 @@ size_t TezArchive::ReadBytes(void* dest, size_t size)
     return done;
 }
 
+// Reads `size` bytes into `out`, growing it only as the bytes arrive, so a
+// stored size that lies costs no more memory than the data really there.
+template <class Vector>
+void TezArchive::ReadGrowing(Vector& out, uint64_t size)
+{
+    constexpr uint64_t kStep = 1 << 20;
+    out.clear();
+    uint64_t done = 0;
+    while (done < size) {
+        uint64_t step = size - done < kStep ? size - done : kStep;
+        out.resize(static_cast<size_t>(done + step));
+        if (ReadBytes(out.data() + done, static_cast<size_t>(step)) < step)
+            Fail(kEndOfFile);
+        done += step;
+    }
+}
+
 bool TezArchive::AtEnd()
 {
     if (m_bufferPosition < m_bufferFill)
@@ -306,9 +323,8 @@ void TezArchive::ReadValue(void* dest, SizeCode code)
     if (code.size > frameSize.size * kMaxExpansion + 1024)
         Fail("TezArchive: a compressed value of " + std::to_string(frameSize.size) +
              " bytes cannot hold " + std::to_string(code.size) + " bytes");
-    std::vector<uint8_t> frame(frameSize.size);
-    if (ReadBytes(frame.data(), frame.size()) < frame.size())
-        Fail(kEndOfFile);
+    std::vector<uint8_t> frame;
+    ReadGrowing(frame, frameSize.size);
     if (code.size > 0)
         TezCompress::Uncompress(frame.data(), frame.size(), dest, code.size);
 }
@@ -383,11 +399,15 @@ TezString TezArchive::ReadByteString()
             ReadValue(nullptr, code);
         return TezString("");
     }
-    if (!code.compressed)
+    std::vector<char> text;
+    if (code.compressed) {
+        text.resize(static_cast<size_t>(length));
+        ReadValue(text.data(), code);
+    } else {
         CheckAvailable(code.size, "string");
-    std::vector<char> text(static_cast<size_t>(length) + 1, '\0');
-    ReadValue(text.data(), code);
-    text[static_cast<size_t>(length)] = '\0';
+        ReadGrowing(text, code.size);
+    }
+    text.push_back('\0');
     return TezString(text.data());
 }
 
@@ -475,15 +495,12 @@ void TezArchive::ReadFrame(Vector& out)
     if (code.compressed) {
         SizeCode frameSize = ReadSize();
         CheckAvailable(frameSize.size, "compressed value");
-        out.resize(frameSize.size);
-        if (ReadBytes(out.data(), out.size()) < out.size())
-            Fail(kEndOfFile);
+        ReadGrowing(out, frameSize.size);
         return;
     }
     CheckAvailable(code.size, "value");
-    std::vector<unsigned char> raw(code.size);
-    if (ReadBytes(raw.data(), raw.size()) < raw.size())
-        Fail(kEndOfFile);
+    std::vector<unsigned char> raw;
+    ReadGrowing(raw, code.size);
     out.clear();
     TezCompress::Compress(raw.data(), raw.size(), out, 1);
 }

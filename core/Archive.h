@@ -125,6 +125,8 @@ private:
     void ReadValue(void* dest, SizeCode code);
     template <class Vector>
     void ReadFrame(Vector& out);
+    template <class Vector>
+    void ReadGrowing(Vector& out, uint64_t size);
     void CheckAvailable(uint64_t size, char const* what);
     bool AtEnd();
     void SkipSection();
