@@ -8,6 +8,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
 {
     static std::vector<TezSubCommand> const commands = {
         {"info", "tez info", "start the kernel without graphics and print what it holds", TezInfoCommand},
+        {"script", "tez script run FILE [--history OUT.py]", "run a Python script; write the command history",
+         TezScriptCommand},
     };
     return commands;
 }

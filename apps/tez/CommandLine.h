@@ -23,3 +23,5 @@ int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err);
 
 // Sub-commands.
 int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez script run FILE [--history OUT.py] [ARG...]
+int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);

@@ -47,5 +47,6 @@ int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err)
     std::fprintf(out, "  preference manager: %s\n", Presence(bool(app.GetPrefOptionManager())));
     std::fprintf(out, "resource folder: %s\n", app.GetResourceManager()->GetResourcePath().c_str());
     std::fprintf(out, "3D graphics: %s\n", app.GetRenderContext() ? "yes" : "no");
+    std::fprintf(out, "script module: %s\n", app.GetScriptModuleName().c_str());
     return 0;
 }
