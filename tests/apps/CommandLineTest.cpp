@@ -69,12 +69,29 @@ TEST(TezCommandLine, InfoStartsAndStopsTheKernel)
     CliRun info({"info"});
     ASSERT_EQ(0, info.code) << info.stderrText;
     std::string const& text = info.stdoutText;
-    for (char const* expected : {"Tezcore ", "registered types: ", "  Request Redraw Event\n",
-                                 "  Selection Changed Event\n", "log folder: ", "temp folder: ",
-                                 "user folder: ", "  event manager: present\n", "  UI manager: present\n",
-                                 "  resource manager: present\n", "3D graphics: no\n"})
+    for (char const* expected :
+         {"Tezcore ", "registered types: ", "  Request Redraw Event\n", "  Selection Changed Event\n",
+          "log folder: ", "temp folder: ", "user folder: ", "  event manager: present\n", "  UI manager: present\n",
+          "  resource manager: present\n", "3D graphics: no\n", "script module: tez\n"})
         EXPECT_NE(std::string::npos, text.find(expected)) << expected;
 
     // The application is gone afterwards, so a second run works too.
     EXPECT_EQ(0, CliRun({"info"}).code);
+}
+
+TEST(TezCommandLine, ScriptRunChecksItsArguments)
+{
+    for (TezArgs const& args : std::vector<TezArgs>{{"script"},
+                                                    {"script", "play", "a.py"},
+                                                    {"script", "run"},
+                                                    {"script", "run", "a.py", "--history"},
+                                                    {"script", "run", "--fast", "a.py"}}) {
+        CliRun run(args);
+        EXPECT_EQ(2, run.code) << args.size();
+        EXPECT_NE(std::string::npos, run.stderrText.find("usage: tez script run FILE")) << run.stderrText;
+    }
+
+    CliRun missing({"script", "run", "no-such-script.py"});
+    EXPECT_EQ(1, missing.code);
+    EXPECT_EQ("tez: cannot read script no-such-script.py: No such file or directory\n", missing.stderrText);
 }

@@ -1,0 +1,223 @@
+#include "core/Archive.h"
+#include "document/CommandManager.h"
+#include "document/DocumentCommands.h"
+#include "tez/HostApplication.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+// A document object kind with a field of its own beside the base part.
+class Marker : public TezDocumentObject
+{
+    TEZ_TYPIFIED_CLASS(Marker)
+public:
+    static TezRef<Marker> Create(char const* name, int weight)
+    {
+        TezRef<Marker> marker(new Marker());
+        marker->SetName(name);
+        marker->weight = weight;
+        return marker;
+    }
+    void Save(TezRef<TezArchive> archive) override
+    {
+        TezDocumentObject::Save(archive);
+        archive->WriteStartSection("Marker");
+        archive->WriteInt("weight", weight);
+        archive->WriteEndSection();
+    }
+    void Load(TezRef<TezArchive> archive) override
+    {
+        TezDocumentObject::Load(archive);
+        archive->ReadTag();
+        archive->ReadStartSection(0);
+        for (;;) {
+            TezString tag = archive->ReadTag();
+            if (tag.CompareNoCase("weight") == 0) {
+                weight = archive->ReadInt();
+            } else if (tag.CompareNoCase("sectionEnd") == 0) {
+                archive->ReadEndSection();
+                break;
+            } else {
+                archive->SkipUnknownTag();
+            }
+        }
+    }
+    void OnAdd(TezRef<TezDocument>) override { ++adds; }
+    void OnRemove(TezRef<TezDocument>) override { ++removes; }
+    int weight = 0;
+    int adds = 0;
+    int removes = 0;
+};
+
+TEZ_TYPIFIED_IMPL(Marker, "Test Marker")
+
+// An object that is no document object: a document skips its records.
+class Stray : public TezIdentifiableObject
+{
+    TEZ_TYPIFIED_CLASS(Stray)
+public:
+    static TezRef<Stray> Create() { return TezRef<Stray>(new Stray()); }
+};
+
+TEZ_TYPIFIED_IMPL(Stray, "Test Stray")
+
+std::string Bytes(std::string const& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+class HostDocuments : public ::testing::Test
+{
+protected:
+    std::string Path(char const* name) { return ::testing::TempDir() + "tez-host-" + name; }
+    void TearDown() override
+    {
+        for (std::string const& path : made)
+            std::remove(path.c_str());
+    }
+    std::string Made(char const* name)
+    {
+        made.push_back(Path(name));
+        return made.back();
+    }
+
+    TezHostApplication app;
+    std::vector<std::string> made;
+};
+
+TezRef<TezHostDocument> Active(TezHostApplication& app) { return TezRef<TezHostDocument>(app.GetActiveDocument()); }
+
+} // namespace
+
+TEST_F(HostDocuments, NewAndOpenMakeTheDocumentActiveWithItsRootCommand)
+{
+    EXPECT_FALSE(app.GetActiveDocument());
+    TezRef<TezDocument> created = app.NewDocument();
+    ASSERT_TRUE(created);
+    EXPECT_EQ(created, app.GetActiveDocument());
+    auto const& undo = created->GetCommandManager()->GetUndoList();
+    ASSERT_EQ(1u, undo.size());
+    EXPECT_TRUE(TezRef<TezCmdDocumentNew>(undo.front()));
+    EXPECT_FALSE(created->GetCommandManager()->CanUndo()) << "the root command is never undone";
+
+    std::string path = Made("root.mvne");
+    created->Save(TezString(path.c_str()));
+    TezRef<TezDocument> opened = app.OpenDocument(TezString(path.c_str()));
+    EXPECT_EQ(TezDocument::DocNoError, opened->GetLastError());
+    EXPECT_EQ(opened, app.GetActiveDocument());
+    EXPECT_STREQ(path.c_str(), opened->GetFileName().c_str());
+    std::vector<TezString> script = opened->GetCommandManager()->BuildPython();
+    ASSERT_EQ(5u, script.size());
+    EXPECT_STREQ(("tez.open(r'" + path + "')\n").c_str(), script[3].c_str());
+}
+
+TEST_F(HostDocuments, SaveAndOpenRoundTripObjectsInOrder)
+{
+    app.NewDocument();
+    TezRef<Marker> first = Marker::Create("first", 3);
+    TezRef<Marker> second = Marker::Create("second", -8);
+    ASSERT_TRUE(Active(app)->AddObject(first));
+    ASSERT_TRUE(Active(app)->AddObject(second));
+    EXPECT_FALSE(Active(app)->AddObject(first)) << "an object is held once";
+    EXPECT_EQ(1, first->adds);
+    Active(app)->SetModified(true);
+
+    std::string path = Made("objects.mvne");
+    Active(app)->Save(TezString(path.c_str()));
+    EXPECT_FALSE(Active(app)->IsModified());
+    EXPECT_STREQ(path.c_str(), Active(app)->GetFileName().c_str());
+
+    TezRef<TezDocument> opened = app.OpenDocument(TezString(path.c_str()));
+    ASSERT_EQ(TezDocument::DocNoError, opened->GetLastError());
+    auto const& objects = TezRef<TezHostDocument>(opened)->GetObjects();
+    ASSERT_EQ(2u, objects.size());
+    TezRef<Marker> a(objects[0]), b(objects[1]);
+    ASSERT_TRUE(a && b);
+    EXPECT_STREQ("first", a->GetName().c_str());
+    EXPECT_EQ(3, a->weight);
+    EXPECT_STREQ("second", b->GetName().c_str());
+    EXPECT_EQ(-8, b->weight);
+    EXPECT_EQ(1, a->adds);
+}
+
+TEST_F(HostDocuments, SavingTheSameContentGivesTheSameBytes)
+{
+    app.NewDocument();
+    Active(app)->AddObject(Marker::Create("only", 1));
+    std::string one = Made("same-1.mvne"), two = Made("same-2.mvne");
+    Active(app)->Save(TezString(one.c_str()));
+    Active(app)->Save(TezString(two.c_str()));
+    EXPECT_FALSE(Bytes(one).empty());
+    EXPECT_EQ(Bytes(one), Bytes(two));
+}
+
+TEST_F(HostDocuments, RemovingObjectsCallsOnRemove)
+{
+    app.NewDocument();
+    TezRef<Marker> marker = Marker::Create("m", 0);
+    Active(app)->AddObject(marker);
+    EXPECT_TRUE(Active(app)->RemoveObject(marker));
+    EXPECT_FALSE(Active(app)->RemoveObject(marker));
+    EXPECT_EQ(1, marker->removes);
+    EXPECT_TRUE(Active(app)->GetObjects().empty());
+}
+
+TEST_F(HostDocuments, ReadingSkipsUnknownTagsSectionsAndObjects)
+{
+    std::string path = Made("future.mvne");
+    {
+        TezRef<TezArchive> archive = TezArchive::Open(path.c_str(), TezArchive::Write);
+        archive->WriteStartSection("Morvane Document");
+        archive->WriteInt("version", 1);
+        archive->WriteString("comment", "from a later program");
+        archive->WriteStartSection("Later Settings");
+        archive->WriteInt("level", 4);
+        archive->WriteEndSection();
+        // A record of an object that is not a document object, with its data.
+        archive->WriteObject("object", Stray::Create());
+        archive->WriteStartSection("Object Name");
+        archive->WriteString("name", "lost");
+        archive->WriteEndSection();
+        archive->WriteObject("object", Marker::Create("kept", 5));
+        Marker::Create("kept", 5)->Save(archive);
+        archive->WriteEndSection();
+    }
+    TezRef<TezDocument> opened = app.OpenDocument(TezString(path.c_str()));
+    ASSERT_EQ(TezDocument::DocNoError, opened->GetLastError());
+    auto const& objects = TezRef<TezHostDocument>(opened)->GetObjects();
+    ASSERT_EQ(1u, objects.size());
+    EXPECT_STREQ("kept", objects[0]->GetName().c_str());
+}
+
+TEST_F(HostDocuments, FailedOpensKeepTheActiveDocumentAndReportError)
+{
+    TezRef<TezDocument> before = app.NewDocument();
+    std::string foreign = Made("foreign.mvne"), truncated = Made("truncated.mvne"), good = Made("good.mvne");
+    std::ofstream(foreign, std::ios::binary) << "plain text, not an archive";
+    before->Save(TezString(good.c_str()));
+    std::string bytes = Bytes(good);
+    std::ofstream(truncated, std::ios::binary) << bytes.substr(0, bytes.size() - 6);
+
+    for (std::string const& path : {Path("missing.mvne"), foreign, truncated}) {
+        SCOPED_TRACE(path);
+        TezRef<TezDocument> failed = app.OpenDocument(TezString(path.c_str()));
+        ASSERT_TRUE(failed);
+        EXPECT_EQ(TezHostApplication::DocumentOpenError, failed->GetLastError());
+        EXPECT_EQ(before, app.GetActiveDocument());
+        try {
+            TezCmdDocumentOpen::Run(TezString(path.c_str()));
+            ADD_FAILURE() << "no exception";
+        } catch (std::runtime_error const& e) {
+            EXPECT_EQ("Unable to open Morvane document " + path + " successfully.", std::string(e.what()));
+        }
+    }
+    EXPECT_EQ(before, app.GetActiveDocument());
+}

@@ -1,0 +1,3 @@
+import tez
+tez.new()
+tez.save()  # a new document has no name yet
