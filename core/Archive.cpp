@@ -311,13 +311,10 @@ TezArchive::SizeCode TezArchive::ReadSize()
     return code;
 }
 
-void TezArchive::ReadValue(void* dest, SizeCode code)
+// The frame of a compressed payload, after checking that it can hold what
+// the size code claims.
+std::vector<uint8_t> TezArchive::ReadCompressedPayload(SizeCode code)
 {
-    if (!code.compressed) {
-        CheckAvailable(code.size, "value");
-        ReadBytes(dest, code.size);
-        return;
-    }
     SizeCode frameSize = ReadSize();
     CheckAvailable(frameSize.size, "compressed value");
     if (code.size > frameSize.size * kMaxExpansion + 1024)
@@ -325,6 +322,17 @@ void TezArchive::ReadValue(void* dest, SizeCode code)
              " bytes cannot hold " + std::to_string(code.size) + " bytes");
     std::vector<uint8_t> frame;
     ReadGrowing(frame, frameSize.size);
+    return frame;
+}
+
+void TezArchive::ReadValue(void* dest, SizeCode code)
+{
+    if (!code.compressed) {
+        CheckAvailable(code.size, "value");
+        ReadBytes(dest, code.size);
+        return;
+    }
+    std::vector<uint8_t> frame = ReadCompressedPayload(code);
     if (code.size > 0)
         TezCompress::Uncompress(frame.data(), frame.size(), dest, code.size);
 }
@@ -401,8 +409,9 @@ TezString TezArchive::ReadByteString()
     }
     std::vector<char> text;
     if (code.compressed) {
+        std::vector<uint8_t> frame = ReadCompressedPayload(code);
         text.resize(static_cast<size_t>(length));
-        ReadValue(text.data(), code);
+        TezCompress::Uncompress(frame.data(), frame.size(), text.data(), text.size());
     } else {
         CheckAvailable(code.size, "string");
         ReadGrowing(text, code.size);

@@ -123,6 +123,7 @@ private:
     TezString ConsumeTag();
     TezString ReadByteString();
     void ReadValue(void* dest, SizeCode code);
+    std::vector<uint8_t> ReadCompressedPayload(SizeCode code);
     template <class Vector>
     void ReadFrame(Vector& out);
     template <class Vector>
