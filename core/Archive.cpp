@@ -94,6 +94,12 @@ TezArchive& TezArchive::operator=(TezArchive const& other)
 void TezArchive::WriteBytes(void const* data, size_t size)
 {
     auto const* bytes = static_cast<unsigned char const*>(data);
+    if (size >= kBlockSize) {
+        // Large runs skip the copy through the block buffer.
+        Flush();
+        std::fwrite(bytes, 1, size, m_file);
+        return;
+    }
     while (size > 0) {
         size_t room = kBlockSize - m_bufferPosition;
         size_t n = size < room ? size : room;
