@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs everything Tezcore needs to build, test and run on Debian 12.
 # Idempotent: packages already present are left alone.
+#   --extras  also the tools for fuzzing (clang) and the peer benchmarks
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,10 @@ packages=(
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
 )
+
+if [ "${1:-}" = "--extras" ]; then
+  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
