@@ -1,3 +1,4 @@
+#include "TestApplication.h"
 #include "core/Application.h"
 #include "core/Callback.h"
 #include "core/Events.h"
@@ -19,20 +20,6 @@
 #include <unistd.h>
 
 namespace {
-
-class TestApplication : public TezApplication
-{
-public:
-    TestApplication(HGLRC context, HWND window) : TezApplication(context, window) { m_instance = this; }
-    ~TestApplication() override { m_instance = nullptr; }
-    TezRef<TezDocument> GetActiveDocument() override { return nullptr; }
-    TezRef<TezDocument> NewDocument() override { return nullptr; }
-    TezRef<TezDocument> OpenDocument(TezString const&) override { return nullptr; }
-    TezString const& GetScriptModuleName() override { return m_name; }
-
-private:
-    TezString m_name{"test"};
-};
 
 HGLRC FakeContext() { return reinterpret_cast<HGLRC>(0x1234); }
 

@@ -1,3 +1,4 @@
+#include "TestApplication.h"
 #include "core/Application.h"
 #include "core/Events.h"
 #include "core/Preferences.h"
@@ -10,20 +11,6 @@
 #include <unistd.h>
 
 namespace {
-
-class PrefApplication : public TezApplication
-{
-public:
-    PrefApplication() : TezApplication(nullptr, nullptr) { m_instance = this; }
-    ~PrefApplication() override { m_instance = nullptr; }
-    TezRef<TezDocument> GetActiveDocument() override { return nullptr; }
-    TezRef<TezDocument> NewDocument() override { return nullptr; }
-    TezRef<TezDocument> OpenDocument(TezString const&) override { return nullptr; }
-    TezString const& GetScriptModuleName() override { return m_name; }
-
-private:
-    TezString m_name{"test"};
-};
 
 class Recorder : public TezEventHandler
 {
@@ -48,7 +35,7 @@ protected:
     void TearDown() override { std::remove(path.c_str()); }
     TezRef<TezPrefOptionManager> manager() { return app.GetPrefOptionManager(); }
 
-    PrefApplication app;
+    TestApplication app;
     std::string path;
     TezRef<Recorder> events;
 };
