@@ -10,6 +10,12 @@ std::vector<TezSubCommand> const& TezSubCommands()
         {"info", "tez info", "start the kernel without graphics and print what it holds", TezInfoCommand},
         {"script", "tez script run FILE [--history OUT.py]", "run a Python script; write the command history",
          TezScriptCommand},
+        // volume
+
+        // mesh
+
+        // render
+
     };
     return commands;
 }

@@ -25,3 +25,9 @@ int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err);
 int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez script run FILE [--history OUT.py] [ARG...]
 int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);
+
+// volume
+
+// mesh
+
+// render
