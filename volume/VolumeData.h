@@ -1,0 +1,33 @@
+#pragma once
+// TezVolumeData: a source of grey voxels that delivers rectangular boxes.
+//
+// The voxel octree builder reads any source through this interface, one slab
+// at a time. Sizes are the delivered sizes (a source may resample what it
+// holds on disk).
+
+#include "core/Identifiable.h"
+
+#include <cstdint>
+
+class TEZ_API TezVolumeData : public TezIdentifiableObject
+{
+public:
+    ~TezVolumeData() override = default;
+
+    virtual bool IsValid() const = 0;
+    virtual int GetWidth() const = 0;
+    virtual int GetHeight() const = 0;
+    virtual int GetDepth() const = 0;
+
+    // Fills `buffer` with the box whose corner is (x, y, z) and whose size is
+    // width x height x depth, at bitsPerPixel 8 or 16. Slice s of the box
+    // starts at byte s * sliceStride, row r of a slice at r * rowStride.
+    // interpolationBuffers is null or points to two scratch buffers of
+    // sliceStride bytes each. False when the request is refused; the buffer
+    // is then untouched.
+    virtual bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
+                      uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) = 0;
+
+protected:
+    TezVolumeData() = default;
+};

@@ -1,0 +1,46 @@
+#include "volume/VolumeStatistics.h"
+
+#include "volume/CubeVolume.h"
+
+namespace {
+
+template <class Voxel, int Shift>
+void Accumulate(Voxel const* data, int x, int y, int z, int width, int height, int depth, uint64_t rowStride,
+                uint64_t sliceStride, uint32_t* table)
+{
+    for (int k = 0; k < depth; ++k) {
+        Voxel const* slice = data + static_cast<uint64_t>(z + k) * sliceStride;
+        for (int j = 0; j < height; ++j) {
+            Voxel const* row = slice + static_cast<uint64_t>(y + j) * rowStride + x;
+            for (int i = 0; i < width; ++i)
+                ++table[row[i] >> Shift];
+        }
+    }
+}
+
+} // namespace
+
+TezVolumeStatistics& TezVolumeStatistics::Instance()
+{
+    static TezVolumeStatistics instance;
+    return instance;
+}
+
+void TezVolumeStatistics::ComputeHistogram(void const* buffer, int x, int y, int z, int width, int height, int depth,
+                                           int bitsPerPixel, uint64_t rowStride, uint64_t sliceStride,
+                                           uint32_t* table) const
+{
+    if (bitsPerPixel == 8)
+        Accumulate<uint8_t, 0>(static_cast<uint8_t const*>(buffer), x, y, z, width, height, depth, rowStride,
+                               sliceStride, table);
+    else
+        Accumulate<uint16_t, 8>(static_cast<uint16_t const*>(buffer), x, y, z, width, height, depth, rowStride / 2,
+                                sliceStride / 2, table);
+}
+
+void TezVolumeStatistics::ComputeHistogram(TezCubeVolume const& cube, uint32_t* table) const
+{
+    TezVector3<int> const& d = cube.Dimensions();
+    if (cube.GetData())
+        ComputeHistogram(cube.GetData(), 0, 0, 0, d.x, d.y, d.z, 8, cube.RowSize(), cube.StackSize(), table);
+}
