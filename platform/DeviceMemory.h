@@ -1,0 +1,52 @@
+#pragma once
+// Device memory: allocation, copies and fills of memory that kernels read.
+//
+// With the CUDA runtime compiled in (TEZ_WITH_CUDA) and at least one device
+// present, these are the runtime's cudaMalloc, cudaMemcpy and their like.
+// Otherwise "device" memory is a host array of the same layout, aligned to
+// 256 bytes, and copies are memcpy, so host loops read it as kernels would.
+// Which of the two is decided once per process, on the first call.
+//
+// Every call answers an error code: 0 for success, otherwise the runtime's
+// error value (host arrays answer TezDeviceErrorMemoryAllocation when memory
+// runs out and TezDeviceErrorInvalidValue for a bad argument, the values the
+// runtime uses for the same faults). Callers hand the code to checkCudaError
+// (platform/CudaCheck.h) with their tag. A size of 0 allocates nothing and
+// succeeds with a null pointer.
+
+#include "core/Api.h"
+
+#include <cstddef>
+
+enum TezDeviceCopyKind {
+    TezDeviceHostToHost = 0,
+    TezDeviceHostToDevice = 1,
+    TezDeviceDeviceToHost = 2,
+    TezDeviceDeviceToDevice = 3
+};
+
+constexpr int TezDeviceSuccess = 0;
+constexpr int TezDeviceErrorInvalidValue = 1;
+constexpr int TezDeviceErrorMemoryAllocation = 2;
+
+// True when the CUDA runtime and a device are in use.
+TEZ_API bool TezDeviceIsCuda();
+
+TEZ_API int TezDeviceMalloc(void** pointer, size_t bytes);
+// Rows of widthBytes bytes, each starting pitch bytes after the one before.
+TEZ_API int TezDeviceMallocPitch(void** pointer, size_t* pitch, size_t widthBytes, size_t height);
+TEZ_API int TezDeviceFree(void* pointer);
+TEZ_API int TezDeviceMemcpy(void* destination, void const* source, size_t bytes, TezDeviceCopyKind kind);
+TEZ_API int TezDeviceMemcpy2D(void* destination, size_t destinationPitch, void const* source, size_t sourcePitch,
+                              size_t widthBytes, size_t height, TezDeviceCopyKind kind);
+TEZ_API int TezDeviceMemset(void* destination, int value, size_t bytes);
+TEZ_API int TezDeviceMemset2D(void* destination, size_t pitch, int value, size_t widthBytes, size_t height);
+// Waits for the device's queued work; a no-op on host arrays.
+TEZ_API int TezDeviceSynchronize();
+// The last error of a launch or call, cleared by reading; always 0 on host arrays.
+TEZ_API int TezDeviceGetLastError();
+TEZ_API char const* TezDeviceErrorString(int error);
+// Free and total memory of the device in bytes (host memory on host arrays).
+TEZ_API int TezDeviceMemGetInfo(size_t* freeBytes, size_t* totalBytes);
+// Resets the device; a no-op on host arrays.
+TEZ_API int TezDeviceReset();

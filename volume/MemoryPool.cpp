@@ -1,0 +1,287 @@
+#include "volume/MemoryPool.h"
+
+#include "core/Archive.h"
+#include "platform/CudaCheck.h"
+#include "platform/DeviceMemory.h"
+#include "volume/Compress.h"
+
+#include <tbb/concurrent_vector.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+// One pool compresses at a time and one expands at a time, process-wide.
+std::mutex g_compressMutex;
+std::mutex g_uncompressMutex;
+
+// DEFLATE expands at most this much; the frame's header and lengths add a little.
+constexpr uint64_t kMaxExpansion = 1032;
+constexpr uint64_t kFrameSlack = 1024;
+
+[[noreturn]] void Refuse(std::string const& text) { throw std::runtime_error("TezMemoryPool::Load: " + text); }
+
+bool TagIs(TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; }
+
+} // namespace
+
+struct TezMemoryPoolBase::Storage
+{
+    tbb::concurrent_vector<uint8_t*> blocks;
+    tbb::concurrent_vector<uint8_t*> compressedBlocks;
+    tbb::concurrent_vector<uint64_t> compressedSizes;
+};
+
+TezMemoryPoolBase::TezMemoryPoolBase() : m_storage(std::make_unique<Storage>()) {}
+
+TezMemoryPoolBase::~TezMemoryPoolBase()
+{
+    FreeCUDA();
+    FreeBlocks();
+}
+
+void TezMemoryPoolBase::FreeBlocks()
+{
+    for (uint8_t* block : m_storage->blocks)
+        std::free(block);
+    for (uint8_t* block : m_storage->compressedBlocks)
+        std::free(block);
+    m_storage->blocks.clear();
+    m_storage->compressedBlocks.clear();
+    m_storage->compressedSizes.clear();
+}
+
+void TezMemoryPoolBase::Initialize(uint64_t blockSize)
+{
+    Reset();
+    m_blockSize = blockSize > GetMinBlockSize() ? blockSize : GetMinBlockSize();
+    m_numElements = 0;
+    AddBlock();
+}
+
+void TezMemoryPoolBase::Reset()
+{
+    FreeBlocks();
+    m_isCompressed.store(false, std::memory_order_release);
+}
+
+bool TezMemoryPoolBase::AddBlock()
+{
+    Uncompress();
+    uint64_t bytes = BlockBytes();
+    if (bytes == 0)
+        return false;
+    auto* block = static_cast<uint8_t*>(std::calloc(1, bytes));
+    if (!block)
+        return false;
+    m_storage->blocks.push_back(block);
+    return true;
+}
+
+bool TezMemoryPoolBase::EnsureCapacity(uint64_t first, uint64_t count)
+{
+    Uncompress();
+    if (first > ~uint64_t(0) - count)
+        return false;
+    uint64_t end = first + count;
+    while (end > m_storage->blocks.size() * m_blockSize) {
+        if (!AddBlock())
+            return false;
+    }
+    return true;
+}
+
+uint64_t TezMemoryPoolBase::AllocateUnlocked(uint64_t count)
+{
+    uint64_t first = m_numElements;
+    if (!EnsureCapacity(first, count))
+        return InvalidIndex;
+    m_numElements = first + count;
+    m_dirty = true;
+    return first;
+}
+
+void* TezMemoryPoolBase::ElementBytes(uint64_t index)
+{
+    if (IsCompressed())
+        Uncompress();
+    return m_storage->blocks[index / m_blockSize] + (index % m_blockSize) * GetElementSize();
+}
+
+uint64_t TezMemoryPoolBase::GetNumBlocks() const
+{
+    return IsCompressed() ? m_storage->compressedBlocks.size() : m_storage->blocks.size();
+}
+
+uint64_t TezMemoryPoolBase::GetSizeBytes() const { return BlockBytes() * GetNumBlocks(); }
+
+void TezMemoryPoolBase::Compress()
+{
+    if (IsCompressed())
+        return;
+    std::lock_guard<std::mutex> lock(g_compressMutex);
+    if (IsCompressed())
+        return;
+    Storage& s = *m_storage;
+    for (uint8_t* block : s.compressedBlocks)
+        std::free(block);
+    s.compressedBlocks.clear();
+    s.compressedSizes.clear();
+    uint64_t bytes = BlockBytes();
+    std::vector<uint8_t> frame;
+    for (uint8_t*& block : s.blocks) {
+        frame.clear();
+        TezCompress::Compress(block, bytes, frame, 1);
+        auto* copy = static_cast<uint8_t*>(std::malloc(frame.size() ? frame.size() : 1));
+        if (!copy)
+            throw std::bad_alloc();
+        std::memcpy(copy, frame.data(), frame.size());
+        s.compressedBlocks.push_back(copy);
+        s.compressedSizes.push_back(frame.size());
+        std::free(block);
+        block = nullptr;
+    }
+    s.blocks.clear();
+    m_isCompressed.store(true, std::memory_order_release);
+}
+
+void TezMemoryPoolBase::Uncompress()
+{
+    if (!IsCompressed())
+        return;
+    std::lock_guard<std::mutex> lock(g_uncompressMutex);
+    if (!IsCompressed())
+        return;
+    Storage& s = *m_storage;
+    uint64_t bytes = BlockBytes();
+    std::vector<uint8_t*> restored;
+    restored.reserve(s.compressedBlocks.size());
+    try {
+        for (size_t i = 0; i < s.compressedBlocks.size(); ++i) {
+            auto* block = static_cast<uint8_t*>(std::calloc(1, bytes));
+            if (!block)
+                throw std::bad_alloc();
+            restored.push_back(block);
+            TezCompress::Uncompress(s.compressedBlocks[i], s.compressedSizes[i], block, bytes);
+        }
+    } catch (...) {
+        for (uint8_t* block : restored)
+            std::free(block);
+        throw;
+    }
+    s.blocks.clear();
+    for (uint8_t* block : restored)
+        s.blocks.push_back(block);
+    for (uint8_t* block : s.compressedBlocks)
+        std::free(block);
+    s.compressedBlocks.clear();
+    s.compressedSizes.clear();
+    m_isCompressed.store(false, std::memory_order_release);
+}
+
+void* TezMemoryPoolBase::EstablishCUDA()
+{
+    uint64_t needed = GetSizeBytes();
+    if (m_cudaData && m_cudaBytes >= needed)
+        return m_cudaData;
+    FreeCUDA();
+    m_dirty = true;
+    m_cudaBytes = needed;
+    checkCudaError(TezDeviceMalloc(&m_cudaData, needed), "TezMemoryPool::EstablishCUDA.A");
+    return m_cudaData;
+}
+
+void TezMemoryPoolBase::WriteToCUDA()
+{
+    Uncompress();
+    EstablishCUDA();
+    uint64_t bytes = BlockBytes();
+    auto* device = static_cast<uint8_t*>(m_cudaData);
+    for (size_t i = 0; i < m_storage->blocks.size(); ++i)
+        checkCudaError(TezDeviceMemcpy(device + i * bytes, m_storage->blocks[i], bytes, TezDeviceHostToDevice),
+                       "TezMemoryPool::WriteToCUDA.A");
+    m_dirty = false;
+}
+
+void TezMemoryPoolBase::ReadFromCUDA()
+{
+    Uncompress();
+    if (!m_cudaData)
+        return;
+    uint64_t bytes = BlockBytes();
+    auto const* device = static_cast<uint8_t const*>(m_cudaData);
+    for (size_t i = 0; i < m_storage->blocks.size() && (i + 1) * bytes <= m_cudaBytes; ++i)
+        checkCudaError(TezDeviceMemcpy(m_storage->blocks[i], device + i * bytes, bytes, TezDeviceDeviceToHost),
+                       "TezMemoryPool::ReadFromCUDA.A");
+}
+
+void TezMemoryPoolBase::FreeCUDA()
+{
+    if (m_cudaData)
+        checkCudaError(TezDeviceFree(m_cudaData), "TezMemoryPool::FreeCUDA.A");
+    m_cudaData = nullptr;
+    m_cudaBytes = 0;
+    m_dirty = true;
+}
+
+void TezMemoryPoolBase::Save(TezArchive& archive)
+{
+    Compress();
+    Storage& s = *m_storage;
+    archive.WriteStartSection("pool");
+    archive.WriteSizet("blockSize", m_blockSize);
+    archive.WriteSizet("numElements", m_numElements);
+    archive.WriteSizet("numBlocks", s.compressedBlocks.size());
+    for (size_t i = 0; i < s.compressedBlocks.size(); ++i)
+        archive.WriteCompressedBinary("", s.compressedBlocks[i], BlockBytes(), s.compressedSizes[i]);
+    archive.WriteEndSection();
+}
+
+void TezMemoryPoolBase::Load(TezArchive& archive)
+{
+    Reset();
+    Storage& s = *m_storage;
+    std::vector<uint8_t> frame;
+    for (;;) {
+        TezString tag = archive.ReadTag();
+        if (TagIs(tag, "sectionStart")) {
+            archive.ReadStartSection(0);
+        } else if (TagIs(tag, "sectionEnd")) {
+            archive.ReadEndSection();
+            break;
+        } else if (TagIs(tag, "blockSize")) {
+            m_blockSize = archive.ReadSizet();
+        } else if (TagIs(tag, "numElements")) {
+            m_numElements = archive.ReadSizet();
+        } else if (TagIs(tag, "numBlocks")) {
+            uint64_t count = archive.ReadSizet();
+            uint64_t elementSize = GetElementSize();
+            if (m_blockSize == 0 || elementSize == 0 || m_blockSize > ~uint64_t(0) / elementSize)
+                Refuse("block of " + std::to_string(m_blockSize) + " elements");
+            for (uint64_t i = 0; i < count; ++i) {
+                archive.ReadCompressedBinary(frame);
+                if (BlockBytes() > frame.size() * kMaxExpansion + kFrameSlack)
+                    Refuse("a frame of " + std::to_string(frame.size()) + " bytes cannot hold a block of " +
+                           std::to_string(BlockBytes()) + " bytes");
+                auto* copy = static_cast<uint8_t*>(std::malloc(frame.size() ? frame.size() : 1));
+                if (!copy)
+                    throw std::bad_alloc();
+                std::memcpy(copy, frame.data(), frame.size());
+                s.compressedBlocks.push_back(copy);
+                s.compressedSizes.push_back(frame.size());
+            }
+            m_isCompressed.store(true, std::memory_order_release);
+        } else {
+            archive.SkipUnknownTag();
+        }
+    }
+    if (m_numElements > s.compressedBlocks.size() * m_blockSize)
+        Refuse(std::to_string(m_numElements) + " elements in " + std::to_string(s.compressedBlocks.size()) +
+               " blocks of " + std::to_string(m_blockSize));
+    m_dirty = true;
+}
