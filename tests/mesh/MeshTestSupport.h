@@ -1,0 +1,81 @@
+#pragma once
+// Shared helpers of the mesh tests: an application whose UI bridge records
+// the progress protocol, and small mesh builders.
+
+#include "core/Application.h"
+#include "core/UIManager.h"
+#include "mesh/IndexedMesh.h"
+
+#include <string>
+#include <vector>
+
+// Reaches the operations the class keeps for itself and its readers.
+struct TezIndexedMeshInternals
+{
+    static void EliminateDuplicateVertices(TezIndexedMesh& m) { m.EliminateDuplicateVertices(); }
+    static void MakeNormalsFromPositions(TezIndexedMesh& m) { m.MakeNormalsFromPositions(); }
+};
+
+class MeshTestUI : public TezUICallback
+{
+public:
+    std::vector<std::string> messages;
+    uint64_t started = 0, steps = 0, ended = 0;
+    void StartProgress(uint64_t) override { ++started; }
+    void EndProgress() override { ++ended; }
+    void StepProgress(uint32_t n) override { steps += n; }
+    void SetProgressMessage(TezString const& m) override { messages.emplace_back(m.c_str()); }
+    void StartNestedSection(bool) override {}
+    void FinishNestedSection() override {}
+    void AddNode(int) override {}
+    void RemoveNode(int) override {}
+    void SetActiveNode(int) override {}
+    void SetActiveLevel(int) override {}
+    int GetActiveLevel() override { return 0; }
+    bool GetStopFlag() override { return false; }
+    void ZoomAll() override {}
+    void SetCursor(TezResourceManager::Cursors) override {}
+    void SetToolCursor(TezResourceManager::Cursors) override {}
+    void ReportError(TezString const&) override {}
+};
+
+// Becomes the application while it lives; its UI manager reports to `ui`.
+class MeshTestApplication : public TezApplication
+{
+public:
+    MeshTestApplication() : TezApplication(nullptr, nullptr)
+    {
+        m_instance = this;
+        GetUIManager()->SetCallback(&ui);
+    }
+    ~MeshTestApplication() override
+    {
+        GetUIManager()->SetCallback(nullptr);
+        m_instance = nullptr;
+    }
+    TezRef<TezDocument> GetActiveDocument() override { return nullptr; }
+    TezRef<TezDocument> NewDocument() override { return nullptr; }
+    TezRef<TezDocument> OpenDocument(TezString const&) override { return nullptr; }
+    TezString const& GetScriptModuleName() override { return m_name; }
+
+    MeshTestUI ui;
+
+private:
+    TezString m_name{"mesh-test"};
+};
+
+inline TezRef<TezIndexedMesh> MakeMesh(std::vector<TezVector3<float>> const& positions,
+                                       std::vector<unsigned int> const& indices)
+{
+    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
+    for (TezVector3<float> const& p : positions)
+        mesh->AddVertex(TezMeshVertex(p, TezVector3<float>(0.0f, 0.0f, 0.0f)));
+    mesh->GetIndices() = indices;
+    return mesh;
+}
+
+// A closed tetrahedron wound counterclockwise outwards, volume 1/6.
+inline TezRef<TezIndexedMesh> MakeTetrahedron()
+{
+    return MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 2, 1, 0, 1, 3, 0, 3, 2, 1, 2, 3});
+}
