@@ -1,0 +1,397 @@
+// TezImage and TezImageStack on small stacks written by the tests themselves.
+
+#include "volume/ImageStack.h"
+#include "volume/CubeVolume.h"
+#include "volume/Image.h"
+
+#include "../core/TestApplication.h"
+#include "core/UIManager.h"
+
+#include <FreeImage.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace {
+
+// A fresh folder per test.
+class ImageStackTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        std::string pattern = ::testing::TempDir() + "tezstackXXXXXX";
+        std::vector<char> name(pattern.begin(), pattern.end());
+        name.push_back('\0');
+        ASSERT_NE(mkdtemp(name.data()), nullptr);
+        m_dir = name.data();
+    }
+    void TearDown() override { std::system(("rm -rf '" + m_dir + "'").c_str()); }
+
+    std::string Path(char const* format, int number) const
+    {
+        char name[64];
+        std::snprintf(name, sizeof name, format, number);
+        return m_dir + "/" + name;
+    }
+
+    // Grey slice: scan line r, column c holds base + c + 4 r (8 bits) or
+    // base + 7 (c + 4 r) (16 bits).
+    static void WriteGrey(std::string const& path, int width, int height, int base, int bits,
+                          FREE_IMAGE_FORMAT format = FIF_PNG)
+    {
+        FIBITMAP* bitmap =
+            bits == 8 ? FreeImage_Allocate(width, height, 8) : FreeImage_AllocateT(FIT_UINT16, width, height);
+        if (bits == 8) {
+            RGBQUAD* palette = FreeImage_GetPalette(bitmap);
+            for (int i = 0; i < 256; ++i)
+                palette[i].rgbRed = palette[i].rgbGreen = palette[i].rgbBlue = static_cast<BYTE>(i);
+        }
+        for (int r = 0; r < height; ++r) {
+            BYTE* line = FreeImage_GetScanLine(bitmap, r);
+            for (int c = 0; c < width; ++c) {
+                if (bits == 8)
+                    line[c] = static_cast<BYTE>(base + c + 4 * r);
+                else
+                    reinterpret_cast<uint16_t*>(line)[c] = static_cast<uint16_t>(base + 7 * (c + 4 * r));
+            }
+        }
+        ASSERT_TRUE(FreeImage_Save(format, bitmap, path.c_str(), 0)) << path;
+        FreeImage_Unload(bitmap);
+    }
+
+    static void WriteFlat(std::string const& path, int width, int height, int value)
+    {
+        FIBITMAP* bitmap = FreeImage_Allocate(width, height, 8);
+        RGBQUAD* palette = FreeImage_GetPalette(bitmap);
+        for (int i = 0; i < 256; ++i)
+            palette[i].rgbRed = palette[i].rgbGreen = palette[i].rgbBlue = static_cast<BYTE>(i);
+        std::memset(FreeImage_GetBits(bitmap), value, FreeImage_GetPitch(bitmap) * static_cast<unsigned>(height));
+        ASSERT_TRUE(FreeImage_Save(FIF_PNG, bitmap, path.c_str(), 0));
+        FreeImage_Unload(bitmap);
+    }
+
+    static void WriteRgb(std::string const& path, int width, int height, BYTE r, BYTE g, BYTE b)
+    {
+        FIBITMAP* bitmap = FreeImage_Allocate(width, height, 24);
+        for (int y = 0; y < height; ++y) {
+            BYTE* line = FreeImage_GetScanLine(bitmap, y);
+            for (int x = 0; x < width; ++x, line += 3) {
+                line[FI_RGBA_RED] = r;
+                line[FI_RGBA_GREEN] = g;
+                line[FI_RGBA_BLUE] = b;
+            }
+        }
+        ASSERT_TRUE(FreeImage_Save(FIF_PNG, bitmap, path.c_str(), 0));
+        FreeImage_Unload(bitmap);
+    }
+
+    // Files slice10.png .. slice19.png without 13 and 14: slice i of the
+    // stack has base 20 i + 7.
+    TezRef<TezImageStack> GappedStack(int bits = 8)
+    {
+        char const* format = bits == 8 ? "slice%02d.png" : "slice%02d.tif";
+        for (int n = 10; n <= 19; ++n)
+            if (n != 13 && n != 14)
+                WriteGrey(Path(format, n), 5, 3, bits == 8 ? 20 * (n - 10) + 7 : 1000 * (n - 10) + 300, bits,
+                          bits == 8 ? FIF_PNG : FIF_TIFF);
+        return TezImageStack::Create((m_dir + "/" + format).c_str(), 10, 19);
+    }
+
+    std::string m_dir;
+};
+
+// The blend of two slices' voxels at weight t / 65535.
+int Blend(int a, int b, double p, double q, int s)
+{
+    int64_t t = static_cast<int64_t>((s - p) / (q - p) * 65535.0);
+    return static_cast<int>(((~t & 0xFFFF) * a + t * b) >> 16);
+}
+
+class RecordingUI : public TezUICallback
+{
+public:
+    void StartProgress(uint64_t count) override { events.push_back("start " + std::to_string(count)); }
+    void EndProgress() override { events.push_back("end"); }
+    void StepProgress(uint32_t) override { ++steps; }
+    void SetProgressMessage(TezString const& message) override { events.push_back(message.c_str()); }
+    void StartNestedSection(bool) override {}
+    void FinishNestedSection() override {}
+    void AddNode(int) override {}
+    void RemoveNode(int) override {}
+    void SetActiveNode(int) override {}
+    void SetActiveLevel(int) override {}
+    int GetActiveLevel() override { return 0; }
+    bool GetStopFlag() override { return false; }
+    void ZoomAll() override {}
+    void SetCursor(TezResourceManager::Cursors) override {}
+    void SetToolCursor(TezResourceManager::Cursors) override {}
+    void ReportError(TezString const&) override {}
+
+    std::vector<std::string> events;
+    std::atomic<int> steps{0};
+};
+
+} // namespace
+
+TEST_F(ImageStackTest, GapsAreInterpolatedBetweenTheirNeighbours)
+{
+    TezRef<TezImageStack> stack = GappedStack();
+    ASSERT_TRUE(stack->IsValid());
+    EXPECT_EQ(stack->GetWidth(), 5);
+    EXPECT_EQ(stack->GetHeight(), 3);
+    EXPECT_EQ(stack->GetDepth(), 10);
+    ASSERT_EQ(stack->GetImages().size(), 8u);
+    EXPECT_EQ(stack->GetImages()[3].index, 5);
+
+    TestApplication app;
+    RecordingUI ui;
+    app.GetUIManager()->SetCallback(&ui);
+    std::vector<uint8_t> volume(10 * 3 * 6, 0xEE); // rows of 6 bytes: the padding stays
+    ASSERT_TRUE(stack->Copy(volume.data(), 0, 0, 0, 5, 3, 10, 8, 6, 18, nullptr));
+    app.GetUIManager()->SetCallback(nullptr);
+
+    for (int s = 0; s < 10; ++s)
+        for (int r = 0; r < 3; ++r) {
+            EXPECT_EQ(volume[s * 18 + r * 6 + 5], 0xEE);
+            for (int c = 0; c < 5; ++c) {
+                int expected = 20 * s + 7 + c + 4 * r;
+                if (s == 3 || s == 4) {
+                    expected = Blend(47 + c + 4 * r, 107 + c + 4 * r, 2, 5, s);
+                    EXPECT_NEAR(expected, 47 + 20 * (s - 2) + c + 4 * r, 1); // linear within rounding
+                }
+                EXPECT_EQ(volume[s * 18 + r * 6 + c], expected) << s << " " << r << " " << c;
+            }
+        }
+    std::vector<std::string> events{"Image Stack: Loading...", "start 8", "Image Stack: Interpolating...", "start 8",
+                                    "end"};
+    EXPECT_EQ(ui.events, events);
+    EXPECT_EQ(ui.steps, 8 + 1); // one step per file, one per gap
+}
+
+TEST_F(ImageStackTest, BoxesBeginningOrEndingInAGapUseImagesOutsideTheBox)
+{
+    TezRef<TezImageStack> stack = GappedStack();
+    std::vector<uint8_t> lower(15), upper(15);
+    uint8_t* buffers[2] = {lower.data(), upper.data()};
+
+    // Slices 3 to 6, with a guard slice on either side.
+    std::vector<uint8_t> volume(6 * 15, 0xEE);
+    ASSERT_TRUE(stack->Copy(volume.data() + 15, 0, 0, 3, 5, 3, 4, 8, 5, 15, buffers));
+    for (int i = 0; i < 15; ++i) {
+        EXPECT_EQ(volume[i], 0xEE);
+        EXPECT_EQ(volume[5 * 15 + i], 0xEE);
+        EXPECT_EQ(lower[i], 47 + i % 5 + 4 * (i / 5)); // slice 2, from before the box
+        EXPECT_EQ(volume[1 * 15 + i], Blend(lower[i], lower[i] + 60, 2, 5, 3));
+        EXPECT_EQ(volume[2 * 15 + i], Blend(lower[i], lower[i] + 60, 2, 5, 4));
+        EXPECT_EQ(volume[3 * 15 + i], lower[i] + 60);
+        EXPECT_EQ(volume[4 * 15 + i], lower[i] + 80);
+    }
+
+    // Slices 1 to 3 of rows 1 and 2, columns 2 to 4: the last slice is a gap.
+    std::vector<uint8_t> part(3 * 2 * 3, 0);
+    ASSERT_TRUE(stack->Copy(part.data(), 2, 1, 1, 3, 2, 3, 8, 3, 6, buffers));
+    for (int r = 0; r < 2; ++r)
+        for (int c = 0; c < 3; ++c) {
+            int const v = 27 + (c + 2) + 4 * (r + 1);
+            EXPECT_EQ(part[r * 3 + c], v);
+            EXPECT_EQ(part[6 + r * 3 + c], v + 20);
+            EXPECT_EQ(part[12 + r * 3 + c], Blend(v + 20, v + 80, 1, 4, 2));
+        }
+}
+
+TEST_F(ImageStackTest, SixteenBitSlicesFromTiff)
+{
+    TezRef<TezImageStack> stack = GappedStack(16);
+    ASSERT_TRUE(stack->IsValid());
+    std::vector<uint16_t> volume(10 * 15);
+    ASSERT_TRUE(stack->Copy(volume.data(), 0, 0, 0, 5, 3, 10, 16, 10, 30, nullptr));
+    for (int i = 0; i < 15; ++i) {
+        int const v = 300 + 7 * (i % 5 + 4 * (i / 5));
+        EXPECT_EQ(volume[2 * 15 + i], v + 2000);
+        EXPECT_EQ(volume[3 * 15 + i], Blend(v + 2000, v + 5000, 2, 5, 3));
+        EXPECT_EQ(volume[4 * 15 + i], Blend(v + 2000, v + 5000, 2, 5, 4));
+        EXPECT_EQ(volume[9 * 15 + i], v + 9000);
+    }
+
+    // 8-bit files delivered at 16 bits keep their value in the high byte.
+    TezRef<TezImageStack> eight = GappedStack(8);
+    std::vector<uint16_t> wide(15);
+    ASSERT_TRUE(eight->Copy(wide.data(), 0, 0, 1, 5, 3, 1, 16, 10, 30, nullptr));
+    EXPECT_EQ(wide[0] >> 8, 27);
+}
+
+TEST_F(ImageStackTest, ColourAndOddSizedSlicesAreConvertedAndRescaled)
+{
+    WriteGrey(Path("s%d.png", 0), 6, 4, 10, 8);
+    WriteRgb(Path("s%d.png", 1), 6, 4, 200, 100, 50);
+    WriteFlat(Path("s%d.png", 2), 3, 2, 90); // flat, so that rescaling keeps its value
+
+    // Names that do not exist leave gaps and are dropped at the ends.
+    std::vector<TezString> names{TezString(Path("missing%d.png", 0).c_str()), TezString(Path("s%d.png", 0).c_str()),
+                                 TezString(Path("s%d.png", 1).c_str()), TezString(Path("s%d.png", 2).c_str())};
+    TezRef<TezImageStack> stack = TezImageStack::Create(names);
+    ASSERT_TRUE(stack->IsValid());
+    EXPECT_EQ(stack->GetDepth(), 3);
+    EXPECT_EQ(stack->GetImages().front().index, 1);
+
+    std::vector<uint8_t> volume(3 * 24);
+    ASSERT_TRUE(stack->Copy(volume.data(), 0, 0, 0, 6, 4, 3, 8, 6, 24, nullptr));
+    EXPECT_EQ(volume[5], 15);
+    for (int i = 0; i < 24; ++i) {
+        EXPECT_NEAR(volume[24 + i], 0.2126 * 200 + 0.7152 * 100 + 0.0722 * 50, 1.0);
+        EXPECT_NEAR(volume[48 + i], 90, 1);
+    }
+
+    stack->Resize(4, 3);
+    EXPECT_EQ(stack->GetFileWidth(), 6);
+    std::vector<uint8_t> small(3 * 12);
+    ASSERT_TRUE(stack->Copy(small.data(), 0, 0, 0, 4, 3, 3, 8, 4, 12, nullptr));
+    EXPECT_NEAR(small[12 + 11], 118, 1);
+    EXPECT_NEAR(small[24 + 5], 90, 1);
+    EXPECT_FALSE(stack->Copy(small.data(), 0, 0, 0, 6, 4, 1, 8, 6, 24, nullptr)); // beyond the new size
+}
+
+TEST_F(ImageStackTest, InvalidRequestsAreRefusedWithAWarning)
+{
+    TezRef<TezImageStack> stack = GappedStack();
+    std::vector<uint8_t> volume(10 * 15, 0xEE);
+    struct Request
+    {
+        void* buffer;
+        int x, y, z, w, h, d, bits;
+        uint64_t row, slice;
+    };
+    uint8_t* const b = volume.data();
+    Request const requests[] = {
+        {b, 0, 0, 0, 5, 3, 10, 12, 5, 15},                                      // 12 bits
+        {b, -1, 0, 0, 5, 3, 1, 8, 5, 15},                                       // negative corner
+        {b, 1, 0, 0, 5, 3, 1, 8, 5, 15},                                        // beyond the width
+        {b, 0, 0, 5, 5, 3, 6, 8, 5, 15},                                        // beyond the depth
+        {nullptr, 0, 0, 0, 5, 3, 1, 8, 5, 15}, {b, 0, 0, 0, 5, 3, 2, 8, 4, 15}, // rows overlap
+        {b, 0, 0, 0, 5, 3, 2, 8, 5, 14},                                        // slices overlap
+        {b, 0, 0, 0, 5, 3, 2, 16, 11, 33},                                      // odd strides at 16 bits
+    };
+    for (Request const& r : requests) {
+        ::testing::internal::CaptureStdout();
+        EXPECT_FALSE(stack->Copy(r.buffer, r.x, r.y, r.z, r.w, r.h, r.d, r.bits, r.row, r.slice, nullptr));
+        std::string log = ::testing::internal::GetCapturedStdout();
+        EXPECT_NE(log.find("TezImageStack::Copy: invalid copy request\n"), std::string::npos) << log;
+    }
+    EXPECT_EQ(volume, std::vector<uint8_t>(10 * 15, 0xEE));
+
+    EXPECT_FALSE(TezImageStack::Create((m_dir + "/slice%02d%s.png").c_str(), 10, 19)->IsValid());
+    EXPECT_FALSE(TezImageStack::Create((m_dir + "/none%02d.png").c_str(), 10, 19)->IsValid());
+    EXPECT_FALSE(
+        TezImageStack::Create(std::vector<TezImageStack::ImageFile>{})->Copy(b, 0, 0, 0, 0, 0, 0, 8, 0, 0, nullptr));
+}
+
+TEST_F(ImageStackTest, ResampledDepthInterpolatesBetweenTheSlicesAroundEachOutputSlice)
+{
+    for (int n = 0; n < 4; ++n)
+        WriteFlat(Path("r%d.png", n), 2, 2, 60 * n);
+    TezRef<TezImageStack> stack = TezImageStack::Create((m_dir + "/r%d.png").c_str(), 0, 3);
+    stack->SetScale(2.0);
+    ASSERT_EQ(stack->GetDepth(), 8);
+    ASSERT_EQ(stack->GetWidth(), 4);
+
+    std::vector<uint8_t> volume(8 * 16);
+    ASSERT_TRUE(stack->Copy(volume.data(), 0, 0, 0, 4, 4, 8, 8, 4, 16, nullptr));
+    int const expected[8] = {0, 29, 59, 89, 119, 149, 180, 180};
+    for (int s = 0; s < 8; ++s)
+        EXPECT_EQ(volume[s * 16 + 5], expected[s]) << s;
+
+    // A box further in sees the same values.
+    std::vector<uint8_t> part(2 * 16);
+    ASSERT_TRUE(stack->Copy(part.data(), 0, 0, 3, 4, 4, 2, 8, 4, 16, nullptr));
+    EXPECT_EQ(part[0], 89);
+    EXPECT_EQ(part[16], 119);
+
+    // Shrinking keeps every other slice.
+    stack->SetScale(0.5);
+    ASSERT_EQ(stack->GetDepth(), 2);
+    std::vector<uint8_t> half(2 * 1);
+    ASSERT_TRUE(stack->Copy(half.data(), 0, 0, 0, 1, 1, 2, 8, 1, 1, nullptr));
+    EXPECT_EQ(half[0], 0);
+    EXPECT_EQ(half[1], 119);
+
+    // The cube volume reads a whole stack.
+    TezRef<TezCubeVolume> cube = TezCubeVolume::ReadFromImageStack(stack, 0.5f);
+    EXPECT_EQ(cube->Dimensions(), TezVector3<int>(1, 1, 2));
+    EXPECT_EQ(cube->GetValue(0, 0, 1), 119);
+}
+
+TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
+{
+    // A big-endian 16-bit grey TIFF of 3 x 2, written by hand.
+    std::vector<uint8_t> tiff{'M', 'M', 0, 42, 0, 0, 0, 8};
+    auto u16 = [&](int v) {
+        tiff.push_back(static_cast<uint8_t>(v >> 8));
+        tiff.push_back(static_cast<uint8_t>(v));
+    };
+    auto u32 = [&](uint32_t v) {
+        u16(static_cast<int>(v >> 16));
+        u16(static_cast<int>(v & 0xFFFF));
+    };
+    uint32_t const dataOffset = 8 + 2 + 8 * 12 + 4;
+    struct Entry
+    {
+        int tag, type;
+        uint32_t value;
+    } const entries[] = {{256, 3, 3}, {257, 3, 2},          {258, 3, 16}, {259, 3, 1},
+                         {262, 3, 1}, {273, 4, dataOffset}, {278, 3, 2},  {279, 4, 12}};
+    u16(8);
+    for (Entry const& e : entries) {
+        u16(e.tag);
+        u16(e.type);
+        u32(1);
+        if (e.type == 3) {
+            u16(static_cast<int>(e.value));
+            u16(0);
+        } else {
+            u32(e.value);
+        }
+    }
+    u32(0);
+    for (int i = 0; i < 6; ++i)
+        u16(0x1234 + 0x101 * i);
+    std::string path = m_dir + "/big.tif";
+    FILE* file = std::fopen(path.c_str(), "wb");
+    std::fwrite(tiff.data(), 1, tiff.size(), file);
+    std::fclose(file);
+
+    TezImage image;
+    ASSERT_TRUE(image.Load(path.c_str()));
+    EXPECT_EQ(image.GetBPP(), 16);
+    EXPECT_EQ(image.GetColorType(), TezImage::ColorTypeMinIsBlack);
+    // The file's first row is the library's last scan line.
+    EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(1))[2], 0x1234 + 0x202);
+    EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(0))[0], 0x1234 + 0x303);
+
+    // A little-endian one from FreeImage reads the same way.
+    WriteGrey(m_dir + "/little.tif", 3, 2, 500, 16, FIF_TIFF);
+    ASSERT_TRUE(image.Load((m_dir + "/little.tif").c_str()));
+    EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(1))[2], 500 + 7 * 6);
+
+    // Save writes PNG whatever the name says; an RGBA picture round-trips.
+    uint8_t const rgba[2 * 2 * 4] = {255, 0, 0, 255, 0, 255, 0, 128, 0, 0, 255, 255, 9, 8, 7, 6};
+    ASSERT_TRUE(image.CreateFromPixels(rgba, 2, 2, 4, 8, true));
+    ASSERT_TRUE(image.Save((m_dir + "/frame.jpg").c_str()));
+    EXPECT_EQ(FreeImage_GetFileType((m_dir + "/frame.jpg").c_str(), 0), FIF_PNG);
+    TezImage back;
+    ASSERT_TRUE(back.Load((m_dir + "/frame.jpg").c_str()));
+    uint8_t read[16];
+    ASSERT_TRUE(back.ReadPixels(read, 4, 8, true));
+    EXPECT_EQ(std::memcmp(read, rgba, 16), 0);
+
+    // Paths longer than 1024 bytes are refused, unreadable files too.
+    EXPECT_FALSE(image.Load((m_dir + "/" + std::string(1100, 'a') + ".png").c_str()));
+    EXPECT_FALSE(image.IsValid());
+    EXPECT_FALSE(image.Load(m_dir.c_str()));
+    EXPECT_FALSE(back.Save((m_dir + "/" + std::string(1100, 'a')).c_str()));
+}

@@ -1,0 +1,81 @@
+#pragma once
+// TezImageStack: a numbered series of image files, one file a slice, read as
+// a volume of 8- or 16-bit grey voxels.
+//
+// The creators keep the stretch of the list from the first to the last file
+// that loads; the first loadable file fixes the slice size, and every other
+// slice is converted to grey and rescaled to it (or to the size set by
+// Resize). Gaps in the numbering, and files that will not load, are filled by
+// linear interpolation between the neighbouring slices when the stack is
+// copied. SetScale resamples the depth as well; Copy then reads sequentially
+// and interpolates between the two slices around each output slice.
+//
+// Copy reports progress through the application's UI manager when there is
+// an application. Only the creators' file list is state: the stack does not
+// persist it (Save writes an empty section).
+
+#include "core/Archive.h"
+#include "core/String.h"
+#include "volume/VolumeData.h"
+
+#include <vector>
+
+class TezImage;
+
+class TEZ_API TezImageStack : public TezVolumeData
+{
+    TEZ_TYPIFIED_CLASS(TezImageStack)
+
+public:
+    struct ImageFile
+    {
+        TezString name;
+        int index = 0; // the slice's position in the numbering
+    };
+
+    // pattern: a printf format taking the number (one integer conversion,
+    // e.g. "slice%03d.png"); index = number - first. Other patterns give an
+    // invalid stack.
+    static TezRef<TezImageStack> Create(char const* pattern, int first, int last);
+    // index = position in the list; missing files leave gaps.
+    static TezRef<TezImageStack> Create(std::vector<TezString> const& names);
+    // The list as it is, ascending by index.
+    static TezRef<TezImageStack> Create(std::vector<ImageFile> const& images);
+
+    bool IsValid() const override { return !m_images.empty(); }
+    int GetWidth() const override { return m_width; }
+    int GetHeight() const override { return m_height; }
+    int GetDepth() const override { return m_depth; }
+    int GetFileWidth() const { return m_fileWidth; }
+    int GetFileHeight() const { return m_fileHeight; }
+    int GetFileDepth() const { return m_fileDepth; }
+    std::vector<ImageFile> const& GetImages() const { return m_images; }
+
+    // The delivered slice size; the files keep theirs.
+    void Resize(int width, int height);
+    // Delivered size = file size * factor, truncated, at least 1 each.
+    void SetScale(double factor);
+
+    // Refused, with the warning "TezImageStack::Copy: invalid copy request",
+    // for an empty stack, bitsPerPixel other than 8 or 16, a box outside the
+    // stack, a null buffer, strides too small for the box, or odd strides at
+    // 16 bits.
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override;
+
+    void Save(TezRef<TezArchive> archive) const;
+    void Load(TezRef<TezArchive> archive);
+
+private:
+    TezImageStack() = default;
+    bool LoadImageList(std::vector<ImageFile> const& images);
+
+    struct Box;
+    bool ExtractSlice(TezImage& image, uint8_t* destination, Box const& box) const;
+    void CopySameDepth(Box const& box, uint8_t* interpolation[2]);
+    void CopyResampled(Box const& box, uint8_t* interpolation[2]);
+
+    std::vector<ImageFile> m_images;
+    int m_fileWidth = 0, m_fileHeight = 0, m_fileDepth = 0;
+    int m_width = 0, m_height = 0, m_depth = 0;
+};
