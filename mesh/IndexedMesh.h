@@ -134,6 +134,25 @@ public:
     // Drops the listed triangles; vertices stay, used or not.
     void RemoveTriangles(TezRef<TezMeshIndexList> triangles);
 
+    // ---- files ----
+    // By the path's last four characters, in any case: ".ply", ".stl",
+    // ".obj"; null for anything else.
+    static TezRef<TezIndexedMesh> ReadFromFile(TezString const& path);
+    // Text unless the file holds a byte of 127 or more; a file that fails as
+    // text is tried as binary. Corners of bit-equal position are joined and
+    // their facet normals averaged.
+    static TezRef<TezIndexedMesh> ReadFromStlFile(TezString const& path);
+    // Positions, normals by order of appearance ((0,0,1) without), faces as
+    // fans. Prints "Cannot open file [path]" to stderr for a missing file.
+    static TezRef<TezIndexedMesh> ReadFromObjFile(TezString const& path);
+    // Vertex x, y, z (nx, ny, nz when present) and the face lists of
+    // "vertex_index"; a quad gives two triangles, longer faces lose their
+    // corners after the fourth.
+    static TezRef<TezIndexedMesh> ReadFromPlyFile(TezString const& path);
+    // Normals are recomputed from the positions. False when the file cannot
+    // be opened or written; a partial file stays on the disk.
+    static bool WriteToStlFile(TezRef<TezIndexedMesh> mesh, TezString const& path, bool binary);
+
     // ---- generators ----
     // Along +z with its tip at z = 1 whatever the lengths; 7n+1 vertices, 6n
     // triangles.
@@ -176,6 +195,15 @@ private:
     // Area-weighted sums of the face normals, normalised; unused vertices
     // get a zero normal.
     void MakeNormalsFromPositions();
+
+    static TezRef<TezIndexedMesh> ReadFromStlAscii(FILE* file);
+    static TezRef<TezIndexedMesh> ReadFromStlBinary(FILE* file);
+    static bool WriteToStlFileAscii(TezRef<TezIndexedMesh> mesh, FILE* file);
+    static bool WriteToStlFileBinary(TezRef<TezIndexedMesh> mesh, FILE* file);
+    static TezRef<TezIndexedMesh> ReadFromPlyFileRhinoFlavor(TezString const& path);
+    // A scanner's output: "vertex_indices" triangles, positions moved by the
+    // scanner's fixed calibration, normals made from the positions.
+    static TezRef<TezIndexedMesh> ReadFromPlyFileBrontesFlavor(TezString const& path);
 
     // Two equally long closed outlines joined into a band at their height,
     // mirrored below z = 0, with inner and outer walls.

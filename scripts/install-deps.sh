@@ -12,6 +12,7 @@ packages=(
   libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
+  assimp-testmodels
 )
 
 if [ "${1:-}" = "--extras" ]; then

@@ -6,8 +6,12 @@
 #include "core/UIManager.h"
 #include "mesh/IndexedMesh.h"
 
+#include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 // Reaches the operations the class keeps for itself and its readers.
 struct TezIndexedMeshInternals
@@ -78,4 +82,48 @@ inline TezRef<TezIndexedMesh> MakeMesh(std::vector<TezVector3<float>> const& pos
 inline TezRef<TezIndexedMesh> MakeTetrahedron()
 {
     return MakeMesh({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}, {0, 2, 1, 0, 1, 3, 0, 3, 2, 1, 2, 3});
+}
+
+// A fresh folder for one test's files, removed afterwards.
+class ScratchFolder
+{
+public:
+    ScratchFolder()
+    {
+        static int serial = 0;
+        m_path = std::filesystem::temp_directory_path() /
+                 ("tez-mesh-" + std::to_string(getpid()) + "-" + std::to_string(serial++));
+        std::filesystem::create_directories(m_path);
+    }
+    ~ScratchFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    std::string File(std::string const& name) const { return (m_path / name).string(); }
+    // Writes the bytes and returns the file's path.
+    std::string Write(std::string const& name, std::string const& bytes) const
+    {
+        std::string const path = File(name);
+        FILE* f = std::fopen(path.c_str(), "wb");
+        std::fwrite(bytes.data(), 1, bytes.size(), f);
+        std::fclose(f);
+        return path;
+    }
+
+private:
+    std::filesystem::path m_path;
+};
+
+inline std::string ReadBytes(std::string const& path)
+{
+    std::string bytes;
+    if (FILE* f = std::fopen(path.c_str(), "rb")) {
+        char buffer[4096];
+        size_t n;
+        while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
+            bytes.append(buffer, n);
+        std::fclose(f);
+    }
+    return bytes;
 }
