@@ -1,0 +1,429 @@
+// The octree kernels on the host path, over small hand-made trees whose
+// pictures are known.
+
+#include "volume/device/OctreeKernels.inl"
+#include "volume/device/OctreeLaunch.h"
+#include "volume/device/OctreeRender.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+using namespace TezOctreeDevice;
+
+namespace {
+
+Node Uniform(uint32_t value) { return Node{0, value, 0}; }
+Node WithBrick(uint32_t brick) { return Node{NodeFlagBit, NodeFlagBit | brick, 0}; }
+
+// A tree under construction: node 0 is the root, its children at 1..8.
+struct TestTree
+{
+    std::vector<Node> nodes{Node{1, 0, 0}};
+    std::vector<uint16_t> bricks; // voxel values, kept wide; narrowed for 8 bits
+    int maxDepth = 1;
+    float voxelSize = 1.0f / 32.0f;
+    std::vector<uint8_t> leaves8;
+    std::vector<uint16_t> leaves16;
+
+    TestTree() { nodes.resize(9, Uniform(0)); }
+
+    uint32_t AddGroup()
+    {
+        const uint32_t first = static_cast<uint32_t>(nodes.size());
+        nodes.resize(nodes.size() + 8, Uniform(0));
+        return first;
+    }
+    uint32_t AddBrick(const std::function<uint16_t(int, int, int)>& value)
+    {
+        const uint32_t index = static_cast<uint32_t>(bricks.size() / BrickVoxels);
+        for (int z = 0; z < 16; ++z)
+            for (int y = 0; y < 16; ++y)
+                for (int x = 0; x < 16; ++x)
+                    bricks.push_back(value(x, y, z));
+        return index;
+    }
+    TezOctreeRenderSource Source(int bits, uint16_t scale16 = 257)
+    {
+        leaves8.assign(bricks.begin(), bricks.end());
+        leaves16.clear();
+        for (uint16_t v : bricks)
+            leaves16.push_back(static_cast<uint16_t>(v * scale16));
+        TezOctreeRenderSource s;
+        s.bitsPerPixel = bits;
+        s.voxelSize = voxelSize;
+        s.maxDepth = maxDepth;
+        s.treeSize = 16 << maxDepth;
+        s.nodes = nodes.data();
+        s.leaves = bits == 16 ? static_cast<const void*>(leaves16.data()) : leaves8.data();
+        if (bricks.empty())
+            s.leaves = &voxelSize; // never read
+        s.nodeCount = static_cast<int32_t>(nodes.size());
+        return s;
+    }
+};
+
+// Opaque from bin 100 up; bin 60 sits exactly on the threshold.
+std::vector<float> StepTable()
+{
+    std::vector<float> t(256, 0.0f);
+    for (int i = 100; i < 256; ++i)
+        t[i] = 1.0f;
+    t[60] = 0.0001f;
+    return t;
+}
+
+const TezVector3<float> Axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+
+// Looks along +z from z = -1 at the unit square: pixel (x, y) of a square
+// image sees world (1 - (x + 0.5) / w, (y + 0.5) / h).
+__Camera OrthoCamera(int w, int h)
+{
+    const float fov = 2.0f * std::atan(0.5f) * 180.0f / 3.1415927f;
+    return TezMakeOctreeCamera(false, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 0.0f, 10.0f, fov, w, h);
+}
+
+TezMatrix44<float> Identity() { return TezMatrix44<float>({1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}); }
+
+uint32_t OrthoDepth(float t) { return static_cast<uint32_t>(16777216.0 * (t / 10.0 * 0.5 + 0.5)); }
+
+struct Picture
+{
+    std::vector<uint8_t> image;
+    std::vector<uint32_t> depth;
+    const uint8_t* Pixel(int x, int y, int w) const { return &image[(y * w + x) * 4]; }
+};
+
+Picture RenderSolid(TestTree& tree, int bits, int w, int h, const TezPlane<float>* plane = nullptr,
+                    const TezMatrix44<float>& matrix = Identity(), const __Camera* camera = nullptr)
+{
+    TezOctreeRenderBuffers buffers(w, h, 0, false);
+    const std::vector<float> table = StepTable();
+    const __Camera cam = camera ? *camera : OrthoCamera(w, h);
+    EXPECT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), tree.Source(bits), cam, matrix, {1, 0.5f, 0.25f, 1},
+                                     table.data(), plane));
+    return Picture{buffers.ReadImage(), buffers.ReadDepth()};
+}
+
+TEST(OctreeKernel, UniformOpaqueTreeHitsEveryRayAtItsFrontFace)
+{
+    TestTree tree;
+    for (int i = 1; i <= 8; ++i)
+        tree.nodes[i] = Uniform(200);
+    const int w = 20, h = 20; // not a multiple of the tile edge
+    const Picture p = RenderSolid(tree, 8, w, h);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            const uint8_t* px = p.Pixel(x, y, w);
+            ASSERT_EQ(px[0], 255);
+            ASSERT_EQ(px[1], 127);
+            ASSERT_EQ(px[2], 63);
+            ASSERT_EQ(px[3], 255);
+            ASSERT_NEAR(p.depth[y * w + x], OrthoDepth(1.0005f), 2.0);
+        }
+
+    // Perspective: the centre pixel's word is the GL depth of its eye z.
+    const __Camera persp =
+        TezMakeOctreeCamera(true, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 1.0f, 10.0f, 30.0f, 16, 16);
+    const Picture q = RenderSolid(tree, 8, 16, 16, nullptr, Identity(), &persp);
+    const double z = 1.0008, n = 1.0, f = 10.0;
+    const double gl = 0.5 * ((f + n) / (f - n) - 2.0 * f * n / ((f - n) * z)) + 0.5;
+    EXPECT_NEAR(q.depth[8 * 16 + 8] / 16777216.0, gl, 1e-4);
+}
+
+TEST(OctreeKernel, AxisParallelRaysAndRaysFromInsideHaveFiniteRanges)
+{
+    const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    Ray ray;
+    ASSERT_TRUE(SetUpRay(OrthoCamera(8, 8), T, 3, 3, DefaultRangeFunction{}, ray));
+    EXPECT_NEAR(ray.tEntry, 1.0005f, 1e-6f);
+    EXPECT_NEAR(ray.tExit, 2.0f, 1e-6f);
+    EXPECT_EQ(ray.dir.x, TezEpsilonf);
+    EXPECT_TRUE(std::isfinite(ray.inv.x) && std::isfinite(ray.inv.y));
+
+    __Camera inside = OrthoCamera(8, 8);
+    inside.eye.z = 0.5f;
+    inside.focus.z = 1.5f;
+    ASSERT_TRUE(SetUpRay(inside, T, 3, 3, DefaultRangeFunction{}, ray));
+    EXPECT_EQ(ray.tEntry, 0.0f);
+    EXPECT_NEAR(ray.tExit, 0.5f, 1e-6f);
+}
+
+// Child 0 (the cube [0, 0.5)^3) holds a brick whose voxels with x + z >= 16
+// are opaque: a tilted plane with normal (1, 0, 1) / sqrt(2).
+TestTree TiltedPlaneTree()
+{
+    TestTree tree;
+    tree.nodes[1] = WithBrick(tree.AddBrick([](int x, int, int z) { return uint16_t(x + z >= 16 ? 200 : 10); }));
+    return tree;
+}
+
+TEST(OctreeKernel, BrickPlaneGivesGradientShadeAndVoxelExitDepth)
+{
+    TestTree tree = TiltedPlaneTree();
+    const int w = 64, h = 64;
+    const Picture p = RenderSolid(tree, 8, w, h);
+
+    // Pixel (55, 20) looks down world x = 0.1328, y = 0.3203: brick voxel
+    // x = 4, y = 10; the first opaque voxel is z = 12, whose far side is at
+    // z = 13 / 32, so the ray's distance is about 1 + 13 / 32.
+    const uint8_t* px = p.Pixel(55, 20, w);
+    const float shade = 1.0f / std::sqrt(2.0f) + 0.2f;
+    EXPECT_EQ(px[0], static_cast<uint8_t>(shade * 255.0f));
+    EXPECT_EQ(px[1], static_cast<uint8_t>(shade * 0.5f * 255.0f));
+    EXPECT_EQ(px[3], 255);
+    EXPECT_NEAR(p.depth[20 * w + 55], OrthoDepth(1.0f + 13.0f / 32.0f), 16777216.0 * 0.0015 / 20.0);
+
+    // Outside child 0 nothing is opaque: untouched image, cleared depth.
+    EXPECT_EQ(p.Pixel(10, 10, w)[3], 0);
+    EXPECT_EQ(p.depth[10 * w + 10], MAX_UINT);
+    EXPECT_EQ(p.Pixel(50, 40, w)[3], 0);
+}
+
+TEST(OctreeKernel, EightAndSixteenBitVoxelsDrawTheSamePicture)
+{
+    TestTree tree = TiltedPlaneTree();
+    const Picture a = RenderSolid(tree, 8, 48, 40);
+    const Picture b = RenderSolid(tree, 16, 48, 40);
+    ASSERT_EQ(a.depth, b.depth);
+    for (size_t i = 0; i < a.image.size(); ++i)
+        ASSERT_NEAR(a.image[i], b.image[i], 1) << i;
+    int drawn = 0;
+    for (size_t i = 3; i < a.image.size(); i += 4)
+        drawn += a.image[i] == 255;
+    EXPECT_GT(drawn, 48 * 40 / 8);
+}
+
+TEST(OctreeKernel, GradientSamplesCrossIntoNeighbourNodes)
+{
+    // Level 0: child 0 a brick of 5s, child 1 (x + 1) a brick of 7s, child 2
+    // (y + 1) uniform 9, child 3 a brick flag without a brick; child 4 (z + 1)
+    // has children, the one nearest child 0 with a brick of i = x + 16 y.
+    TestTree tree;
+    tree.nodes[1] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(5); }));
+    tree.nodes[2] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(7); }));
+    tree.nodes[3] = Uniform(9);
+    tree.nodes[4] = Node{NodeFlagBit, 0, 0};
+    const uint32_t group = tree.AddGroup();
+    tree.nodes[5] = Node{NodeFlagBit | group, NodeFlagBit | 0, 0};
+    tree.nodes[group] = WithBrick(tree.AddBrick([](int x, int y, int) { return uint16_t(x + 16 * y); }));
+    tree.maxDepth = 2;
+    const TezOctreeRenderSource source = tree.Source(16, 1);
+    const __Octree oct = TezMakeOctreeRecord(source);
+    const uint16_t* brick0 = tree.leaves16.data();
+
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, 3, 4, 5), 5.0f);
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, 16, 4, 5), 7.0f);
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, 4, 16, 5), 9.0f);
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, 16, 16, 5), 1.0f);
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, -1, 4, 5), 0.0f); // outside the tree
+    // At level 1 the node (1, 1, 1) of child 0 reads its x + 1 neighbour
+    // (2, 1, 1) in the coarser brick of child 1: voxel (0 * 16 + 0) / 2.
+    EXPECT_EQ(NeighbourSample(oct, brick0, 1, 1, 1, 1, 16, 6, 7), 7.0f);
+    // Node (0, 0, 1) at level 1 reads z + 1 into (0, 0, 2): child 4's first
+    // child, with all levels used, at the coordinates themselves.
+    EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 1, 1, 3, 2, 16), 3.0f + 16.0f * 2.0f);
+
+    // Interior voxels of a constant brick have no gradient.
+    const float3s g = Gradient(oct, brick0, 0, 0, 0, 0, 5, 5, 5);
+    EXPECT_EQ(Dot(g, g), 0.0f);
+    EXPECT_EQ(ShadeFromGradient(g, Make3(0, 0, 1)), 1.0f); // normal (1, 1, 1)
+    EXPECT_EQ(ShadeFromGradient(g, Make3(0, 0, -1)), 0.0f);
+}
+
+// Two levels of uniform nodes, value(ix, iy, iz) at the 4 x 4 x 4 finest cells.
+TestTree TwoLevelTree(const std::function<uint32_t(int, int, int)>& value)
+{
+    TestTree tree;
+    tree.maxDepth = 2;
+    tree.voxelSize = 1.0f / 64.0f;
+    for (int c = 0; c < 8; ++c) {
+        const uint32_t group = tree.AddGroup();
+        tree.nodes[1 + c] = Node{group, 0, 0};
+        for (int k = 0; k < 8; ++k) {
+            const int ix = 2 * (c & 1) + (k & 1), iy = 2 * ((c >> 1) & 1) + ((k >> 1) & 1),
+                      iz = 2 * (c >> 2) + (k >> 2);
+            tree.nodes[group + k] = Uniform(value(ix, iy, iz));
+        }
+    }
+    return tree;
+}
+
+TEST(OctreeKernel, CrossSectionRemovesWhatLiesBeyondThePlane)
+{
+    // Left half (world x < 0.5) opaque throughout, right half opaque only
+    // behind z = 0.5.
+    TestTree tree = TwoLevelTree([](int ix, int, int iz) { return ix < 2 || iz >= 2 ? 200u : 0u; });
+    const int w = 16, h = 16;
+    const Picture full = RenderSolid(tree, 8, w, h);
+    EXPECT_NEAR(full.depth[4 * w + 2], OrthoDepth(1.5005f), 2.0); // right half: two empty steps first
+    EXPECT_NEAR(full.depth[4 * w + 13], OrthoDepth(1.0005f), 2.0);
+
+    // The same cut on an object moved by (10, 0, 0), seen from a moved camera.
+    TezMatrix44<float> moved = Identity();
+    moved[3] = TezVector4<float>(10, 0, 0, 1);
+    __Camera cam = OrthoCamera(w, h);
+    cam.eye.x += 10.0f;
+    cam.focus.x += 10.0f;
+    const TezPlane<float> keepFront({10.5f, 0.5f, 0.5f}, {0.0f, 0.0f, -1.0f});
+    const Picture cut = RenderSolid(tree, 8, w, h, &keepFront, moved, &cam);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x) {
+            if (x < w / 2) { // world x > 0.5: everything left is beyond the cut
+                ASSERT_EQ(cut.Pixel(x, y, w)[3], 0);
+                ASSERT_EQ(cut.depth[y * w + x], MAX_UINT);
+            } else {
+                ASSERT_EQ(cut.Pixel(x, y, w)[3], 255);
+                ASSERT_NEAR(cut.depth[y * w + x], OrthoDepth(1.0005f), 2.0);
+            }
+        }
+
+    // Keeping the back instead starts every ray on the plane.
+    const TezPlane<float> keepBack({10.5f, 0.5f, 0.5f}, {0.0f, 0.0f, 1.0f});
+    const Picture back = RenderSolid(tree, 8, w, h, &keepBack, moved, &cam);
+    for (int x = 0; x < w; ++x)
+        ASSERT_NEAR(back.depth[4 * w + x], OrthoDepth(1.5f), 2.0);
+}
+
+TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)
+{
+    // A slab: opaque for 0.25 <= z < 0.75.
+    TestTree tree = TwoLevelTree([](int, int, int iz) { return iz == 1 || iz == 2 ? 200u : 0u; });
+    const int w = 8, h = 8;
+    TezOctreeRenderBuffers buffers(w, h, 2, false);
+    const TezOctreeRenderTarget& target = buffers.GetTarget();
+    const std::vector<float> table = StepTable();
+    const __Camera cam = OrthoCamera(w, h);
+    ASSERT_TRUE(TezClearOctreeLayers(target));
+    ASSERT_TRUE(TezRenderOctreeTransparent(target, tree.Source(8), cam, Identity(), {1, 0, 0, 0.5f}, table.data()));
+    std::vector<float> rays = buffers.ReadRayLayers();
+    std::vector<uint8_t> colours = buffers.ReadColourLayers();
+    const int plane = w * h, at = 3 * w + 5;
+    const float front = rays[at], back = rays[plane + at];
+    EXPECT_NEAR(front, 1.25f, 0.001f);
+    EXPECT_NEAR(back, 1.75f, 0.001f);
+    EXPECT_EQ(colours[at * 4 + 0], 255);
+    EXPECT_EQ(colours[at * 4 + 3], 127);
+
+    // A second object with the same surfaces: its front surface goes behind
+    // the stored one of equal distance, its back surface finds no slot.
+    ASSERT_TRUE(TezRenderOctreeTransparent(target, tree.Source(8), cam, Identity(), {0, 1, 0, 1}, table.data()));
+    rays = buffers.ReadRayLayers();
+    colours = buffers.ReadColourLayers();
+    EXPECT_EQ(rays[at], front);
+    EXPECT_EQ(rays[plane + at], front);
+    EXPECT_EQ(colours[at * 4 + 0], 255);
+    EXPECT_EQ(colours[(plane + at) * 4 + 1], 255);
+    EXPECT_EQ(colours[(plane + at) * 4 + 3], 255);
+}
+
+TEST(OctreeKernel, BlendComposesLayersBackToFront)
+{
+    const int w = 2, h = 1;
+    for (int count : {2, 1}) {
+        TezOctreeRenderBuffers buffers(w, h, count, false);
+        const TezOctreeRenderTarget& t = buffers.GetTarget();
+        ASSERT_TRUE(TezClearOctreeImage(t, 7));
+        ASSERT_TRUE(TezClearOctreeDepth(t, 0));
+        // Pixel 0: red at half alpha over blue; pixel 1: no first layer.
+        const uchar4s front{255, 0, 0, 128}, rear{0, 0, 255, 255};
+        reinterpret_cast<uchar4s*>(t.colourLayers)[0] = front;
+        t.rayLayers[0] = 1.0f;
+        if (count == 2) {
+            reinterpret_cast<uchar4s*>(t.colourLayers + t.colourLayersPitch * h)[0] = rear;
+            reinterpret_cast<float*>(reinterpret_cast<uint8_t*>(t.rayLayers) + t.rayLayersPitch * h)[0] = 2.0f;
+        }
+        ASSERT_TRUE(TezBlendOctreeLayers(t, OrthoCamera(w, h)));
+        const std::vector<uint8_t> image = buffers.ReadImage();
+        const std::vector<uint32_t> depth = buffers.ReadDepth();
+        if (count == 2) {
+            EXPECT_NEAR(image[0], 128, 1);
+            EXPECT_EQ(image[1], 0);
+            EXPECT_NEAR(image[2], 127, 1);
+        } else {
+            EXPECT_EQ(image[0], 255);
+            EXPECT_EQ(image[2], 0);
+        }
+        EXPECT_EQ(image[3], 128);
+        EXPECT_NEAR(depth[0], OrthoDepth(1.0f), 1.0);
+        EXPECT_EQ(image[4], 7);
+        EXPECT_EQ(depth[1], 0u);
+    }
+}
+
+TEST(OctreeKernel, NodeStatesFromBricksValuesAndChildren)
+{
+    TestTree tree;
+    tree.nodes[1] = WithBrick(tree.AddBrick([](int x, int, int) { return uint16_t(x == 15 ? 200 : 0); }));
+    tree.nodes[2] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(200); }));
+    tree.nodes[3] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(3); }));
+    tree.nodes[4] = Uniform(60); // exactly on the threshold: opaque
+    tree.nodes[5] = Uniform(59);
+    const uint32_t group = tree.AddGroup();
+    tree.nodes[6] = Node{group, 0, 7};
+    for (int k = 0; k < 8; ++k)
+        tree.nodes[group + k] = Uniform(255);
+    tree.nodes[7] = Node{NodeFlagBit, 0, 5}; // no brick: keeps its state
+    const std::vector<float> table = StepTable();
+
+    TezOctreeRenderSource source = tree.Source(8);
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    const uint32_t expected[] = {StateBoundary, StateBoundary, StateFull, StateEmpty, StateFull,
+                                 StateEmpty,    StateFull,     5,         StateEmpty};
+    for (int i = 0; i < 9; ++i)
+        EXPECT_EQ(tree.nodes[i].state, expected[i]) << i;
+
+    // A tree of full nodes only is full at the root; a full node next to an
+    // empty one becomes a boundary node.
+    for (int i = 1; i <= 8; ++i)
+        tree.nodes[i] = Uniform(200);
+    tree.nodes.resize(9);
+    source = tree.Source(8);
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    EXPECT_EQ(tree.nodes[0].state, StateFull);
+    tree.nodes[8] = Uniform(0);
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    ASSERT_TRUE(TezCalculateOctreeNodeStatesAdjacent(source, false));
+    EXPECT_EQ(tree.nodes[7].state, StateBoundary); // shares a face with child 7
+    EXPECT_EQ(tree.nodes[8].state, StateEmpty);
+}
+
+TEST(OctreeKernel, NodeStateGridCoversEveryNode)
+{
+    for (int count : {1, 256, 257, 262144, 262145, 300000000}) {
+        const Grid3 g = NodeStateGrid(count);
+        const uint64_t last = ((uint64_t(g.z - 1) << 20) + (uint64_t(g.y - 1) << 10) + (g.x - 1)) * 256 + 255;
+        EXPECT_GE(last + 1, uint64_t(count)) << count;
+        EXPECT_LE(g.x, 1024u);
+        EXPECT_LE(g.y, 1024u);
+    }
+    EXPECT_EQ(NodeStateGrid(300).x, 2u);
+    EXPECT_EQ(NodeStateGrid(262145).y, 2u);
+    EXPECT_EQ(NodeStateGrid(300000000).z, 2u);
+}
+
+TEST(OctreeKernel, RefusesBadArguments)
+{
+    TestTree tree;
+    TezOctreeRenderSource source = tree.Source(8);
+    source.bitsPerPixel = 12;
+    EXPECT_THROW(TezMakeOctreeRecord(source), std::runtime_error);
+    TezOctreeRenderTarget empty;
+    const std::vector<float> table = StepTable();
+    EXPECT_THROW(TezRenderOctreeSolid(empty, tree.Source(8), OrthoCamera(4, 4), Identity(), {1, 1, 1, 1}, table.data()),
+                 std::runtime_error);
+    if (!TezOctreeKernelsHaveDevice()) {
+        EXPECT_THROW(TezOctreeRenderBuffers(4, 4, 1, true), std::runtime_error);
+    }
+    const float scales[2] = {TezMakeOctreeRecord(tree.Source(8)).valueScale,
+                             TezMakeOctreeRecord(tree.Source(16)).valueScale};
+    uint32_t bits[2];
+    std::memcpy(bits, scales, sizeof(bits));
+    EXPECT_EQ(bits[0], 0x3B808081u);
+    EXPECT_EQ(bits[1], 0x37800080u);
+}
+
+} // namespace

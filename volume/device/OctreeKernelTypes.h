@@ -1,0 +1,115 @@
+#pragma once
+// Plain records shared by the octree ray casting and node state kernels.
+//
+// Everything here compiles both as ordinary C++ and under nvcc: the records
+// are passed by value to the kernels, the pointers in them name either host
+// arrays (host loops) or device memory (CUDA launches). The octree is the
+// unit cube [0,1]^3; node i is three 32-bit words at byte 12 * i, brick i
+// starts at element 4096 * i of the leaf pool, voxel (x, y, z) of a brick at
+// (z * 16 + y) * 16 + x.
+
+#include <cstdint>
+
+#if defined(__CUDACC__)
+#    define TEZ_HOSTDEV __host__ __device__
+#else
+#    define TEZ_HOSTDEV
+#endif
+
+namespace TezOctreeDevice {
+
+constexpr uint32_t MAX_UINT = 0xFFFFFFFFu;
+constexpr float MAX_CONT_FLOAT = 16777216.0f;
+constexpr float TezPif = 3.14159265358979f;
+constexpr float TezEpsilonf = 1e-06f;
+constexpr float TezInfinityf = 1e+30f;
+
+// A table entry at or above this opacity makes a voxel value opaque.
+constexpr float OpaqueThreshold = 0.0001f;
+// Node state words.
+constexpr uint32_t StateEmpty = 0;
+constexpr uint32_t StateFull = 1;
+constexpr uint32_t StateBoundary = 2;
+constexpr uint32_t StateUnseen = 1024;
+
+constexpr uint32_t NodeFlagBit = 0x80000000u;
+constexpr uint32_t NodeIndexMask = 0x7FFFFFFFu;
+constexpr int BrickEdge = 16;
+constexpr int BrickVoxels = 4096;
+
+struct float3s
+{
+    float x, y, z;
+};
+
+struct float4s
+{
+    float x, y, z, w;
+};
+
+struct uchar4s
+{
+    uint8_t x, y, z, w;
+};
+
+// Three words of a node: children (bit 31: has a brick), data (bit 31: a
+// brick index follows; clear: a uniform value), state.
+struct Node
+{
+    uint32_t children;
+    uint32_t data;
+    uint32_t state;
+};
+static_assert(sizeof(Node) == 12, "a node is three 32-bit words");
+
+struct __Camera
+{
+    uint8_t perspective;
+    float3s eye;
+    float3s axisX;
+    float3s axisY;
+    float3s axisZ;
+    float3s focus;
+    float near;
+    float far;
+    float fov; // radians
+    int32_t width;
+    int32_t height;
+};
+
+struct __Octree
+{
+    float valueScale; // 1/255 for 8-bit voxels, 1/65535 for 16-bit voxels
+    float voxelSize;
+    int32_t maxDepth;
+    Node* nodes;
+    const void* leaves;
+    int32_t treeSize; // used by the node state kernels only
+};
+
+// The opacity table of 256 entries.
+struct LookupTransferFunction
+{
+    const float* table;
+};
+
+// As above; flags[0] is the inside flag a ray starts with, the rest unused.
+struct LookupTransparentTransferFunction
+{
+    const float* table;
+    uint8_t flags[4];
+};
+
+// No clipping.
+struct DefaultRangeFunction
+{
+};
+
+// Keeps the half space the unit normal points into, in octree space.
+struct XSectionRangeFunction
+{
+    float3s root;
+    float3s normal;
+};
+
+} // namespace TezOctreeDevice

@@ -1,0 +1,563 @@
+#pragma once
+// The octree kernels as functions of one pixel or one node.
+//
+// This file is the single source of the kernels: the host loops include it
+// as ordinary C++, the CUDA translation unit includes it under nvcc, where
+// every function becomes device code. Nothing here allocates; all arithmetic
+// is single precision, except the one double product of the depth word.
+
+#include "volume/device/OctreeKernelTypes.h"
+
+#include <climits>
+#include <cmath>
+#include <cstddef>
+
+#if defined(__CUDACC__)
+#    define TEZ_KERNELFN __device__ inline
+#    define TEZ_KERNEL_TABLE static __constant__ const
+#else
+#    define TEZ_KERNELFN inline
+#    define TEZ_KERNEL_TABLE static const
+#endif
+
+namespace TezOctreeDevice {
+
+// 3 x 3 x 3 derivative kernels, entry 9 * (dz + 1) + 3 * (dy + 1) + (dx + 1).
+// Weights 6, 3, 1 by the number of zero offsets across the derivative's axis.
+TEZ_KERNEL_TABLE float dxCoeff[27] = {-1, 0, 1, -3, 0, 3, -1, 0, 1, //
+                                      -3, 0, 3, -6, 0, 6, -3, 0, 3, //
+                                      -1, 0, 1, -3, 0, 3, -1, 0, 1};
+TEZ_KERNEL_TABLE float dyCoeff[27] = {-1, -3, -1, 0, 0, 0, 1, 3, 1, //
+                                      -3, -6, -3, 0, 0, 0, 3, 6, 3, //
+                                      -1, -3, -1, 0, 0, 0, 1, 3, 1};
+TEZ_KERNEL_TABLE float dzCoeff[27] = {-1, -3, -1, -3, -6, -3, -1, -3, -1, //
+                                      0,  0,  0,  0,  0,  0,  0,  0,  0,  //
+                                      1,  3,  1,  3,  6,  3,  1,  3,  1};
+
+TEZ_KERNELFN float3s Make3(float x, float y, float z) { return float3s{x, y, z}; }
+TEZ_KERNELFN float3s Add(const float3s& a, const float3s& b) { return float3s{a.x + b.x, a.y + b.y, a.z + b.z}; }
+TEZ_KERNELFN float3s Sub(const float3s& a, const float3s& b) { return float3s{a.x - b.x, a.y - b.y, a.z - b.z}; }
+TEZ_KERNELFN float3s Mul(const float3s& a, const float3s& b) { return float3s{a.x * b.x, a.y * b.y, a.z * b.z}; }
+TEZ_KERNELFN float3s Scale(const float3s& a, float s) { return float3s{a.x * s, a.y * s, a.z * s}; }
+TEZ_KERNELFN float Dot(const float3s& a, const float3s& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
+TEZ_KERNELFN float Min3(const float3s& a) { return fminf(a.x, fminf(a.y, a.z)); }
+TEZ_KERNELFN float Max3(const float3s& a) { return fmaxf(a.x, fmaxf(a.y, a.z)); }
+TEZ_KERNELFN float Saturate(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
+
+// Float to int as the device converts: out-of-range values saturate and NaN
+// gives 0. A plain cast on the host would be undefined for those.
+TEZ_KERNELFN int ToInt(float v)
+{
+#if defined(__CUDA_ARCH__)
+    return static_cast<int>(v);
+#else
+    if (!(v == v))
+        return 0;
+    if (v >= 2147483648.0f)
+        return INT_MAX;
+    if (v <= -2147483648.0f)
+        return INT_MIN;
+    return static_cast<int>(v);
+#endif
+}
+
+TEZ_KERNELFN uint32_t ToUint(float v)
+{
+#if defined(__CUDA_ARCH__)
+    return static_cast<uint32_t>(v);
+#else
+    if (!(v > 0.0f))
+        return 0;
+    if (v >= 4294967296.0f)
+        return MAX_UINT;
+    return static_cast<uint32_t>(v);
+#endif
+}
+
+// Square root through the exponential: it is only a level-of-detail estimate.
+TEZ_KERNELFN float ApproxSqrt(float v)
+{
+#if defined(__CUDA_ARCH__)
+    return exp2f(0.5f * __log2f(v));
+#else
+    return exp2f(0.5f * log2f(v));
+#endif
+}
+
+TEZ_KERNELFN bool OutsideUnit(int i, int edge) { return static_cast<unsigned>(i) > static_cast<unsigned>(edge); }
+
+// Opacity of a voxel value: its table bin at or above the threshold.
+TEZ_KERNELFN bool IsOpaque(const float* table, float valueScale, float value)
+{
+    int bin = ToInt(valueScale * value * 255.0f);
+    bin = bin < 0 ? 0 : (bin > 255 ? 255 : bin);
+    return table[bin] >= OpaqueThreshold;
+}
+
+TEZ_KERNELFN int BrickIndex(int x, int y, int z) { return (z * BrickEdge + y) * BrickEdge + x; }
+
+// A ray in octree space with its slab set-up.
+struct Ray
+{
+    float3s origin;
+    float3s dir;     // clamped away from zero per axis
+    float3s viewDir; // unit, for shading
+    float3s inv;     // -1 / dir
+    float3s exitBias;
+    float tEntry;
+    float tExit;
+};
+
+TEZ_KERNELFN void ApplyRange(const DefaultRangeFunction&, const float3s&, const float3s&, float&, float&) {}
+
+TEZ_KERNELFN void ApplyRange(const XSectionRangeFunction& range, const float3s& origin, const float3s& dir,
+                             float& tEntry, float& tExit)
+{
+    const float denom = Dot(range.normal, dir);
+    const float tp = fmaxf(Dot(range.normal, Sub(range.root, origin)) / denom, 0.0f);
+    const float nearT = denom > 0.0f ? tp : 0.0f;
+    const float farT = denom > 0.0f ? TezInfinityf : tp;
+    tEntry = fmaxf(tEntry, nearT);
+    tExit = fminf(tExit, farT);
+}
+
+TEZ_KERNELFN float ClampAxis(float d) { return fabsf(d) < TezEpsilonf ? copysignf(TezEpsilonf, d) : d; }
+
+// Builds the ray of pixel (x, y); false when it misses the cube.
+template <class Range>
+TEZ_KERNELFN bool SetUpRay(const __Camera& cam, const float* T, int x, int y, const Range& range, Ray& ray)
+{
+    const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
+    const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
+    const float u = (1.0f - 2.0f * (static_cast<float>(x) + 0.5f) / static_cast<float>(cam.width)) * aspect;
+    const float h = tanf(cam.fov / 2.0f);
+
+    float3s origin, dir;
+    if (cam.perspective) {
+        const float c = 1.0f / h;
+        const float L = sqrtf(u * u + v * v + c * c);
+        const float3s w = Make3(u / L, v / L, c / L);
+        dir = Make3(Dot(cam.axisX, w), Dot(cam.axisY, w), Dot(cam.axisZ, w));
+        origin = cam.eye;
+    } else {
+        const float3s D = Sub(cam.focus, cam.eye);
+        const float dist = sqrtf(Dot(D, D));
+        const float s = h * dist;
+        const float3s w = Make3(u * s, v * s, 0.0f);
+        origin = Add(cam.eye, Make3(Dot(cam.axisX, w), Dot(cam.axisY, w), Dot(cam.axisZ, w)));
+        dir = Make3(D.x / dist, D.y / dist, D.z / dist);
+    }
+
+    // The transform's entries 0..3 are the first row of a row-vector matrix.
+    const float3s o = Make3(origin.x * T[0] + origin.y * T[4] + origin.z * T[8] + T[12],
+                            origin.x * T[1] + origin.y * T[5] + origin.z * T[9] + T[13],
+                            origin.x * T[2] + origin.y * T[6] + origin.z * T[10] + T[14]);
+    const float3s d = Make3(dir.x * T[0] + dir.y * T[4] + dir.z * T[8], dir.x * T[1] + dir.y * T[5] + dir.z * T[9],
+                            dir.x * T[2] + dir.y * T[6] + dir.z * T[10]);
+    const float len = sqrtf(Dot(d, d));
+    ray.origin = o;
+    ray.viewDir = Make3(d.x / len, d.y / len, d.z / len);
+    ray.dir = Make3(ClampAxis(d.x), ClampAxis(d.y), ClampAxis(d.z));
+    ray.inv = Make3(-1.0f / ray.dir.x, -1.0f / ray.dir.y, -1.0f / ray.dir.z);
+    const float3s corner = Make3(ray.dir.x < 0.0f ? ray.inv.x : 0.0f, ray.dir.y < 0.0f ? ray.inv.y : 0.0f,
+                                 ray.dir.z < 0.0f ? ray.inv.z : 0.0f);
+    const float3s pos = Mul(o, ray.inv);
+    ray.tEntry = fmaxf(Max3(Sub(pos, corner)) + 0.0005f, 0.0f);
+    ray.exitBias = Sub(corner, ray.inv);
+    ray.tExit = fminf(Min3(Add(pos, ray.exitBias)), TezInfinityf);
+    ApplyRange(range, o, d, ray.tEntry, ray.tExit);
+    return ray.tEntry < ray.tExit;
+}
+
+// A sample for the gradient at brick coordinates (cx, cy, cz), which may lie
+// one voxel outside the brick of the node at (nx, ny, nz) on its level.
+template <class V>
+TEZ_KERNELFN float NeighbourSample(const __Octree& oct, const V* brick, int nx, int ny, int nz, int level, int cx,
+                                   int cy, int cz)
+{
+    bool moved = false;
+    if (cx >= BrickEdge) {
+        ++nx, cx -= BrickEdge, moved = true;
+    } else if (cx < 0) {
+        --nx, cx += BrickEdge, moved = true;
+    }
+    if (cy >= BrickEdge) {
+        ++ny, cy -= BrickEdge, moved = true;
+    } else if (cy < 0) {
+        --ny, cy += BrickEdge, moved = true;
+    }
+    if (cz >= BrickEdge) {
+        ++nz, cz -= BrickEdge, moved = true;
+    } else if (cz < 0) {
+        --nz, cz += BrickEdge, moved = true;
+    }
+    if (!moved)
+        return static_cast<float>(brick[BrickIndex(cx, cy, cz)]);
+    if (nx < 0 || ny < 0 || nz < 0 || (nx >> level) > 1 || (ny >> level) > 1 || (nz >> level) > 1)
+        return 0.0f;
+
+    int base = 1;
+    int s = 1 << level;
+    Node node;
+    for (;;) {
+        node = oct.nodes[base + ((nx / s) & 1) + 2 * ((ny / s) & 1) + 4 * ((nz / s) & 1)];
+        const uint32_t children = node.children & NodeIndexMask;
+        if (children == 0 || s == 1)
+            break;
+        base = static_cast<int>(children);
+        s >>= 1;
+    }
+    if (!(node.children & NodeFlagBit))
+        return static_cast<float>(node.data);
+    if (!(node.data & NodeFlagBit))
+        return 1.0f;
+    // A descent that stopped early reads the same spot in the coarser brick.
+    const V* other = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
+    const int px = ((nx % s) * BrickEdge + cx) / s;
+    const int py = ((ny % s) * BrickEdge + cy) / s;
+    const int pz = ((nz % s) * BrickEdge + cz) / s;
+    return static_cast<float>(other[BrickIndex(px, py, pz)]);
+}
+
+template <class V>
+TEZ_KERNELFN float3s Gradient(const __Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x, int y,
+                              int z)
+{
+    float3s g = Make3(0.0f, 0.0f, 0.0f);
+    const bool interior = x > 0 && y > 0 && z > 0 && x < BrickEdge - 1 && y < BrickEdge - 1 && z < BrickEdge - 1;
+    int k = 0;
+    for (int dz = -1; dz <= 1; ++dz)
+        for (int dy = -1; dy <= 1; ++dy)
+            for (int dx = -1; dx <= 1; ++dx, ++k) {
+                const float s = interior ? static_cast<float>(brick[BrickIndex(x + dx, y + dy, z + dz)])
+                                         : NeighbourSample(oct, brick, nx, ny, nz, level, x + dx, y + dy, z + dz);
+                g.x += s * dxCoeff[k];
+                g.y += s * dyCoeff[k];
+                g.z += s * dzCoeff[k];
+            }
+    return g;
+}
+
+TEZ_KERNELFN float ShadeFromGradient(const float3s& g, const float3s& viewDir)
+{
+    const float gg = Dot(g, g);
+    float3s n = Make3(1.0f, 1.0f, 1.0f);
+    if (gg > 0.001f) {
+        const float len = sqrtf(gg);
+        n = Make3(g.x / len, g.y / len, g.z / len);
+    }
+    return Saturate(Dot(viewDir, n) + 0.2f);
+}
+
+// What a march found: alpha is 0 (nothing) or 1 (a surface at hitDepth).
+struct MarchResult
+{
+    float shade;
+    float alpha;
+    float hitDepth;
+};
+
+// Walks the ray from t through the tree, restarting every step at the root.
+// A surface is where the opacity differs from `inside` (false: first hit).
+template <class V>
+TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float* table, bool inside, float t)
+{
+    MarchResult r{0.0f, 0.0f, 0.0f};
+    const V* leaves = static_cast<const V*>(oct.leaves);
+    const float lodScale = oct.voxelSize * 750.0f;
+    const float maxDepth = static_cast<float>(oct.maxDepth);
+    int stopCounter = 0;
+    while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
+        if (r.alpha == 0.0f)
+            r.hitDepth = t;
+        int lod = ToInt(maxDepth / ApproxSqrt(t / lodScale) + 0.5f);
+        lod = lod > 2 ? lod : 2;
+
+        float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
+        int ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
+        if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
+            t = ray.tExit;
+            continue;
+        }
+
+        int base = 1, level = 0;
+        float cell = 0.5f;
+        int nx = 0, ny = 0, nz = 0;
+        float3s f;
+        Node node;
+        bool left = false;
+        for (;;) {
+            f = Make3(q.x - static_cast<float>(ix), q.y - static_cast<float>(iy), q.z - static_cast<float>(iz));
+            nx += ix, ny += iy, nz += iz;
+            node = oct.nodes[base + ix + 2 * iy + 4 * iz];
+            const uint32_t children = node.children & NodeIndexMask;
+            if (children == 0 || level == lod)
+                break;
+            base = static_cast<int>(children);
+            nx *= 2, ny *= 2, nz *= 2;
+            ++level;
+            cell = cell / 2.0f;
+            q = Scale(f, 2.0f);
+            ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
+            if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
+                left = true;
+                break;
+            }
+        }
+        if (left) {
+            t = ray.tExit;
+            continue;
+        }
+
+        const float exitLocal = Min3(Add(Mul(ray.inv, f), ray.exitBias));
+        const float advance = cell * exitLocal + 0.0005f;
+
+        if (!(node.children & NodeFlagBit)) {
+            if (IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) != inside) {
+                r.shade = 1.0f;
+                r.alpha = 1.0f;
+            }
+            t += advance;
+            continue;
+        }
+        if (!(node.data & NodeFlagBit)) {
+            // A brick flag without a brick: the ray ends here.
+            if (stopCounter == 0)
+                r.hitDepth = t;
+            t += advance;
+            ++stopCounter;
+            continue;
+        }
+
+        const V* brick = leaves + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
+        const float3s v0 = Scale(f, 16.0f);
+        float3s v = v0;
+        float s = 0.0f;
+        const float limit = 16.0f * exitLocal;
+        const float voxelCell = cell / 16.0f;
+        if (limit > 0.0f && r.alpha < 1.0f) {
+            do {
+                const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
+                if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
+                    break;
+                const float3s local =
+                    Make3(v.x - static_cast<float>(bx), v.y - static_cast<float>(by), v.z - static_cast<float>(bz));
+                const float e = Min3(Add(Mul(ray.inv, local), ray.exitBias));
+                s = s + e + 0.001f;
+                const float3s next = Add(v0, Scale(ray.dir, s));
+                if (r.alpha == 0.0f)
+                    r.hitDepth = r.hitDepth + voxelCell * e;
+                const float value = static_cast<float>(brick[BrickIndex(bx, by, bz)]);
+                if (IsOpaque(table, oct.valueScale, value) != inside) {
+                    const float3s g = Gradient(oct, brick, nx, ny, nz, level, bx, by, bz);
+                    r.shade = ShadeFromGradient(g, ray.viewDir);
+                    r.alpha = 1.0f;
+                }
+                v = next;
+            } while (r.alpha < 1.0f && s < limit);
+        }
+        t += advance;
+    }
+    return r;
+}
+
+// The 24-bit depth of a distance along the ray of pixel (x, y), in a word.
+TEZ_KERNELFN uint32_t DepthWord(const __Camera& cam, int x, int y, float hitDepth)
+{
+    const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
+    const float h = tanf(cam.fov / 2.0f);
+    const float ndcX = 2.0f * static_cast<float>(x) / static_cast<float>(cam.width) - 1.0f;
+    const float ndcY = 2.0f * static_cast<float>(y) / static_cast<float>(cam.height) - 1.0f;
+    const float a = aspect * ndcX * h;
+    const float b = ndcY * h;
+    const float range = cam.far - cam.near;
+    float ndc;
+    if (cam.perspective) {
+        const float z = hitDepth / sqrtf(a * a + b * b + 1.0f);
+        ndc = (cam.far + cam.near) / range + (-2.0f * cam.far * cam.near / range) / z;
+    } else {
+        ndc = (hitDepth - cam.near) / range;
+    }
+    const double scaled = 16777216.0 * static_cast<double>(ndc * 0.5f + 0.5f);
+    return ToUint(floorf(static_cast<float>(scaled)));
+}
+
+TEZ_KERNELFN uint8_t ColourByte(float v) { return static_cast<uint8_t>(ToUint(Saturate(v) * 255.0f)); }
+
+template <class T>
+TEZ_KERNELFN T* PitchedAt(T* base, uint32_t pitch, int row, int x)
+{
+    return reinterpret_cast<T*>(reinterpret_cast<unsigned char*>(base) + static_cast<size_t>(row) * pitch) + x;
+}
+
+template <class T>
+TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
+{
+    return reinterpret_cast<const T*>(reinterpret_cast<const unsigned char*>(base) + static_cast<size_t>(row) * pitch) +
+           x;
+}
+
+template <class V, class Range>
+TEZ_KERNELFN void RenderSolidPixel(const __Camera& cam, const __Octree& oct, const float* transform,
+                                   const float3s& colour, uint32_t imagePitch, uchar4s* image, uint32_t depthPitch,
+                                   uint32_t* depth, const LookupTransferFunction& lookup, const Range& range, int x,
+                                   int y)
+{
+    if (x >= cam.width || y >= cam.height)
+        return;
+    Ray ray;
+    if (!SetUpRay(cam, transform, x, y, range, ray))
+        return;
+    const MarchResult r = March<V>(oct, ray, lookup.table, false, ray.tEntry);
+    if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+        return;
+    *PitchedAt(image, imagePitch, y, x) =
+        uchar4s{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade), 255};
+    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, x, y, r.hitDepth);
+}
+
+template <class V, class Range>
+TEZ_KERNELFN void
+RenderTransparentPixel(const __Camera& cam, const __Octree& oct, const float* transform, const float4s& colour,
+                       int layerCount, uchar4s* colourLayers, uint32_t colourPitch, float* rayLayers, uint32_t rayPitch,
+                       const LookupTransparentTransferFunction& lookup, const Range& range, int x, int y)
+{
+    if (x >= cam.width || y >= cam.height)
+        return;
+    Ray ray;
+    if (!SetUpRay(cam, transform, x, y, range, ray))
+        return;
+    bool inside = lookup.flags[0] != 0;
+    float start = 0.0f;
+    for (int i = 0; i < layerCount; ++i) {
+        const MarchResult r = March<V>(oct, ray, lookup.table, inside, fmaxf(ray.tEntry, start));
+        if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+            return;
+        const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade),
+                          ColourByte(colour.z * r.shade), ColourByte(colour.w * r.alpha)};
+        inside = !inside;
+
+        // Insert into the layers sorted by distance; 0 marks an empty slot and
+        // an equal distance goes behind the stored one.
+        bool stored = false;
+        for (int j = i; j < layerCount && !stored; ++j) {
+            const float there = *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x);
+            if (there > r.hitDepth || there == 0.0f) {
+                for (int k = layerCount - 1; k > j; --k) {
+                    *PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) =
+                        *PitchedAt(rayLayers, rayPitch, (k - 1) * cam.height + y, x);
+                    *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x) =
+                        *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
+                }
+                *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x) = r.hitDepth;
+                *PitchedAt(colourLayers, colourPitch, j * cam.height + y, x) = hit;
+                stored = true;
+            }
+        }
+        if (!stored)
+            return;
+        start = r.hitDepth + 4.0f * oct.voxelSize;
+    }
+}
+
+// Composites the layers of pixel (x, y) back to front into image and depth.
+TEZ_KERNELFN void BlendPixel(const __Camera& cam, int layerCount, const uchar4s* colourLayers, uint32_t colourPitch,
+                             const float* rayLayers, uint32_t rayPitch, uint32_t* depth, uint32_t depthPitch,
+                             uchar4s* image, uint32_t imagePitch, int x, int y)
+{
+    if (x >= cam.width || y >= cam.height)
+        return;
+    const float first = *PitchedAt(rayLayers, rayPitch, y, x);
+    if (!(first > 0.0f))
+        return;
+    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, x, y, first);
+
+    uint32_t running[3] = {0, 0, 0};
+    bool met = false;
+    for (int k = layerCount - 1; k >= 1; --k) {
+        if (!(*PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) > 0.0f))
+            continue;
+        if (!met) {
+            const uchar4s c = *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x);
+            running[0] = c.x, running[1] = c.y, running[2] = c.z;
+            met = true;
+        }
+        const uchar4s over = *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
+        const float a = static_cast<float>(over.w) / 255.0f;
+        const uint8_t channels[3] = {over.x, over.y, over.z};
+        for (int c = 0; c < 3; ++c)
+            running[c] = ToUint(a * static_cast<float>(channels[c]) + (1.0f - a) * static_cast<float>(running[c]));
+    }
+    const uchar4s base = *PitchedAt(colourLayers, colourPitch, y, x);
+    if (!met)
+        running[0] = base.x, running[1] = base.y, running[2] = base.z;
+    *PitchedAt(image, imagePitch, y, x) = uchar4s{static_cast<uint8_t>(running[0]), static_cast<uint8_t>(running[1]),
+                                                  static_cast<uint8_t>(running[2]), base.w};
+}
+
+// State of one childless node from its value or its brick; nodes with
+// children are left to the host pass.
+template <class V>
+TEZ_KERNELFN void NodeState(const __Octree& oct, int nodeCount, const float* table, int index)
+{
+    if (index < 0 || index >= nodeCount)
+        return;
+    Node& node = oct.nodes[index];
+    if ((node.children & NodeIndexMask) != 0)
+        return;
+    if (!(node.children & NodeFlagBit)) {
+        node.state = IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) ? StateFull : StateEmpty;
+        return;
+    }
+    if (!(node.data & NodeFlagBit))
+        return;
+    const V* brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
+    const bool first = IsOpaque(table, oct.valueScale, static_cast<float>(brick[0]));
+    for (int k = 1; k < BrickVoxels; ++k)
+        if (IsOpaque(table, oct.valueScale, static_cast<float>(brick[k])) != first) {
+            node.state = StateBoundary;
+            return;
+        }
+    node.state = first ? StateFull : StateEmpty;
+}
+
+// Index of the childless node holding voxel (x, y, z) of a tree of treeSize
+// voxels, or -1 outside the tree.
+TEZ_KERNELFN int LeafAt(const __Octree& oct, int x, int y, int z)
+{
+    if (oct.treeSize < 2 || OutsideUnit(x, oct.treeSize - 1) || OutsideUnit(y, oct.treeSize - 1) ||
+        OutsideUnit(z, oct.treeSize - 1))
+        return -1;
+    int base = 1;
+    int half = oct.treeSize >> 1;
+    for (;;) {
+        const int index = base + ((x / half) & 1) + 2 * ((y / half) & 1) + 4 * ((z / half) & 1);
+        const uint32_t children = oct.nodes[index].children & NodeIndexMask;
+        if (children == 0 || half == 1)
+            return index;
+        base = static_cast<int>(children);
+        half >>= 1;
+    }
+}
+
+// Marks full nodes of column (x, y) that touch a node that is not full.
+TEZ_KERNELFN void NodeStateAdjacentColumn(const __Octree& oct, int x, int y)
+{
+    if (x >= oct.treeSize || y >= oct.treeSize)
+        return;
+    for (int z = 0; z < oct.treeSize; ++z) {
+        const int index = LeafAt(oct, x, y, z);
+        if (index < 0 || oct.nodes[index].state != StateFull)
+            continue;
+        const int offsets[6][3] = {{-1, 0, 0}, {1, 0, 0}, {0, -1, 0}, {0, 1, 0}, {0, 0, -1}, {0, 0, 1}};
+        for (int k = 0; k < 6; ++k) {
+            const int other = LeafAt(oct, x + offsets[k][0], y + offsets[k][1], z + offsets[k][2]);
+            if (other >= 0 && other != index && oct.nodes[other].state != StateFull) {
+                oct.nodes[index].state = StateBoundary;
+                break;
+            }
+        }
+    }
+}
+
+} // namespace TezOctreeDevice

@@ -1,0 +1,102 @@
+// Host loops over the kernels: TBB over 16 x 16 pixel tiles, over node
+// ranges for the node states.
+
+#include "volume/device/OctreeKernels.inl"
+#include "volume/device/OctreeLaunch.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/parallel_for.h>
+
+namespace TezOctreeDevice {
+namespace {
+
+constexpr int TileEdge = 16;
+
+template <class Fn>
+void ForEachPixel(int width, int height, const Fn& fn)
+{
+    if (width <= 0 || height <= 0)
+        return;
+    const int tilesX = (width + TileEdge - 1) / TileEdge;
+    const int tilesY = (height + TileEdge - 1) / TileEdge;
+    tbb::parallel_for(tbb::blocked_range<int>(0, tilesX * tilesY), [&](const tbb::blocked_range<int>& r) {
+        for (int tile = r.begin(); tile != r.end(); ++tile) {
+            const int x0 = (tile % tilesX) * TileEdge, y0 = (tile / tilesX) * TileEdge;
+            const int x1 = x0 + TileEdge < width ? x0 + TileEdge : width;
+            const int y1 = y0 + TileEdge < height ? y0 + TileEdge : height;
+            for (int y = y0; y < y1; ++y)
+                for (int x = x0; x < x1; ++x)
+                    fn(x, y);
+        }
+    });
+}
+
+template <class V, class Range>
+void Solid(const SolidLaunch& a, const Range& range)
+{
+    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
+        RenderSolidPixel<V>(a.camera, a.octree, a.transform, a.colour, a.imagePitch, a.image, a.depthPitch, a.depth,
+                            a.lookup, range, x, y);
+    });
+}
+
+template <class V, class Range>
+void Transparent(const TransparentLaunch& a, const Range& range)
+{
+    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
+        RenderTransparentPixel<V>(a.camera, a.octree, a.transform, a.colour, a.layerCount, a.colourLayers,
+                                  a.colourPitch, a.rayLayers, a.rayPitch, a.lookup, range, x, y);
+    });
+}
+
+template <class V>
+void NodeStates(const __Octree& octree, int nodeCount, const float* table)
+{
+    tbb::parallel_for(tbb::blocked_range<int>(0, nodeCount, 256), [&](const tbb::blocked_range<int>& r) {
+        for (int i = r.begin(); i != r.end(); ++i)
+            NodeState<V>(octree, nodeCount, table, i);
+    });
+}
+
+} // namespace
+
+void RunSolidHost(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection)
+{
+    if (xsection)
+        sixteenBit ? Solid<uint16_t>(args, *xsection) : Solid<uint8_t>(args, *xsection);
+    else
+        sixteenBit ? Solid<uint16_t>(args, DefaultRangeFunction{}) : Solid<uint8_t>(args, DefaultRangeFunction{});
+}
+
+void RunTransparentHost(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection)
+{
+    if (xsection)
+        sixteenBit ? Transparent<uint16_t>(args, *xsection) : Transparent<uint8_t>(args, *xsection);
+    else
+        sixteenBit ? Transparent<uint16_t>(args, DefaultRangeFunction{})
+                   : Transparent<uint8_t>(args, DefaultRangeFunction{});
+}
+
+void RunBlendHost(const BlendLaunch& a)
+{
+    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
+        BlendPixel(a.camera, a.layerCount, a.colourLayers, a.colourPitch, a.rayLayers, a.rayPitch, a.depth,
+                   a.depthPitch, a.image, a.imagePitch, x, y);
+    });
+}
+
+void RunNodeStatesHost(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit)
+{
+    sixteenBit ? NodeStates<uint16_t>(octree, nodeCount, table) : NodeStates<uint8_t>(octree, nodeCount, table);
+}
+
+void RunNodeStatesAdjacentHost(const __Octree& octree)
+{
+    const int size = octree.treeSize;
+    tbb::parallel_for(tbb::blocked_range<int>(0, size > 0 ? size * size : 0), [&](const tbb::blocked_range<int>& r) {
+        for (int i = r.begin(); i != r.end(); ++i)
+            NodeStateAdjacentColumn(octree, i % size, i / size);
+    });
+}
+
+} // namespace TezOctreeDevice

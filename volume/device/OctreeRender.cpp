@@ -1,0 +1,488 @@
+#include "volume/device/OctreeRender.h"
+
+#include "core/Logger.h"
+#include "volume/device/OctreeLaunch.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+using namespace TezOctreeDevice;
+
+namespace {
+
+bool Report(const std::string& tag, const char* error)
+{
+    TezLogger::error("CUDA error at \"%s\": %s\n", tag.c_str(), error ? error : "unknown error");
+    return false;
+}
+
+void Refuse(const char* operation, const std::string& what)
+{
+    throw std::runtime_error(std::string(operation) + ": " + what);
+}
+
+void CheckSide(const char* operation, bool onDevice)
+{
+    if (onDevice && !TezOctreeKernelsHaveDevice())
+        Refuse(operation, "device buffers given, but no CUDA device is usable");
+}
+
+void CheckImage(const char* operation, const TezOctreeRenderTarget& t)
+{
+    if (t.width <= 0 || t.height <= 0)
+        Refuse(operation, "target size " + std::to_string(t.width) + " x " + std::to_string(t.height));
+    CheckSide(operation, t.onDevice);
+    const uint32_t row = static_cast<uint32_t>(t.width) * 4u;
+    if (!t.image || !t.depth || t.imagePitch < row || t.depthPitch < row)
+        Refuse(operation, "image or depth buffer missing or its pitch below width * 4");
+}
+
+void CheckLayers(const char* operation, const TezOctreeRenderTarget& t)
+{
+    if (t.width <= 0 || t.height <= 0)
+        Refuse(operation, "target size " + std::to_string(t.width) + " x " + std::to_string(t.height));
+    CheckSide(operation, t.onDevice);
+    const uint32_t row = static_cast<uint32_t>(t.width) * 4u;
+    if (t.layerCount <= 0 || !t.colourLayers || !t.rayLayers || t.colourLayersPitch < row || t.rayLayersPitch < row)
+        Refuse(operation, "layer buffers missing or their pitch below width * 4");
+}
+
+void CheckSource(const char* operation, const TezOctreeRenderSource& s, const float* table)
+{
+    if (!s.nodes || !s.leaves || !table)
+        Refuse(operation, "node pool, leaf pool or transfer function missing");
+}
+
+// Byte fill of a pitched buffer on either side.
+bool Fill(bool onDevice, void* p, size_t pitch, uint8_t byte, size_t widthBytes, size_t rows, const std::string& tag)
+{
+    if (onDevice) {
+#if TEZ_OCTREE_CUDA
+        const char* error = nullptr;
+        if (!CudaMemset2D(p, pitch, byte, widthBytes, rows, &error))
+            return Report(tag, error);
+        return true;
+#else
+        return Report(tag, "built without CUDA");
+#endif
+    }
+    for (size_t r = 0; r < rows; ++r)
+        std::memset(static_cast<uint8_t*>(p) + r * pitch, byte, widthBytes);
+    return true;
+}
+
+// The inverse object matrix as the kernels' 16 floats, stored where the
+// target keeps it; returns the pointer the kernels read.
+const float* StoreTransform(const TezOctreeRenderTarget& t, const float (&inverse)[16], float (&local)[16],
+                            const std::string& tag, bool& ok)
+{
+    std::memcpy(local, inverse, sizeof(local));
+    if (!t.onDevice) {
+        if (!t.transform)
+            return local;
+        std::memcpy(t.transform, inverse, sizeof(local));
+        return t.transform;
+    }
+    if (!t.transform)
+        Refuse(tag.c_str(), "device target without a transform buffer");
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    if (!CudaCopy(t.transform, inverse, sizeof(local), true, &error))
+        ok = Report(tag, error) && ok;
+#endif
+    return t.transform;
+}
+
+// The cut plane in octree space: root through the inverse, normal through
+// its rotation part, normalised.
+XSectionRangeFunction ToOctreeSpace(const TezPlane<float>& plane, const float (&T)[16])
+{
+    const TezVector3<float>& n = plane.GetNormal();
+    const TezVector3<float>& r = plane.GetRoot();
+    float3s normal{n.x * T[0] + n.y * T[4] + n.z * T[8], n.x * T[1] + n.y * T[5] + n.z * T[9],
+                   n.x * T[2] + n.y * T[6] + n.z * T[10]};
+    const float len = std::sqrt(normal.x * normal.x + normal.y * normal.y + normal.z * normal.z);
+    if (len > 0.0f)
+        normal = float3s{normal.x / len, normal.y / len, normal.z / len};
+    const float3s root{r.x * T[0] + r.y * T[4] + r.z * T[8] + T[12], r.x * T[1] + r.y * T[5] + r.z * T[9] + T[13],
+                       r.x * T[2] + r.y * T[6] + r.z * T[10] + T[14]};
+    return XSectionRangeFunction{root, normal};
+}
+
+void Invert(const TezMatrix44<float>& matrix, float (&out)[16]) { matrix.Inverse().Array(out); }
+
+uint32_t GroupState(Node* nodes, int count, uint32_t first, int depth)
+{
+    if (first == 0 || static_cast<uint64_t>(first) + 8 > static_cast<uint64_t>(count) || depth > 31)
+        Refuse("TezCalculateOctreeNodeStates", "child group " + std::to_string(first) + " outside the node pool");
+    uint32_t result = StateUnseen;
+    for (uint32_t k = 0; k < 8; ++k) {
+        Node& node = nodes[first + k];
+        const uint32_t children = node.children & NodeIndexMask;
+        if (children != 0)
+            node.state = GroupState(nodes, count, children, depth + 1);
+        if (result == StateUnseen)
+            result = node.state;
+        else if (node.state != result)
+            result = StateBoundary;
+    }
+    return result;
+}
+
+} // namespace
+
+__Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, const TezVector3<float> axes[3],
+                             const TezVector3<float>& focus, float nearPlane, float farPlane, float fovDegrees,
+                             int width, int height)
+{
+    auto f3 = [](const TezVector3<float>& v) { return float3s{v.x, v.y, v.z}; };
+    __Camera c{};
+    c.perspective = perspective ? 1 : 0;
+    c.eye = f3(eye);
+    c.axisX = f3(axes[0]);
+    c.axisY = f3(axes[1]);
+    c.axisZ = f3(axes[2]);
+    c.focus = f3(focus);
+    c.near = nearPlane;
+    c.far = farPlane;
+    c.fov = fovDegrees * 3.1415927f / 180.0f;
+    c.width = width;
+    c.height = height;
+    return c;
+}
+
+__Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
+{
+    if (source.bitsPerPixel != 8 && source.bitsPerPixel != 16)
+        Refuse("TezMakeOctreeRecord", "bits per voxel " + std::to_string(source.bitsPerPixel));
+    __Octree o{};
+    o.valueScale = source.bitsPerPixel == 16 ? 1.0f / 65535.0f : 1.0f / 255.0f;
+    o.voxelSize = source.voxelSize;
+    o.maxDepth = source.maxDepth;
+    o.nodes = source.nodes;
+    o.leaves = source.leaves;
+    o.treeSize = source.treeSize;
+    return o;
+}
+
+bool TezOctreeKernelsHaveDevice()
+{
+#if TEZ_OCTREE_CUDA
+    static const bool available = CudaDeviceAvailable();
+    return available;
+#else
+    return false;
+#endif
+}
+
+namespace {
+
+bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s, const __Camera& camera,
+                 const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
+                 const TezPlane<float>* xsection)
+{
+    const std::string name = xsection ? "TezVoxelOctreeRenderSolidWithXSection" : "TezVoxelOctreeRenderSolid";
+    CheckImage(name.c_str(), t);
+    CheckSource(name.c_str(), s, table);
+    SolidLaunch a{};
+    a.camera = camera;
+    a.camera.width = t.width;
+    a.camera.height = t.height;
+    a.octree = TezMakeOctreeRecord(s);
+    a.colour = float3s{colour.x, colour.y, colour.z};
+    a.imagePitch = t.imagePitch;
+    a.image = reinterpret_cast<uchar4s*>(t.image);
+    a.depthPitch = t.depthPitch;
+    a.depth = t.depth;
+    a.lookup = LookupTransferFunction{table};
+
+    bool ok = Fill(t.onDevice, t.depth, t.depthPitch, 0xFF, static_cast<size_t>(t.width) * 4, t.height, name + ".A");
+    float inverse[16], local[16];
+    Invert(matrix, inverse);
+    a.transform = StoreTransform(t, inverse, local, name + ".B", ok);
+    XSectionRangeFunction range{};
+    if (xsection)
+        range = ToOctreeSpace(*xsection, inverse);
+    const bool sixteen = s.bitsPerPixel == 16;
+    if (!t.onDevice) {
+        RunSolidHost(a, sixteen, xsection ? &range : nullptr);
+        return ok;
+    }
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    if (!RunSolidCuda(a, sixteen, xsection ? &range : nullptr, &error))
+        ok = Report(name + ".C", error);
+#endif
+    return ok;
+}
+
+bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s, const __Camera& camera,
+                       const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
+                       const TezPlane<float>* xsection)
+{
+    const std::string name =
+        xsection ? "TezVoxelOctreeRenderTransparentWithXSection" : "TezVoxelOctreeRenderTransparent";
+    CheckLayers(name.c_str(), t);
+    CheckSource(name.c_str(), s, table);
+    TransparentLaunch a{};
+    a.camera = camera;
+    a.camera.width = t.width;
+    a.camera.height = t.height;
+    a.octree = TezMakeOctreeRecord(s);
+    a.colour = float4s{colour.x, colour.y, colour.z, colour.w};
+    a.layerCount = t.layerCount;
+    a.colourLayers = reinterpret_cast<uchar4s*>(t.colourLayers);
+    a.colourPitch = t.colourLayersPitch;
+    a.rayLayers = t.rayLayers;
+    a.rayPitch = t.rayLayersPitch;
+    a.lookup = LookupTransparentTransferFunction{table, {0, 0, 0, 0}};
+
+    bool ok = true;
+    float inverse[16], local[16];
+    Invert(matrix, inverse);
+    a.transform = StoreTransform(t, inverse, local, name + ".A", ok);
+    XSectionRangeFunction range{};
+    if (xsection)
+        range = ToOctreeSpace(*xsection, inverse);
+    const bool sixteen = s.bitsPerPixel == 16;
+    if (!t.onDevice) {
+        RunTransparentHost(a, sixteen, xsection ? &range : nullptr);
+        return ok;
+    }
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    if (!RunTransparentCuda(a, sixteen, xsection ? &range : nullptr, &error))
+        ok = Report(name + ".B", error);
+#endif
+    return ok;
+}
+
+} // namespace
+
+bool TezRenderOctreeSolid(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
+                          const __Camera& camera, const TezMatrix44<float>& matrix, const TezVector4<float>& colour,
+                          const float* transferFunction, const TezPlane<float>* xsection)
+{
+    return RenderSolid(target, source, camera, matrix, colour, transferFunction, xsection);
+}
+
+bool TezRenderOctreeTransparent(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
+                                const __Camera& camera, const TezMatrix44<float>& matrix,
+                                const TezVector4<float>& colour, const float* transferFunction,
+                                const TezPlane<float>* xsection)
+{
+    return RenderTransparent(target, source, camera, matrix, colour, transferFunction, xsection);
+}
+
+bool TezBlendOctreeLayers(const TezOctreeRenderTarget& t, const __Camera& camera)
+{
+    CheckImage("TezBlendOctreeLayers", t);
+    CheckLayers("TezBlendOctreeLayers", t);
+    BlendLaunch a{};
+    a.camera = camera;
+    a.camera.width = t.width;
+    a.camera.height = t.height;
+    a.layerCount = t.layerCount;
+    a.colourLayers = reinterpret_cast<uchar4s*>(t.colourLayers);
+    a.colourPitch = t.colourLayersPitch;
+    a.rayLayers = t.rayLayers;
+    a.rayPitch = t.rayLayersPitch;
+    a.depth = t.depth;
+    a.depthPitch = t.depthPitch;
+    a.image = reinterpret_cast<uchar4s*>(t.image);
+    a.imagePitch = t.imagePitch;
+    if (!t.onDevice) {
+        RunBlendHost(a);
+        return true;
+    }
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    if (!RunBlendCuda(a, &error))
+        return Report("TezBlendOctreeLayers", error);
+#endif
+    return true;
+}
+
+bool TezClearOctreeDepth(const TezOctreeRenderTarget& t, uint8_t byte)
+{
+    CheckImage("TezClearOctreeDepth", t);
+    return Fill(t.onDevice, t.depth, t.depthPitch, byte, static_cast<size_t>(t.width) * 4, t.height,
+                "TezClearOctreeDepth");
+}
+
+bool TezClearOctreeImage(const TezOctreeRenderTarget& t, uint8_t byte)
+{
+    CheckImage("TezClearOctreeImage", t);
+    return Fill(t.onDevice, t.image, t.imagePitch, byte, static_cast<size_t>(t.width) * 4, t.height,
+                "TezClearOctreeImage");
+}
+
+bool TezClearOctreeLayers(const TezOctreeRenderTarget& t)
+{
+    CheckLayers("TezClearOctreeLayers", t);
+    const size_t rows = static_cast<size_t>(t.height) * static_cast<size_t>(t.layerCount);
+    const size_t row = static_cast<size_t>(t.width) * 4;
+    const bool rays = Fill(t.onDevice, t.rayLayers, t.rayLayersPitch, 0, row, rows, "TezClearOctreeLayers.A");
+    const bool colours = Fill(t.onDevice, t.colourLayers, t.colourLayersPitch, 0, row, rows, "TezClearOctreeLayers.C");
+    return rays && colours;
+}
+
+bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const float* table, bool onDevice,
+                                  Node* hostNodes)
+{
+    const char* tag = "TezVoxelOctreeCalculateNodeStates.A";
+    CheckSide("TezCalculateOctreeNodeStates", onDevice);
+    CheckSource("TezCalculateOctreeNodeStates", source, table);
+    if (source.nodeCount < 9)
+        Refuse("TezCalculateOctreeNodeStates", "node count " + std::to_string(source.nodeCount));
+    const __Octree octree = TezMakeOctreeRecord(source);
+    const bool sixteen = source.bitsPerPixel == 16;
+    if (!onDevice) {
+        RunNodeStatesHost(octree, source.nodeCount, table, sixteen);
+        source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1, 0);
+        return true;
+    }
+    if (!hostNodes)
+        Refuse("TezCalculateOctreeNodeStates", "device nodes need a host copy to complete");
+    bool ok = true;
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    const size_t bytes = sizeof(Node) * static_cast<size_t>(source.nodeCount);
+    if (!RunNodeStatesCuda(octree, source.nodeCount, table, sixteen, &error))
+        ok = Report(tag, error);
+    if (!CudaCopy(hostNodes, source.nodes, bytes, false, &error))
+        return Report("TezCalculateOctreeNodeStates.ReadFromCUDA", error);
+    hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1, 0);
+    if (!CudaCopy(source.nodes, hostNodes, bytes, true, &error))
+        return Report("TezCalculateOctreeNodeStates.WriteToCUDA", error);
+#else
+    (void)tag;
+#endif
+    return ok;
+}
+
+bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, bool onDevice)
+{
+    CheckSide("TezCalculateOctreeNodeStatesAdjacent", onDevice);
+    if (!source.nodes || source.nodeCount < 9 || source.treeSize < 16)
+        Refuse("TezCalculateOctreeNodeStatesAdjacent", "node pool or tree size missing");
+    const __Octree octree = TezMakeOctreeRecord(source);
+    if (!onDevice) {
+        RunNodeStatesAdjacentHost(octree);
+        return true;
+    }
+#if TEZ_OCTREE_CUDA
+    const char* error = nullptr;
+    if (!RunNodeStatesAdjacentCuda(octree, &error))
+        return Report("TezCalculateOctreeNodeStatesAdjacent", error);
+#endif
+    return true;
+}
+
+// ---------------------------------------------------------------------------
+
+TezOctreeRenderBuffers::TezOctreeRenderBuffers(int width, int height, int layerCount, bool onDevice)
+{
+    if (width <= 0 || height <= 0 || layerCount < 0)
+        Refuse("TezOctreeRenderBuffers",
+               "size " + std::to_string(width) + " x " + std::to_string(height) + " x " + std::to_string(layerCount));
+    CheckSide("TezOctreeRenderBuffers", onDevice);
+    m_target.width = width;
+    m_target.height = height;
+    m_target.onDevice = onDevice;
+    m_target.layerCount = layerCount;
+    const size_t row = static_cast<size_t>(width) * 4;
+    auto allocate = [&](size_t rows, uint32_t& pitch) -> void* {
+        if (rows == 0)
+            return nullptr;
+        void* p = nullptr;
+        size_t bytesPerRow = row;
+        if (onDevice) {
+#if TEZ_OCTREE_CUDA
+            const char* error = nullptr;
+            if (!CudaMallocPitch(&p, &bytesPerRow, row, rows, &error))
+                Refuse("TezOctreeRenderBuffers", error ? error : "device allocation failed");
+            m_owned.push_back(p);
+            CudaMemset2D(p, bytesPerRow, 0, row, rows, &error);
+#endif
+        } else {
+            p = std::calloc(rows, row);
+            if (!p)
+                throw std::bad_alloc();
+            m_owned.push_back(p);
+        }
+        pitch = static_cast<uint32_t>(bytesPerRow);
+        return p;
+    };
+    m_target.image = static_cast<uint8_t*>(allocate(height, m_target.imagePitch));
+    m_target.depth = static_cast<uint32_t*>(allocate(height, m_target.depthPitch));
+    const size_t layerRows = static_cast<size_t>(height) * static_cast<size_t>(layerCount);
+    m_target.colourLayers = static_cast<uint8_t*>(allocate(layerRows, m_target.colourLayersPitch));
+    m_target.rayLayers = static_cast<float*>(allocate(layerRows, m_target.rayLayersPitch));
+    uint32_t transformPitch = 0;
+    if (onDevice)
+        m_target.transform = static_cast<float*>(allocate(1, transformPitch));
+}
+
+TezOctreeRenderBuffers::~TezOctreeRenderBuffers()
+{
+    for (void* p : m_owned) {
+        if (m_target.onDevice) {
+#if TEZ_OCTREE_CUDA
+            const char* error = nullptr;
+            CudaFree(p, &error);
+#endif
+        } else {
+            std::free(p);
+        }
+    }
+}
+
+namespace {
+
+template <class T>
+std::vector<T> ReadPitched(const TezOctreeRenderTarget& t, const void* p, uint32_t pitch, size_t rows)
+{
+    const size_t row = static_cast<size_t>(t.width) * 4;
+    std::vector<T> out(rows * row / sizeof(T));
+    if (!p || rows == 0)
+        return out;
+    if (t.onDevice) {
+#if TEZ_OCTREE_CUDA
+        const char* error = nullptr;
+        if (!CudaCopy2DToHost(out.data(), row, p, pitch, row, rows, &error))
+            Refuse("TezOctreeRenderBuffers::Read", error ? error : "copy failed");
+#endif
+        return out;
+    }
+    for (size_t r = 0; r < rows; ++r)
+        std::memcpy(reinterpret_cast<uint8_t*>(out.data()) + r * row, static_cast<const uint8_t*>(p) + r * pitch, row);
+    return out;
+}
+
+} // namespace
+
+std::vector<uint8_t> TezOctreeRenderBuffers::ReadImage() const
+{
+    return ReadPitched<uint8_t>(m_target, m_target.image, m_target.imagePitch, m_target.height);
+}
+
+std::vector<uint32_t> TezOctreeRenderBuffers::ReadDepth() const
+{
+    return ReadPitched<uint32_t>(m_target, m_target.depth, m_target.depthPitch, m_target.height);
+}
+
+std::vector<uint8_t> TezOctreeRenderBuffers::ReadColourLayers() const
+{
+    return ReadPitched<uint8_t>(m_target, m_target.colourLayers, m_target.colourLayersPitch,
+                                static_cast<size_t>(m_target.height) * m_target.layerCount);
+}
+
+std::vector<float> TezOctreeRenderBuffers::ReadRayLayers() const
+{
+    return ReadPitched<float>(m_target, m_target.rayLayers, m_target.rayLayersPitch,
+                              static_cast<size_t>(m_target.height) * m_target.layerCount);
+}
