@@ -13,6 +13,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
         // volume
 
         // mesh
+        {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",
+         "read an STL, OBJ or PLY mesh; info, check, clean (tez mesh --help)", TezMeshCommand},
 
         // render
 

@@ -29,5 +29,7 @@ int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);
 // volume
 
 // mesh
+// tez mesh COMMAND FILE [-o OUT.stl] [--ascii]; the commands are in tez/MeshCommand.h
+int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // render
