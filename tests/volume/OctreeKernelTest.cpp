@@ -152,6 +152,46 @@ TEST(OctreeKernel, AxisParallelRaysAndRaysFromInsideHaveFiniteRanges)
     EXPECT_NEAR(ray.tExit, 0.5f, 1e-6f);
 }
 
+TEST(OctreeKernel, PixelRaysAgreeWithTheCameraRecord)
+{
+    // A camera turned about y, both projections, with an object matrix that
+    // scales by 2 and moves by (1, 2, 3): the ray in octree space is the
+    // record's world ray taken through the inverse.
+    TezCameraRecord record;
+    record.eye = {3.0f, 1.0f, -4.0f};
+    record.focus = {0.5f, 0.5f, 0.5f};
+    record.axisX = {0.8f, 0.0f, 0.6f};
+    record.axisZ = {-0.6f, 0.0f, 0.8f};
+    record.fov = 0.7f;
+    record.width = 40;
+    record.height = 30;
+    TezMatrix44<float> matrix = Identity();
+    matrix[0].x = matrix[1].y = matrix[2].z = 2.0f;
+    matrix[3] = TezVector4<float>(1, 2, 3, 1);
+    float T[16];
+    matrix.Inverse().Array(T);
+    for (uint8_t perspective : {0, 1}) {
+        record.perspective = perspective;
+        const __Camera cam = TezMakeOctreeCamera(record);
+        for (int p : {0, 17, 1199}) {
+            const int x = p % 40, y = p / 40;
+            const TezRay world = record.GetPixelRay(x, y);
+            Ray ray;
+            SetUpRay(cam, T, x, y, DefaultRangeFunction{}, ray);
+            const TezVector3<float> o = (world.GetStart() - TezVector3<float>(1, 2, 3)) * 0.5f;
+            const TezVector3<float> d = world.GetDirection().Normalized();
+            EXPECT_NEAR(ray.origin.x, o.x, 1e-5f);
+            EXPECT_NEAR(ray.origin.y, o.y, 1e-5f);
+            EXPECT_NEAR(ray.origin.z, o.z, 1e-5f);
+            EXPECT_NEAR(ray.viewDir.x, d.x, 1e-6f);
+            EXPECT_NEAR(ray.viewDir.y, d.y, 1e-6f);
+            EXPECT_NEAR(ray.viewDir.z, d.z, 1e-6f);
+            // t keeps the world's scale: direction' is half a unit long.
+            EXPECT_NEAR(ray.dir.x * ray.dir.x + ray.dir.y * ray.dir.y + ray.dir.z * ray.dir.z, 0.25f, 1e-5f);
+        }
+    }
+}
+
 // Child 0 (the cube [0, 0.5)^3) holds a brick whose voxels with x + z >= 16
 // are opaque: a tilted plane with normal (1, 0, 1) / sqrt(2).
 TestTree TiltedPlaneTree()

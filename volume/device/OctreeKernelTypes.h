@@ -8,13 +8,9 @@
 // starts at element 4096 * i of the leaf pool, voxel (x, y, z) of a brick at
 // (z * 16 + y) * 16 + x.
 
-#include <cstdint>
+#include "volume/VoxelOctreeNode.h"
 
-#if defined(__CUDACC__)
-#    define TEZ_HOSTDEV __host__ __device__
-#else
-#    define TEZ_HOSTDEV
-#endif
+#include <cstdint>
 
 namespace TezOctreeDevice {
 
@@ -54,13 +50,7 @@ struct uchar4s
 
 // Three words of a node: children (bit 31: has a brick), data (bit 31: a
 // brick index follows; clear: a uniform value), state.
-struct Node
-{
-    uint32_t children;
-    uint32_t data;
-    uint32_t state;
-};
-static_assert(sizeof(Node) == 12, "a node is three 32-bit words");
+using Node = TezVoxelOctreeNode;
 
 struct __Camera
 {

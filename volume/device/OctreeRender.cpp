@@ -1,6 +1,7 @@
 #include "volume/device/OctreeRender.h"
 
 #include "core/Logger.h"
+#include "render/CameraView.h"
 #include "volume/device/OctreeLaunch.h"
 
 #include <cmath>
@@ -152,6 +153,29 @@ __Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, con
     c.width = width;
     c.height = height;
     return c;
+}
+
+__Camera TezMakeOctreeCamera(const TezCameraRecord& r)
+{
+    auto f3 = [](const TezVector3<float>& v) { return float3s{v.x, v.y, v.z}; };
+    __Camera c{};
+    c.perspective = r.perspective;
+    c.eye = f3(r.eye);
+    c.axisX = f3(r.axisX);
+    c.axisY = f3(r.axisY);
+    c.axisZ = f3(r.axisZ);
+    c.focus = f3(r.focus);
+    c.near = r.near;
+    c.far = r.far;
+    c.fov = r.fov;
+    c.width = r.width;
+    c.height = r.height;
+    return c;
+}
+
+__Camera TezMakeOctreeCamera(const TezCameraView& camera)
+{
+    return TezMakeOctreeCamera(TezCameraRecord::FromCamera(camera));
 }
 
 __Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)

@@ -18,6 +18,7 @@
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
+#include "render/CameraRecord.h"
 #include "volume/device/OctreeKernelTypes.h"
 
 #include <cstdint>
@@ -42,7 +43,9 @@ struct TezOctreeRenderTarget
     float* transform = nullptr;
 };
 
-// The octree as the kernels see it: the pools' linear copies.
+// The octree as the kernels see it: the pools' linear copies. Where the pools
+// were established on the device (TezMemoryPool::EstablishCUDA), nodes and
+// leaves are their GetCUDA() pointers, on the device when TezDeviceIsCuda().
 struct TezOctreeRenderSource
 {
     int32_t bitsPerPixel = 8; // 8 or 16
@@ -55,11 +58,15 @@ struct TezOctreeRenderSource
 };
 
 // Camera record from plain fields; fovDegrees is converted to radians.
-// axes are the three vectors of the camera's inverse view axes.
+// axes are the three vectors of the camera's inverse view axes. Row y of a
+// target is the y-th row from the bottom of the view.
 TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye,
                                                       const TezVector3<float> axes[3], const TezVector3<float>& focus,
                                                       float nearPlane, float farPlane, float fovDegrees, int width,
                                                       int height);
+// The same from a camera view's record, or from the camera itself.
+TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(const TezCameraRecord& record);
+TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(const TezCameraView& camera);
 // Octree record of a source; throws on a bit depth other than 8 or 16.
 TEZ_API TezOctreeDevice::__Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source);
 
