@@ -40,54 +40,22 @@ protected:
         return m_dir + "/" + name;
     }
 
-    // Grey slice: scan line r, column c holds base + c + 4 r (8 bits) or
-    // base + 7 (c + 4 r) (16 bits).
-    static void WriteGrey(std::string const& path, int width, int height, int base, int bits,
+    // Grey slice: scan line r, column c holds base + step (c + 4 r).
+    static void WriteGrey(std::string const& path, int width, int height, int base, int bits, int step = 1,
                           FREE_IMAGE_FORMAT format = FIF_PNG)
     {
-        FIBITMAP* bitmap =
-            bits == 8 ? FreeImage_Allocate(width, height, 8) : FreeImage_AllocateT(FIT_UINT16, width, height);
-        if (bits == 8) {
-            RGBQUAD* palette = FreeImage_GetPalette(bitmap);
-            for (int i = 0; i < 256; ++i)
-                palette[i].rgbRed = palette[i].rgbGreen = palette[i].rgbBlue = static_cast<BYTE>(i);
-        }
-        for (int r = 0; r < height; ++r) {
-            BYTE* line = FreeImage_GetScanLine(bitmap, r);
+        FIBITMAP* bitmap = FreeImage_AllocateT(bits == 8 ? FIT_BITMAP : FIT_UINT16, width, height, bits);
+        for (int i = 0; bits == 8 && i < 256; ++i)
+            FreeImage_GetPalette(bitmap)[i] = RGBQUAD{BYTE(i), BYTE(i), BYTE(i), 0};
+        for (int r = 0; r < height; ++r)
             for (int c = 0; c < width; ++c) {
+                int const v = base + step * (c + 4 * r);
                 if (bits == 8)
-                    line[c] = static_cast<BYTE>(base + c + 4 * r);
+                    FreeImage_GetScanLine(bitmap, r)[c] = static_cast<BYTE>(v);
                 else
-                    reinterpret_cast<uint16_t*>(line)[c] = static_cast<uint16_t>(base + 7 * (c + 4 * r));
+                    reinterpret_cast<uint16_t*>(FreeImage_GetScanLine(bitmap, r))[c] = static_cast<uint16_t>(v);
             }
-        }
         ASSERT_TRUE(FreeImage_Save(format, bitmap, path.c_str(), 0)) << path;
-        FreeImage_Unload(bitmap);
-    }
-
-    static void WriteFlat(std::string const& path, int width, int height, int value)
-    {
-        FIBITMAP* bitmap = FreeImage_Allocate(width, height, 8);
-        RGBQUAD* palette = FreeImage_GetPalette(bitmap);
-        for (int i = 0; i < 256; ++i)
-            palette[i].rgbRed = palette[i].rgbGreen = palette[i].rgbBlue = static_cast<BYTE>(i);
-        std::memset(FreeImage_GetBits(bitmap), value, FreeImage_GetPitch(bitmap) * static_cast<unsigned>(height));
-        ASSERT_TRUE(FreeImage_Save(FIF_PNG, bitmap, path.c_str(), 0));
-        FreeImage_Unload(bitmap);
-    }
-
-    static void WriteRgb(std::string const& path, int width, int height, BYTE r, BYTE g, BYTE b)
-    {
-        FIBITMAP* bitmap = FreeImage_Allocate(width, height, 24);
-        for (int y = 0; y < height; ++y) {
-            BYTE* line = FreeImage_GetScanLine(bitmap, y);
-            for (int x = 0; x < width; ++x, line += 3) {
-                line[FI_RGBA_RED] = r;
-                line[FI_RGBA_GREEN] = g;
-                line[FI_RGBA_BLUE] = b;
-            }
-        }
-        ASSERT_TRUE(FreeImage_Save(FIF_PNG, bitmap, path.c_str(), 0));
         FreeImage_Unload(bitmap);
     }
 
@@ -99,7 +67,7 @@ protected:
         for (int n = 10; n <= 19; ++n)
             if (n != 13 && n != 14)
                 WriteGrey(Path(format, n), 5, 3, bits == 8 ? 20 * (n - 10) + 7 : 1000 * (n - 10) + 300, bits,
-                          bits == 8 ? FIF_PNG : FIF_TIFF);
+                          bits == 8 ? 1 : 7, bits == 8 ? FIF_PNG : FIF_TIFF);
         return TezImageStack::Create((m_dir + "/" + format).c_str(), 10, 19);
     }
 
@@ -229,8 +197,12 @@ TEST_F(ImageStackTest, SixteenBitSlicesFromTiff)
 TEST_F(ImageStackTest, ColourAndOddSizedSlicesAreConvertedAndRescaled)
 {
     WriteGrey(Path("s%d.png", 0), 6, 4, 10, 8);
-    WriteRgb(Path("s%d.png", 1), 6, 4, 200, 100, 50);
-    WriteFlat(Path("s%d.png", 2), 3, 2, 90); // flat, so that rescaling keeps its value
+    std::vector<uint8_t> rgb;
+    for (int i = 0; i < 24; ++i)
+        rgb.insert(rgb.end(), {200, 100, 50});
+    TezImage colour;
+    ASSERT_TRUE(colour.CreateFromPixels(rgb.data(), 6, 4, 3, 18, true) && colour.Save(Path("s%d.png", 1).c_str()));
+    WriteGrey(Path("s%d.png", 2), 3, 2, 90, 8, 0); // flat, so that rescaling keeps its value
 
     // Names that do not exist leave gaps and are dropped at the ends.
     std::vector<TezString> names{TezString(Path("missing%d.png", 0).c_str()), TezString(Path("s%d.png", 0).c_str()),
@@ -294,7 +266,7 @@ TEST_F(ImageStackTest, InvalidRequestsAreRefusedWithAWarning)
 TEST_F(ImageStackTest, ResampledDepthInterpolatesBetweenTheSlicesAroundEachOutputSlice)
 {
     for (int n = 0; n < 4; ++n)
-        WriteFlat(Path("r%d.png", n), 2, 2, 60 * n);
+        WriteGrey(Path("r%d.png", n), 2, 2, 60 * n, 8, 0);
     TezRef<TezImageStack> stack = TezImageStack::Create((m_dir + "/r%d.png").c_str(), 0, 3);
     stack->SetScale(2.0);
     ASSERT_EQ(stack->GetDepth(), 8);
@@ -374,7 +346,7 @@ TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
     EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(0))[0], 0x1234 + 0x303);
 
     // A little-endian one from FreeImage reads the same way.
-    WriteGrey(m_dir + "/little.tif", 3, 2, 500, 16, FIF_TIFF);
+    WriteGrey(m_dir + "/little.tif", 3, 2, 500, 16, 7, FIF_TIFF);
     ASSERT_TRUE(image.Load((m_dir + "/little.tif").c_str()));
     EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(1))[2], 500 + 7 * 6);
 
