@@ -257,10 +257,18 @@ struct MarchResult
     float hitDepth;
 };
 
+// Work of one march, for measurements; the kernels pass no counters.
+struct MarchCounters
+{
+    unsigned steps;  // descents from the root
+    unsigned voxels; // brick voxels visited
+};
+
 // Walks the ray from t through the tree, restarting every step at the root.
 // A surface is where the opacity differs from `inside` (false: first hit).
 template <class V>
-TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float* table, bool inside, float t)
+TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float* table, bool inside, float t,
+                               MarchCounters* counters = nullptr)
 {
     MarchResult r{0.0f, 0.0f, 0.0f};
     const V* leaves = static_cast<const V*>(oct.leaves);
@@ -270,6 +278,8 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
     while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
         if (r.alpha == 0.0f)
             r.hitDepth = t;
+        if (counters)
+            ++counters->steps;
         int lod = ToInt(maxDepth / ApproxSqrt(t / lodScale) + 0.5f);
         lod = lod > 2 ? lod : 2;
 
@@ -340,6 +350,8 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
                 const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
                 if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
                     break;
+                if (counters)
+                    ++counters->voxels;
                 const float3s local =
                     Make3(v.x - static_cast<float>(bx), v.y - static_cast<float>(by), v.z - static_cast<float>(bz));
                 const float e = Min3(Add(Mul(ray.inv, local), ray.exitBias));
