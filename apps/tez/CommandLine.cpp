@@ -11,6 +11,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
         {"script", "tez script run FILE [--history OUT.py]", "run a Python script; write the command history",
          TezScriptCommand},
         // volume
+        {"octree", "tez octree PATTERN FIRST LAST -o FILE", "build a voxel octree from slices (--info FILE: describe one)",
+         TezOctreeCommand},
 
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",

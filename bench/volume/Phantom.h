@@ -62,15 +62,20 @@ inline float Hounsfield(int x, int y, int z, const PhantomShape& s) {
 
 // 8-bit: (HU + 1024) / 16 with noise of 1.5 grey levels; 16-bit: HU + 1024
 // with noise of 12 HU. Slices are independent so the fill can run in parallel.
+// quietAir leaves the air outside the body exactly 0, as a reconstruction
+// with an air threshold would: the sparse structures depend on it.
 template <typename Voxel>
-void FillPhantomSlice(Voxel* slice, int z, const PhantomShape& s, uint64_t seed) {
+void FillPhantomSlice(Voxel* slice, int z, const PhantomShape& s, uint64_t seed, bool quietAir = false) {
   uint64_t rng = seed ^ (uint64_t(z) * 0xD1B54A32D192ED03ull);
   const bool wide = sizeof(Voxel) == 2;
   const float scale = wide ? 1.0f : 1.0f / 16.0f, sigma = wide ? 12.0f : 1.5f;
   const float top = wide ? 4095.0f : 255.0f;
   for (int y = 0; y < s.ny; ++y)
     for (int x = 0; x < s.nx; ++x) {
-      float v = (detail::Hounsfield(x, y, z, s) + 1024.0f) * scale + sigma * detail::Gauss(rng);
+      const float hu = detail::Hounsfield(x, y, z, s);
+      float v = (hu + 1024.0f) * scale + sigma * detail::Gauss(rng);
+      if (quietAir && hu <= -1000.0f)
+        v = 0;
       v = v < 0 ? 0 : (v > top ? top : v);
       slice[size_t(y) * s.nx + x] = Voxel(v + 0.5f);
     }

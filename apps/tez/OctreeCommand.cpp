@@ -1,0 +1,187 @@
+// tez octree: builds a voxel octree from a numbered slice stack and saves it,
+// or describes a saved one.
+
+#include "core/Archive.h"
+#include "core/Logger.h"
+#include "core/UIManager.h"
+#include "tez/CommandLine.h"
+#include "tez/HostApplication.h"
+#include "tez/SliceStackArgs.h"
+#include "volume/ImageStack.h"
+#include "volume/VoxelOctree.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace
+{
+char const* const kUsage =
+    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB] -o FILE\n"
+    "       tez octree --info FILE\n";
+
+int Usage(FILE* err, std::string const& message)
+{
+    std::fprintf(err, "tez octree: %s\n%s", message.c_str(), kUsage);
+    return 2;
+}
+
+double MiB(uint64_t bytes) { return double(bytes) / 1048576.0; }
+
+int PrintInfo(std::string const& path, FILE* out, FILE* err)
+{
+    TezRef<TezArchive> archive = TezArchive::Open(path.c_str(), TezArchive::Read);
+    if (!archive) {
+        std::fprintf(err, "tez octree: cannot open %s\n", path.c_str());
+        return 1;
+    }
+    TezRef<TezVoxelOctree> tree(new TezVoxelOctree());
+    try {
+        tree->Load(archive);
+    } catch (std::exception const& error) {
+        std::fprintf(err, "tez octree: %s is not a readable octree: %s\n", path.c_str(), error.what());
+        return 1;
+    }
+    if (tree->GetTreeSize() <= 0) {
+        std::fprintf(err, "tez octree: %s holds no octree\n", path.c_str());
+        return 1;
+    }
+    TezVector3<int> const size = tree->GetDimensionsInVoxels();
+    auto& nodes = tree->GetNodePool();
+    auto& leaves = tree->GetLeafPool();
+    uint64_t const nodeCount = nodes.GetNumElements();
+    uint64_t const brickCount = leaves.GetNumElements();
+    uint64_t const brickBytes = 4096u * uint64_t(tree->GetBitsPerPixel() / 8);
+    uint64_t const sourceVoxels = uint64_t(size[0]) * uint64_t(size[1]) * uint64_t(size[2]);
+    uint64_t const treeBytes = nodeCount * sizeof(TezVoxelOctreeNode) + brickCount * brickBytes;
+
+    std::fprintf(out, "file: %s\n", path.c_str());
+    std::fprintf(out, "bits per voxel: %d\n", tree->GetBitsPerPixel());
+    std::fprintf(out, "dimensions: %d x %d x %d voxels\n", size[0], size[1], size[2]);
+    std::fprintf(out, "voxel size: %g\n", double(tree->GetVoxelSize()));
+    std::fprintf(out, "tree size: %d\n", tree->GetTreeSize());
+    std::fprintf(out, "levels with bricks: %d\n", tree->GetMaxDepth());
+    std::fprintf(out, "nodes: %llu (%.2f MiB)\n", (unsigned long long)nodeCount,
+                 MiB(nodeCount * sizeof(TezVoxelOctreeNode)));
+    std::fprintf(out, "bricks: %llu (%.2f MiB)\n", (unsigned long long)brickCount, MiB(brickCount * brickBytes));
+    std::vector<int32_t> const& levels = tree->GetLeafsPerSlice();
+    for (size_t level = 0; level < levels.size(); ++level)
+        std::fprintf(out, "  level %zu: edge %d, %d bricks, %.2f MiB\n", level, tree->GetTreeSize() >> level,
+                     levels[level], MiB(uint64_t(levels[level]) * brickBytes));
+    if (sourceVoxels > 0)
+        std::fprintf(out, "bytes per source voxel: %.4f\n", double(treeBytes) / double(sourceVoxels));
+
+    std::vector<float> const& histogram = tree->GetHistogram();
+    if (histogram.size() == 256) {
+        double mean = 0, total = 0;
+        int low = -1, high = -1, peak = 1;
+        for (int bin = 0; bin < 256; ++bin) {
+            double const f = histogram[size_t(bin)];
+            total += f;
+            mean += f * bin;
+            if (f > 0) {
+                high = bin;
+                if (low < 0)
+                    low = bin;
+            }
+            if (bin > 0 && f > histogram[size_t(peak)])
+                peak = bin;
+        }
+        std::fprintf(out, "histogram: bins %d..%d, mean bin %.1f, empty (bin 0) %.1f%%, peak above 0 at bin %d\n",
+                     low, high, total > 0 ? mean / total : 0.0, 100.0 * histogram[0], peak);
+    }
+    return 0;
+}
+} // namespace
+
+int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
+{
+    if (args.size() == 2 && args[0] == "--info")
+        return PrintInfo(args[1], out, err);
+    if (!args.empty() && args[0] == "--info")
+        return Usage(err, "--info takes one FILE");
+
+    TezSliceStackArgs stack;
+    int bits = 8;
+    double voxelSize = 1.0;
+    int memoryLimit = 1024;
+    std::string output;
+    std::vector<std::string> positional;
+    for (size_t i = 0; i < args.size(); ++i) {
+        std::string const& arg = args[i];
+        auto value = [&](char const* name) -> std::string const* {
+            if (i + 1 >= args.size())
+                return nullptr;
+            (void)name;
+            return &args[++i];
+        };
+        if (arg == "--bpp" || arg == "--voxel-size" || arg == "--memory-limit" || arg == "-o") {
+            std::string const* text = value(arg.c_str());
+            if (!text)
+                return Usage(err, "missing value after " + arg);
+            try {
+                size_t used = 0;
+                if (arg == "--bpp") {
+                    bits = std::stoi(*text, &used);
+                    if (bits != 8 && bits != 16)
+                        return Usage(err, "--bpp must be 8 or 16");
+                } else if (arg == "--voxel-size") {
+                    voxelSize = std::stod(*text, &used);
+                    if (!(voxelSize > 0) || !std::isfinite(voxelSize))
+                        return Usage(err, "--voxel-size must be a positive number");
+                } else if (arg == "--memory-limit") {
+                    memoryLimit = std::stoi(*text, &used);
+                    if (memoryLimit < 1)
+                        return Usage(err, "--memory-limit must be at least 1 MiB");
+                } else {
+                    output = *text;
+                    used = text->size();
+                }
+                if (used != text->size())
+                    throw std::invalid_argument(*text);
+            } catch (std::exception const&) {
+                return Usage(err, "bad value '" + *text + "' for " + arg);
+            }
+        } else if (arg.size() > 1 && arg[0] == '-' && !std::isdigit(static_cast<unsigned char>(arg[1]))) {
+            return Usage(err, "unknown option '" + arg + "'");
+        } else {
+            positional.push_back(arg);
+        }
+    }
+    if (positional.size() != 3)
+        return Usage(err, "expected PATTERN FIRST LAST");
+    if (output.empty())
+        return Usage(err, "missing -o FILE");
+    std::string problem = stack.Parse(positional[0], positional[1], positional[2]);
+    if (!problem.empty())
+        return Usage(err, problem);
+
+    TezHostApplication app;
+    TezRef<TezImageStack> images = stack.Open(err);
+    if (!images)
+        return 1;
+
+    TezRef<TezVoxelOctree> tree = TezVoxelOctree::CreateFromVolumeData(
+        TezString(output.c_str()), TezRef<TezVolumeData>(images.get()), voxelSize, bits, memoryLimit);
+    if (!tree) {
+        std::fprintf(err, "tez octree: the build was stopped or refused\n");
+        return 1;
+    }
+    TezRef<TezArchive> archive = TezArchive::Open(output.c_str(), TezArchive::Write);
+    if (!archive) {
+        std::fprintf(err, "tez octree: cannot write %s\n", output.c_str());
+        return 1;
+    }
+    try {
+        tree->Save(archive);
+        archive->Flush();
+    } catch (std::exception const& error) {
+        std::fprintf(err, "tez octree: cannot write %s: %s\n", output.c_str(), error.what());
+        return 1;
+    }
+    TezVector3<int> const size = tree->GetDimensionsInVoxels();
+    std::fprintf(out, "%s: %d x %d x %d voxels, tree %d, %llu nodes, %llu bricks\n", output.c_str(), size[0],
+                 size[1], size[2], tree->GetTreeSize(), (unsigned long long)tree->GetNodePool().GetNumElements(),
+                 (unsigned long long)tree->GetLeafPool().GetNumElements());
+    return 0;
+}

@@ -1,0 +1,274 @@
+#include "core/Archive.h"
+#include "core/UIManager.h"
+#include "volume/MemoryVolume.h"
+#include "volume/VoxelOctree.h"
+
+#include "../core/TestApplication.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+
+namespace
+{
+constexpr uint32_t kBrick = TezVoxelOctreeNode::kBrickBit;
+constexpr uint32_t kIndex = TezVoxelOctreeNode::kIndexMask;
+
+// A volume of smooth blobs over noise, with empty air around them.
+std::vector<uint8_t> MakeBlobs(int w, int h, int d, uint32_t seed)
+{
+    std::mt19937 random(seed);
+    std::vector<uint8_t> voxels(size_t(w) * size_t(h) * size_t(d), 0);
+    for (int z = 0; z < d; ++z)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                float const dx = float(x) - w * 0.5f, dy = float(y) - h * 0.5f, dz = float(z) - d * 0.4f;
+                if (dx * dx + dy * dy + dz * dz < float(w * w) * 0.1f)
+                    voxels[(size_t(z) * h + y) * w + x] = uint8_t(100 + random() % 50);
+            }
+    return voxels;
+}
+
+// The value the tree gives for voxel (x, y, z), found by descending to the
+// deepest node that holds it: a brick of edge 16 or a uniform node.
+template <typename T> uint32_t Lookup(TezVoxelOctree& tree, int x, int y, int z, int* edgeOut = nullptr)
+{
+    uint32_t index = 0;
+    int edge = tree.GetTreeSize();
+    int ox = 0, oy = 0, oz = 0;
+    for (;;) {
+        TezVoxelOctreeNode const node = *tree.GetNodePool().Node(index);
+        uint32_t const first = node.children & kIndex;
+        if (first == 0) {
+            if (edgeOut)
+                *edgeOut = edge;
+            if (!(node.children & kBrick))
+                return node.data;
+            EXPECT_EQ(edge, 16) << "a brick above the finest level must have children";
+            EXPECT_TRUE(node.data & kBrick);
+            T const* brick = reinterpret_cast<T const*>(tree.GetLeafPool().Brick(node.data & kIndex));
+            return brick[((z - oz) * 16 + (y - oy)) * 16 + (x - ox)];
+        }
+        EXPECT_GT(edge, 16) << "a node of edge 16 has no children";
+        edge /= 2;
+        int const cx = (x - ox) >= edge, cy = (y - oy) >= edge, cz = (z - oz) >= edge;
+        ox += cx * edge;
+        oy += cy * edge;
+        oz += cz * edge;
+        index = first + uint32_t(cx + 2 * cy + 4 * cz);
+    }
+}
+
+TezRef<TezVoxelOctree> Build(TezRef<TezMemoryVolume> volume, int bits, int memoryLimit = 512)
+{
+    return TezVoxelOctree::CreateFromVolumeData("test", TezRef<TezVolumeData>(volume.get()), 0.5, bits,
+                                                memoryLimit);
+}
+} // namespace
+
+TEST(TezVoxelOctreePlan, SizesAndPasses)
+{
+    TezVoxelOctreePlan small = TezVoxelOctreeMakePlan(100, 100, 100, 8, 512);
+    EXPECT_EQ(small.treeSize, 128);
+    EXPECT_EQ(small.blockSize, 128);
+    EXPECT_EQ(small.blocksInRow, 1);
+    EXPECT_EQ(small.startIndex, 0u);
+    EXPECT_EQ(small.startCount, 1u);
+
+    TezVoxelOctreePlan medium = TezVoxelOctreeMakePlan(300, 300, 300, 8, 512);
+    EXPECT_EQ(medium.treeSize, 512);
+    EXPECT_EQ(medium.blockSize, 256);
+    EXPECT_EQ(medium.blocksInRow, 2);
+    EXPECT_EQ(medium.startIndex, 1u);
+    EXPECT_EQ(medium.startCount, 9u);
+    EXPECT_EQ(medium.passes, 1);
+
+    // 16 MiB blocks: a limit of 32 MiB holds two of the four blocks of a row.
+    TezVoxelOctreePlan tight = TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 32);
+    EXPECT_FALSE(tight.memoryRaised);
+    EXPECT_EQ(tight.blocksX, 4);
+    EXPECT_TRUE(TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 16).memoryRaised);
+    TezVoxelOctreePlan raised = TezVoxelOctreeMakePlan(1000, 1000, 10, 16, 1);
+    EXPECT_TRUE(raised.memoryRaised);
+    EXPECT_EQ(raised.rowsPerPass, 1);
+    EXPECT_EQ(raised.passes, raised.blocksY);
+
+    // 4 rows fit (two blocks each in 128 MiB); blocksY 4 is divisible.
+    TezVoxelOctreePlan rows = TezVoxelOctreeMakePlan(512, 1024, 16, 8, 128);
+    EXPECT_EQ(rows.blocksX, 2);
+    EXPECT_EQ(rows.blocksY, 4);
+    EXPECT_EQ(rows.rowsPerPass, 4);
+    TezVoxelOctreePlan halves = TezVoxelOctreeMakePlan(512, 1024, 16, 8, 64);
+    EXPECT_EQ(halves.rowsPerPass, 2);
+    EXPECT_EQ(halves.passes, 2);
+}
+
+TEST(TezVoxelOctree, RefusesBadSources)
+{
+    EXPECT_FALSE(TezVoxelOctree::CreateFromVolumeData("x", TezRef<TezVolumeData>(), 1.0, 8, 64));
+    auto volume = TezMemoryVolume::Create8(4, 4, 4, std::vector<uint8_t>(64, 1));
+    EXPECT_FALSE(Build(volume, 12));
+    EXPECT_THROW(TezMemoryVolume::Create8(4, 4, 4, std::vector<uint8_t>(63)), std::runtime_error);
+}
+
+TEST(TezVoxelOctree, ConstantVolumeHasNoBricks)
+{
+    auto tree = Build(TezMemoryVolume::Create8(64, 64, 64, std::vector<uint8_t>(64 * 64 * 64, 7)), 8);
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->GetTreeSize(), 64);
+    EXPECT_EQ(tree->GetNodePool().Node(0)->data, 7u);
+    EXPECT_EQ(tree->GetLeafPool().GetNumElements(), 0u);
+    EXPECT_EQ(tree->GetNodePool().GetNumElements(), 1u);
+    EXPECT_EQ(tree->GetMaxDepth(), 0);
+    EXPECT_TRUE(tree->GetLeafsPerSlice().empty());
+    EXPECT_FLOAT_EQ(tree->GetHistogram()[7], 1.0f);
+    EXPECT_FLOAT_EQ(tree->GetVoxelSize(), 0.5f);
+    EXPECT_FLOAT_EQ(tree->GetDimensions()[0], 32.0f);
+}
+
+TEST(TezVoxelOctree, EveryVoxelIsFoundAgain)
+{
+    int const w = 70, h = 45, d = 50;
+    std::vector<uint8_t> voxels(size_t(w) * h * d);
+    std::mt19937 random(3);
+    for (uint8_t& v : voxels)
+        v = uint8_t(random() % 4 == 0 ? random() : 0);
+    auto tree = Build(TezMemoryVolume::Create8(w, h, d, voxels), 8);
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->GetTreeSize(), 128);
+    for (int z = 0; z < tree->GetTreeSize(); z += 3)
+        for (int y = 0; y < tree->GetTreeSize(); ++y)
+            for (int x = 0; x < tree->GetTreeSize(); ++x) {
+                uint32_t const expected = (x < w && y < h && z < d) ? voxels[(size_t(z) * h + y) * w + x] : 0;
+                ASSERT_EQ(Lookup<uint8_t>(*tree, x, y, z), expected) << x << " " << y << " " << z;
+            }
+    float sum = 0;
+    for (float f : tree->GetHistogram())
+        sum += f;
+    EXPECT_NEAR(sum, 1.0f, 1e-5f);
+}
+
+TEST(TezVoxelOctree, SixteenBitAcrossBlocksAndPasses)
+{
+    // Three blocks of 256 along x, read one row of blocks per pass.
+    int const w = 600, h = 40, d = 20;
+    std::vector<uint16_t> voxels(size_t(w) * h * d);
+    std::mt19937 random(5);
+    for (size_t i = 0; i < voxels.size(); ++i)
+        voxels[i] = (i / 7) % 5 == 0 ? uint16_t(random()) : uint16_t(1000);
+    auto volume = TezMemoryVolume::Create16(w, h, d, voxels);
+    auto tree = Build(volume, 16, 1);
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->GetTreeSize(), 1024);
+    for (int z = 0; z < d; z += 2)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; x += 3)
+                ASSERT_EQ(Lookup<uint16_t>(*tree, x, y, z), voxels[(size_t(z) * h + y) * w + x]);
+    EXPECT_EQ(Lookup<uint16_t>(*tree, 900, 900, 900), 0u);
+    // The block level sits below two full levels; their nodes have no bricks.
+    for (uint32_t i = 0; i < 9; ++i)
+        EXPECT_FALSE(tree->GetNodePool().Node(i)->children & kBrick);
+}
+
+TEST(TezVoxelOctree, UniformRegionsCostNothing)
+{
+    int const s = 64;
+    auto voxels = MakeBlobs(s, s, s, 1);
+    auto tree = Build(TezMemoryVolume::Create8(s, s, s, voxels), 8);
+    ASSERT_TRUE(tree);
+    int edge = 0;
+    EXPECT_EQ(Lookup<uint8_t>(*tree, 0, 0, 0, &edge), 0u);
+    EXPECT_EQ(edge, 32); // the empty corner octant stops above the finest level
+    // Every brick is counted once in leafsPerSlice.
+    int64_t bricks = 0;
+    for (int32_t n : tree->GetLeafsPerSlice())
+        bricks += n;
+    EXPECT_EQ(uint64_t(bricks), tree->GetLeafPool().GetNumElements());
+}
+
+TEST(TezVoxelOctree, ArchiveRoundTripIsExact)
+{
+    int const s = 48;
+    auto tree = Build(TezMemoryVolume::Create8(s, s, s, MakeBlobs(s, s, s, 2)), 8);
+    ASSERT_TRUE(tree);
+    std::string const first = ::testing::TempDir() + "octree-a.tez";
+    std::string const second = ::testing::TempDir() + "octree-b.tez";
+    tree->Save(TezArchive::Open(first.c_str(), TezArchive::Write));
+
+    TezRef<TezVoxelOctree> loaded(new TezVoxelOctree());
+    loaded->Load(TezArchive::Open(first.c_str(), TezArchive::Read));
+    EXPECT_EQ(loaded->GetTreeSize(), tree->GetTreeSize());
+    EXPECT_EQ(loaded->GetBitsPerPixel(), 8);
+    EXPECT_EQ(loaded->GetDimensionsInVoxels()[2], s);
+    EXPECT_EQ(loaded->GetHistogram(), tree->GetHistogram());
+    EXPECT_EQ(loaded->GetLeafsPerSlice(), tree->GetLeafsPerSlice());
+    auto& nodes = tree->GetNodePool();
+    ASSERT_EQ(loaded->GetNodePool().GetNumElements(), nodes.GetNumElements());
+    for (uint64_t i = 0; i < nodes.GetNumElements(); ++i)
+        ASSERT_EQ(0, std::memcmp(loaded->GetNodePool().Node(i), nodes.Node(i), sizeof(TezVoxelOctreeNode)));
+    auto& leaves = tree->GetLeafPool();
+    ASSERT_EQ(loaded->GetLeafPool().GetNumElements(), leaves.GetNumElements());
+    for (uint64_t i = 0; i < leaves.GetNumElements(); ++i)
+        ASSERT_EQ(0, std::memcmp(loaded->GetLeafPool().Brick(i), leaves.Brick(i), 4096));
+
+    loaded->Save(TezArchive::Open(second.c_str(), TezArchive::Write));
+    auto slurp = [](std::string const& path) {
+        std::string bytes;
+        FILE* file = std::fopen(path.c_str(), "rb");
+        for (int c; file && (c = std::fgetc(file)) != EOF;)
+            bytes.push_back(char(c));
+        if (file)
+            std::fclose(file);
+        return bytes;
+    };
+    EXPECT_EQ(slurp(first), slurp(second));
+
+    TezRef<TezVoxelOctree> other(new TezVoxelOctree());
+    TezRef<TezArchive> wrong = TezArchive::Open(second.c_str(), TezArchive::Write);
+    wrong->WriteStartSection("TezCubeVolume");
+    wrong->WriteInt("treeSize", 99);
+    wrong->WriteEndSection();
+    wrong = TezRef<TezArchive>();
+    other->Load(TezArchive::Open(second.c_str(), TezArchive::Read));
+    EXPECT_EQ(other->GetTreeSize(), 0);
+}
+
+namespace
+{
+class StoppingUI : public TezUICallback
+{
+public:
+    void StartProgress(uint64_t) override {}
+    void EndProgress() override {}
+    void StepProgress(uint32_t count) override { m_steps += count; }
+    void SetProgressMessage(TezString const& message) override { m_message = message; }
+    void StartNestedSection(bool) override {}
+    void FinishNestedSection() override {}
+    void AddNode(int) override {}
+    void RemoveNode(int) override {}
+    void SetActiveNode(int) override {}
+    void SetActiveLevel(int) override {}
+    int GetActiveLevel() override { return 0; }
+    bool GetStopFlag() override { return m_steps >= 2; }
+    void ZoomAll() override {}
+    void SetCursor(TezResourceManager::Cursors) override {}
+    void SetToolCursor(TezResourceManager::Cursors) override {}
+    void ReportError(TezString const&) override {}
+
+    uint64_t m_steps = 0;
+    TezString m_message;
+};
+} // namespace
+
+TEST(TezVoxelOctree, StopFlagEndsTheBuild)
+{
+    TestApplication application;
+    StoppingUI ui;
+    TezUIManager::GetAppUIManager()->SetCallback(&ui);
+    auto volume = TezMemoryVolume::Create8(300, 20, 20, std::vector<uint8_t>(300 * 20 * 20, 9));
+    EXPECT_FALSE(Build(volume, 8));
+    EXPECT_EQ(ui.m_message, TezString("Building Voxel Octree..."));
+    EXPECT_LT(ui.m_steps, 8u);
+    TezUIManager::GetAppUIManager()->SetCallback(nullptr);
+}

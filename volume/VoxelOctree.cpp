@@ -1,0 +1,541 @@
+#include "volume/VoxelOctree.h"
+
+#include "core/Archive.h"
+#include "core/Logger.h"
+#include "core/UIManager.h"
+#include "volume/VolumeData.h"
+#include "volume/VolumeStatistics.h"
+
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <thread>
+
+TEZ_TYPIFIED_IMPL(TezVoxelOctree, "TezVoxelOctree")
+TEZ_DEFINE_REF_FUNCTIONS(TezVoxelOctree)
+
+namespace
+{
+constexpr double kMiB = 1048576.0;
+constexpr int kBrickEdge = 16;
+constexpr int kBrickVoxels = kBrickEdge * kBrickEdge * kBrickEdge;
+
+int RoundUp(int value, int multiple) { return (value + multiple - 1) / multiple * multiple; }
+
+int CeilDiv(int value, int divisor) { return (value + divisor - 1) / divisor; }
+
+// Nodes of a full tree from the 16-voxel level up to a cube of edge `edge`:
+// 1 + 8 + 64 + ..., one term per doubling.
+uint32_t FullTreeCount(int edge)
+{
+    uint32_t count = 0;
+    uint32_t level = 1;
+    for (int e = kBrickEdge; e <= edge; e *= 2) {
+        count += level;
+        level *= 8;
+    }
+    return count;
+}
+
+// The UI manager may be absent (no application): then progress is silent.
+struct Progress
+{
+    TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager();
+
+    void Message(char const* text)
+    {
+        if (ui)
+            ui->SetProgressMessage(TezString(text));
+    }
+    void Start(uint64_t count)
+    {
+        if (ui)
+            ui->StartProgress(count);
+    }
+    void Step(uint32_t count)
+    {
+        if (ui)
+            ui->StepProgress(count);
+    }
+    void End()
+    {
+        if (ui)
+            ui->EndProgress();
+    }
+    void BeginNested()
+    {
+        if (ui)
+            ui->StartNestedSection(false);
+    }
+    void EndNested()
+    {
+        if (ui)
+            ui->FinishNestedSection();
+    }
+    bool Stopped() { return ui && ui->GetStopFlag(); }
+};
+} // namespace
+
+TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel, int memoryLimit)
+{
+    TezVoxelOctreePlan plan;
+    int const largest = std::max({width, height, depth, 1});
+    int const bricks = RoundUp(largest, kBrickEdge) / kBrickEdge;
+    int power = 1;
+    while (power < bricks)
+        power *= 2;
+    plan.treeSize = power * kBrickEdge;
+    plan.blockSize = std::min(256, plan.treeSize);
+    plan.blocksInRow = plan.treeSize / plan.blockSize;
+    plan.blocksX = CeilDiv(RoundUp(width, kBrickEdge), plan.blockSize);
+    plan.blocksY = CeilDiv(RoundUp(height, kBrickEdge), plan.blockSize);
+
+    uint64_t const block = uint64_t(plan.blockSize);
+    plan.bytesPerBlock = uint64_t(bitsPerPixel / 8) * block * block * block;
+    int64_t const fit = int64_t(std::max(memoryLimit, 0)) * 1048576 / int64_t(plan.bytesPerBlock);
+
+    if (plan.blocksX >= fit) {
+        plan.memoryRaised = true;
+        plan.rowsPerPass = 1;
+        plan.passes = plan.blocksY;
+    } else {
+        int const r = int(fit / plan.blocksX);
+        plan.rowsPerPass = plan.blocksY;
+        plan.passes = 1;
+        if (r < plan.blocksY) {
+            if (plan.blocksY % r == 0) {
+                plan.rowsPerPass = r;
+                plan.passes = plan.blocksY / r;
+            } else {
+                int c = CeilDiv(plan.blocksY, r);
+                if (plan.blocksY % c != 0) {
+                    c = CeilDiv(plan.blocksInRow, r);
+                    while (c > 1 && plan.treeSize % c != 0)
+                        --c;
+                }
+                plan.rowsPerPass = c;
+                plan.passes = plan.blocksInRow / c;
+            }
+        }
+    }
+    plan.startIndex = FullTreeCount(plan.blocksInRow * kBrickEdge / 2);
+    plan.startCount = FullTreeCount(plan.blocksInRow * kBrickEdge);
+    return plan;
+}
+
+// The build of one octree; lives for one CreateFromVolumeData call.
+class TezVoxelOctreeBuilder
+{
+public:
+    TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel,
+                          TezVoxelOctreePlan const& plan)
+        : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8),
+          m_bitsPerPixel(bitsPerPixel)
+    {
+    }
+
+    bool Run(Progress& progress);
+
+private:
+    struct Sample
+    {
+        bool uniform;
+        uint32_t average;
+    };
+
+    template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
+    Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick);
+    void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick);
+    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick);
+    uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
+    void CountLeafs(uint32_t node, size_t level);
+    uint32_t BlockNode(int bx, int by, int bz) const;
+
+    TezVoxelOctreeNode& Node(uint64_t index) { return *m_tree.m_nodePool.Node(index); }
+
+    TezVoxelOctree& m_tree;
+    TezVolumeData& m_source;
+    TezVoxelOctreePlan const& m_plan;
+    int m_bytesPerVoxel;
+    int m_bitsPerPixel;
+    uint64_t m_rowStride = 0;
+    uint64_t m_sliceStride = 0;
+    std::vector<uint8_t> m_chunk;
+    std::atomic<bool> m_stop{false};
+};
+
+uint32_t TezVoxelOctreeBuilder::BlockNode(int bx, int by, int bz) const
+{
+    uint32_t const dim = uint32_t(m_plan.blocksInRow / 2);
+    uint32_t const position = 8 * ((uint32_t(bz / 2) * dim + uint32_t(by / 2)) * dim + uint32_t(bx / 2)) +
+                              4 * uint32_t(bz % 2) + 2 * uint32_t(by % 2) + uint32_t(bx % 2);
+    return m_plan.startIndex + position;
+}
+
+// Nearest-lower subsampling of a cube of the chunk into one 16^3 brick, with
+// a 16.16 fixed-point step, the integer average and the uniform flag.
+template <typename T>
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, int oz, int edge, T* brick) const
+{
+    uint32_t const step = (uint32_t(edge) << 16) / kBrickEdge;
+    int offsets[kBrickEdge];
+    for (uint32_t i = 0, acc = 0; i < kBrickEdge; ++i, acc += step)
+        offsets[i] = int(acc >> 16);
+
+    uint8_t const* base = m_chunk.data();
+    uint64_t sum = 0;
+    T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride +
+                                               uint64_t(ox) * sizeof(T));
+    bool uniform = true;
+    T* out = brick;
+    for (int z = 0; z < kBrickEdge; ++z) {
+        uint8_t const* slice = base + uint64_t(oz + offsets[z]) * m_sliceStride;
+        for (int y = 0; y < kBrickEdge; ++y) {
+            T const* row = reinterpret_cast<T const*>(slice + uint64_t(oy + offsets[y]) * m_rowStride) + ox;
+            if (edge == kBrickEdge) {
+                std::memcpy(out, row, kBrickEdge * sizeof(T));
+            } else {
+                for (int x = 0; x < kBrickEdge; ++x)
+                    out[x] = row[offsets[x]];
+            }
+            T differs = 0;
+            for (int x = 0; x < kBrickEdge; ++x) {
+                sum += out[x];
+                differs |= T(out[x] ^ first);
+            }
+            uniform = uniform && differs == 0;
+            out += kBrickEdge;
+        }
+    }
+    return {uniform, uint32_t(sum / kBrickVoxels)};
+}
+
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const
+{
+    if (m_bytesPerVoxel == 1)
+        return SampleCube<uint8_t>(ox, oy, oz, edge, brick);
+    return SampleCube<uint16_t>(ox, oy, oz, edge, reinterpret_cast<uint16_t*>(brick));
+}
+
+void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick)
+{
+    TezVoxelOctreeNode& node = Node(index);
+    if (sample.uniform) {
+        node.children &= ~TezVoxelOctreeNode::kBrickBit;
+        node.data = sample.average;
+        return;
+    }
+    TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
+    uint64_t const leaf = leaves.Allocate(1);
+    std::memcpy(leaves.Brick(leaf), brick, size_t(kBrickVoxels) * size_t(m_bytesPerVoxel));
+    node.data = uint32_t(leaf) | TezVoxelOctreeNode::kBrickBit;
+    node.children |= TezVoxelOctreeNode::kBrickBit;
+}
+
+// Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
+// and answers the pool index of their octet, or 0 when the cube needs none:
+// eight uniform, equal and childless children are represented by the parent.
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick)
+{
+    int const half = edge / 2;
+    if (half < kBrickEdge)
+        return 0;
+    uint32_t octet = 0;
+    uint32_t previous = 0;
+    for (int k = 0; k < 8; ++k) {
+        int const cx = ox + (k & 1) * half;
+        int const cy = oy + ((k >> 1) & 1) * half;
+        int const cz = oz + ((k >> 2) & 1) * half;
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick);
+        Sample const sample = SampleCube(cx, cy, cz, half, brick);
+        if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
+            octet = uint32_t(m_tree.m_nodePool.Allocate(8));
+            for (int j = 0; j < k; ++j) {
+                TezVoxelOctreeNode& passed = Node(octet + j);
+                passed.children = 0;
+                passed.data = previous;
+            }
+        }
+        previous = sample.average;
+        if (octet != 0) {
+            TezVoxelOctreeNode& child = Node(octet + k);
+            child.children = (child.children & TezVoxelOctreeNode::kBrickBit) | childFirst;
+            StoreNode(octet + k, sample, brick);
+        }
+    }
+    return octet;
+}
+
+void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick)
+{
+    int const edge = m_plan.blockSize;
+    int const ox = (bx - chunkX) * edge;
+    int const oy = (by - chunkY) * edge;
+    uint32_t const first = BuildNode(ox, oy, 0, edge, brick);
+    uint32_t const index = BlockNode(bx, by, bz);
+    Node(index).children = first;
+    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick);
+}
+
+// Links the full levels above the blocks and gives each of their nodes the
+// mean of its children. A child with a brick counts as 0 in that mean.
+uint32_t TezVoxelOctreeBuilder::LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node)
+{
+    if (node >= m_plan.startIndex) {
+        TezVoxelOctreeNode const& n = Node(node);
+        return (n.children & TezVoxelOctreeNode::kBrickBit) ? 0 : n.data;
+    }
+    uint32_t const nextLevel = levelStart + dim * dim * dim;
+    uint32_t const first = nextLevel + 8 * ((uint32_t(z) * dim + uint32_t(y)) * dim + uint32_t(x));
+    TezVoxelOctreeNode& parent = Node(node);
+    parent.children = (parent.children & TezVoxelOctreeNode::kBrickBit) | first;
+    uint64_t sum = 0;
+    for (int k = 0; k < 8; ++k)
+        sum += LinkPyramid(2 * x + (k & 1), 2 * y + ((k >> 1) & 1), 2 * z + ((k >> 2) & 1), 2 * dim, nextLevel,
+                           first + k);
+    uint32_t const value = uint32_t(sum >> 3);
+    TezVoxelOctreeNode& again = Node(node);
+    again.children &= ~TezVoxelOctreeNode::kBrickBit;
+    again.data = value;
+    return value;
+}
+
+void TezVoxelOctreeBuilder::CountLeafs(uint32_t node, size_t level)
+{
+    TezVoxelOctreeNode const n = Node(node);
+    std::vector<int32_t>& counts = m_tree.m_leafsPerSlice;
+    if (n.children & TezVoxelOctreeNode::kBrickBit) {
+        if (counts.size() <= level)
+            counts.resize(level + 1, 0);
+        ++counts[level];
+    }
+    uint32_t const first = n.children & TezVoxelOctreeNode::kIndexMask;
+    if (first != 0)
+        for (uint32_t k = 0; k < 8; ++k)
+            CountLeafs(first + k, level + 1);
+}
+
+bool TezVoxelOctreeBuilder::Run(Progress& progress)
+{
+    int const width = m_source.GetWidth();
+    int const height = m_source.GetHeight();
+    int const depth = m_source.GetDepth();
+    int const blockSize = m_plan.blockSize;
+    int const blocksInRow = m_plan.blocksInRow;
+    int const rowsPerPass = m_plan.rowsPerPass;
+    int const blocksX = m_plan.blocksX;
+
+    unsigned const threads = std::max(1u, std::thread::hardware_concurrency());
+    uint64_t const chunkWidth = uint64_t(blocksX) * uint64_t(blockSize);
+    uint64_t const chunkHeight = uint64_t(rowsPerPass) * uint64_t(blockSize);
+    m_rowStride = uint64_t(m_bytesPerVoxel) * chunkWidth;
+    m_sliceStride = m_rowStride * chunkHeight;
+    m_chunk.assign(m_sliceStride * uint64_t(blockSize), 0);
+    std::vector<uint8_t> interpolation(2 * m_sliceStride);
+    uint8_t* slices[2] = {interpolation.data(), interpolation.data() + m_sliceStride};
+    size_t const brickBytes = size_t(kBrickVoxels) * size_t(m_bytesPerVoxel);
+    std::vector<uint8_t> scratch(brickBytes * threads);
+
+    TezVoxelOctreeNodePool& nodes = m_tree.m_nodePool;
+    TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
+    nodes.Initialize(1024);
+    leaves.SetElementSize(uint64_t(brickBytes));
+    leaves.Initialize(1024);
+    TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", blocksInRow, int(m_plan.startIndex),
+                    int(m_plan.startCount));
+    nodes.Allocate(m_plan.startCount);
+
+    std::vector<uint32_t> table(256, 0);
+    progress.Start(uint64_t(CeilDiv(depth, blockSize)) * uint64_t(blocksInRow) * uint64_t(blocksInRow));
+    for (int bz = 0; bz < blocksInRow; ++bz) {
+        for (int by = 0; by < blocksInRow; by += rowsPerPass) {
+            for (int bx = 0; bx < blocksInRow; bx += blocksX) {
+                int const countX = std::min(blocksX, blocksInRow - bx);
+                int const countY = std::min(rowsPerPass, blocksInRow - by);
+                int const x = bx * blockSize;
+                int const y = by * blockSize;
+                int const z = bz * blockSize;
+                if (x < width && y < height && z < depth) {
+                    std::fill(m_chunk.begin(), m_chunk.end(), uint8_t(0));
+                    int const boxWidth = std::min(countX * blockSize, width - x);
+                    int const boxHeight = std::min(countY * blockSize, height - y);
+                    int const boxDepth = std::min(blockSize, depth - z);
+                    progress.BeginNested();
+                    m_source.Copy(m_chunk.data(), x, y, z, boxWidth, boxHeight, boxDepth, m_bitsPerPixel,
+                                  m_rowStride, m_sliceStride, slices);
+                    progress.EndNested();
+                    TezVolumeStatistics::Instance().ComputeHistogram(m_chunk.data(), 0, 0, 0, boxWidth, boxHeight,
+                                                                     boxDepth, m_bitsPerPixel, m_rowStride,
+                                                                     m_sliceStride, table.data());
+                    int const count = countX * countY;
+                    tbb::parallel_for(0u, threads, [&](unsigned t) {
+                        uint8_t* brick = scratch.data() + brickBytes * t;
+                        for (int n = int(t); n < count && !m_stop.load(std::memory_order_relaxed);
+                             n += int(threads))
+                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick);
+                    });
+                } else {
+                    for (int j = 0; j < countY; ++j)
+                        for (int i = 0; i < countX; ++i) {
+                            TezVoxelOctreeNode& node = Node(BlockNode(bx + i, by + j, bz));
+                            node.children = 0;
+                            node.data = 0;
+                        }
+                }
+                progress.Step(uint32_t(countX * countY));
+                if (progress.Stopped())
+                    return false;
+            }
+        }
+    }
+    m_chunk = std::vector<uint8_t>();
+
+    LinkPyramid(0, 0, 0, 1, 0, 0);
+    TezLogger::info("Nodes %d, Leafs %d\n", int(nodes.GetNumElements()), int(leaves.GetNumElements()));
+    TezLogger::info("Memory per nodes: %.2f Mb\n", double(nodes.GetSizeBytes()) / kMiB);
+    TezLogger::info("Memory per leafs: %.2f Mb\n", double(leaves.GetSizeBytes()) / kMiB);
+
+    m_tree.m_leafsPerSlice.clear();
+    CountLeafs(0, 0);
+    for (size_t level = 0; level < m_tree.m_leafsPerSlice.size(); ++level)
+        TezLogger::info("Memory per slice %d: %.2f Mb, count: %d\n", int(level),
+                        double(m_tree.m_leafsPerSlice[level]) * double(brickBytes) / kMiB,
+                        m_tree.m_leafsPerSlice[level]);
+
+    float const scale = 1.0f / float(double(width) * double(height) * double(depth));
+    m_tree.m_histogram.resize(256);
+    for (int i = 0; i < 256; ++i)
+        m_tree.m_histogram[size_t(i)] = float(table[size_t(i)]) * scale;
+    return true;
+}
+
+TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*name*/,
+                                                          TezRef<TezVolumeData> volumeData, double voxelSize,
+                                                          int bitsPerPixel, int memoryLimit, int /*reserved*/)
+{
+    if (!volumeData || !volumeData->IsValid() || (bitsPerPixel != 8 && bitsPerPixel != 16))
+        return TezRef<TezVoxelOctree>();
+    int const width = volumeData->GetWidth();
+    int const height = volumeData->GetHeight();
+    int const depth = volumeData->GetDepth();
+    if (width <= 0 || height <= 0 || depth <= 0)
+        return TezRef<TezVoxelOctree>();
+
+    Progress progress;
+    progress.Message("Building Voxel Octree...");
+    TezVoxelOctreePlan const plan = TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, memoryLimit);
+    if (plan.memoryRaised)
+        TezLogger::warn("Warning: memory usage increased for better performance\n");
+    TezLogger::info("IO passes: %d\n", plan.passes);
+    TezLogger::info("Block size: %d\n", plan.blockSize);
+    TezLogger::info("Memory per block: %.2f Mb\n",
+                    double(plan.bytesPerBlock) * plan.rowsPerPass * plan.blocksX / kMiB);
+
+    TezRef<TezVoxelOctree> tree(new TezVoxelOctree());
+    TezVoxelOctreeBuilder builder(*tree, *volumeData, bitsPerPixel, plan);
+    bool const built = builder.Run(progress);
+    progress.End();
+    if (!built)
+        return TezRef<TezVoxelOctree>();
+    tree->m_bitsPerPixel = bitsPerPixel;
+    tree->m_treeSize = plan.treeSize;
+    tree->m_voxelSize = voxelSize;
+    tree->m_dimensions = TezVector3<int>(width, height, depth);
+    return tree;
+}
+
+TezVoxelOctree::TezVoxelOctree() = default;
+TezVoxelOctree::TezVoxelOctree(TezVoxelOctree const& other) = default;
+TezVoxelOctree::TezVoxelOctree(TezVoxelOctree&& other) noexcept = default;
+TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree const& other) = default;
+TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree&& other) noexcept = default;
+TezVoxelOctree::~TezVoxelOctree() = default;
+
+TezVector3<float> TezVoxelOctree::GetDimensions() const
+{
+    float const size = GetVoxelSize();
+    return TezVector3<float>(float(m_dimensions[0]) * size, float(m_dimensions[1]) * size,
+                             float(m_dimensions[2]) * size);
+}
+
+TezBox3<float> TezVoxelOctree::GetBounds() const
+{
+    return TezBox3<float>(TezVector3<float>(0.0f, 0.0f, 0.0f), GetDimensions());
+}
+
+void TezVoxelOctree::Save(TezRef<TezArchive> archive)
+{
+    archive->WriteStartSection(TypeName().c_str());
+    archive->WriteInt("bitsPerPixel", m_bitsPerPixel);
+    archive->WriteInt("treeSize", m_treeSize);
+    archive->WriteDouble("voxelSize", m_voxelSize);
+    int32_t const dimensions[3] = {m_dimensions[0], m_dimensions[1], m_dimensions[2]};
+    archive->WriteBinary("dimensions", dimensions, sizeof dimensions);
+    archive->WriteSizet("histogramSize", m_histogram.size());
+    archive->WriteBinary("", m_histogram.data(), m_histogram.size() * sizeof(float));
+    archive->WriteSizet("leafsPerSliceSize", m_leafsPerSlice.size());
+    archive->WriteBinary("", m_leafsPerSlice.data(), m_leafsPerSlice.size() * sizeof(int32_t));
+    archive->WriteString("pools", "");
+    m_nodePool.Save(archive);
+    m_leafPool.Save(archive);
+    archive->WriteEndSection();
+}
+
+void TezVoxelOctree::Load(TezRef<TezArchive> archive)
+{
+    // A histogram or level table larger than this is not an octree's.
+    constexpr uint64_t kMaxTable = 1u << 20;
+    bool first = true;
+    for (;;) {
+        TezString const tag = archive->ReadTag();
+        if (tag.CompareNoCase(TezString("sectionStart")) == 0) {
+            TezString name = archive->ReadStartSection(0);
+            if (first) {
+                TezString expected = TypeName();
+                expected.CollapseWhitespace();
+                name.CollapseWhitespace();
+                if (name != expected)
+                    return;
+                first = false;
+            }
+        } else if (tag.CompareNoCase(TezString("sectionEnd")) == 0) {
+            archive->ReadEndSection();
+            break;
+        } else if (tag.CompareNoCase(TezString("bitsPerPixel")) == 0) {
+            m_bitsPerPixel = archive->ReadInt();
+            if (m_bitsPerPixel != 8 && m_bitsPerPixel != 16)
+                throw std::runtime_error("TezVoxelOctree::Load: bits per pixel must be 8 or 16");
+        } else if (tag.CompareNoCase(TezString("treeSize")) == 0) {
+            m_treeSize = archive->ReadInt();
+        } else if (tag.CompareNoCase(TezString("voxelSize")) == 0) {
+            m_voxelSize = archive->ReadDouble();
+        } else if (tag.CompareNoCase(TezString("dimensions")) == 0) {
+            int32_t dimensions[3];
+            archive->ReadBinary(dimensions, sizeof dimensions);
+            m_dimensions = TezVector3<int>(dimensions[0], dimensions[1], dimensions[2]);
+        } else if (tag.CompareNoCase(TezString("histogramSize")) == 0 || tag.CompareNoCase(TezString("leafsPerSliceSize")) == 0) {
+            uint64_t const size = archive->ReadSizet();
+            if (size > kMaxTable)
+                throw std::runtime_error("TezVoxelOctree::Load: table size out of range");
+            if (tag.CompareNoCase(TezString("histogramSize")) == 0) {
+                m_histogram.resize(size);
+                archive->ReadBinary(m_histogram.data(), size * sizeof(float));
+            } else {
+                m_leafsPerSlice.resize(size);
+                archive->ReadBinary(m_leafsPerSlice.data(), size * sizeof(int32_t));
+            }
+        } else if (tag.CompareNoCase(TezString("pools")) == 0) {
+            archive->ReadString();
+            m_leafPool.SetElementSize(uint64_t(m_bitsPerPixel / 8) * kBrickVoxels);
+            m_leafPool.Initialize(1024);
+            m_nodePool.Load(archive);
+            m_leafPool.Load(archive);
+        } else {
+            archive->SkipUnknownTag();
+        }
+    }
+}
