@@ -225,15 +225,19 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
 {
     TezVoxelOctreeNode& node = Node(index);
     if (sample.uniform) {
-        node.children &= ~TezVoxelOctreeNode::kBrickBit;
+        node.children &= ~TezNodeFlagBit;
         node.data = sample.average;
         return;
     }
     TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
     uint64_t const leaf = leaves.Allocate(1);
+    if (leaf == TezMemoryPoolBase::InvalidIndex) {
+        m_stop = true;
+        return;
+    }
     std::memcpy(leaves.Brick(leaf), brick, size_t(kBrickVoxels) * size_t(m_bytesPerVoxel));
-    node.data = uint32_t(leaf) | TezVoxelOctreeNode::kBrickBit;
-    node.children |= TezVoxelOctreeNode::kBrickBit;
+    node.data = uint32_t(leaf) | TezNodeFlagBit;
+    node.children |= TezNodeFlagBit;
 }
 
 // Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
@@ -253,7 +257,12 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick);
         Sample const sample = SampleCube(cx, cy, cz, half, brick);
         if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
-            octet = uint32_t(m_tree.m_nodePool.Allocate(8));
+            uint64_t const taken = m_tree.m_nodePool.Allocate(8);
+            if (taken == TezMemoryPoolBase::InvalidIndex) {
+                m_stop = true;
+                return 0;
+            }
+            octet = uint32_t(taken);
             for (int j = 0; j < k; ++j) {
                 TezVoxelOctreeNode& passed = Node(octet + j);
                 passed.children = 0;
@@ -263,7 +272,7 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         previous = sample.average;
         if (octet != 0) {
             TezVoxelOctreeNode& child = Node(octet + k);
-            child.children = (child.children & TezVoxelOctreeNode::kBrickBit) | childFirst;
+            child.children = (child.children & TezNodeFlagBit) | childFirst;
             StoreNode(octet + k, sample, brick);
         }
     }
@@ -287,19 +296,19 @@ uint32_t TezVoxelOctreeBuilder::LinkPyramid(int x, int y, int z, uint32_t dim, u
 {
     if (node >= m_plan.startIndex) {
         TezVoxelOctreeNode const& n = Node(node);
-        return (n.children & TezVoxelOctreeNode::kBrickBit) ? 0 : n.data;
+        return (n.children & TezNodeFlagBit) ? 0 : n.data;
     }
     uint32_t const nextLevel = levelStart + dim * dim * dim;
     uint32_t const first = nextLevel + 8 * ((uint32_t(z) * dim + uint32_t(y)) * dim + uint32_t(x));
     TezVoxelOctreeNode& parent = Node(node);
-    parent.children = (parent.children & TezVoxelOctreeNode::kBrickBit) | first;
+    parent.children = (parent.children & TezNodeFlagBit) | first;
     uint64_t sum = 0;
     for (int k = 0; k < 8; ++k)
         sum += LinkPyramid(2 * x + (k & 1), 2 * y + ((k >> 1) & 1), 2 * z + ((k >> 2) & 1), 2 * dim, nextLevel,
                            first + k);
     uint32_t const value = uint32_t(sum >> 3);
     TezVoxelOctreeNode& again = Node(node);
-    again.children &= ~TezVoxelOctreeNode::kBrickBit;
+    again.children &= ~TezNodeFlagBit;
     again.data = value;
     return value;
 }
@@ -308,12 +317,12 @@ void TezVoxelOctreeBuilder::CountLeafs(uint32_t node, size_t level)
 {
     TezVoxelOctreeNode const n = Node(node);
     std::vector<int32_t>& counts = m_tree.m_leafsPerSlice;
-    if (n.children & TezVoxelOctreeNode::kBrickBit) {
+    if (n.children & TezNodeFlagBit) {
         if (counts.size() <= level)
             counts.resize(level + 1, 0);
         ++counts[level];
     }
-    uint32_t const first = n.children & TezVoxelOctreeNode::kIndexMask;
+    uint32_t const first = n.children & TezNodeLowMask;
     if (first != 0)
         for (uint32_t k = 0; k < 8; ++k)
             CountLeafs(first + k, level + 1);
@@ -347,7 +356,8 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
     leaves.Initialize(1024);
     TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", blocksInRow, int(m_plan.startIndex),
                     int(m_plan.startCount));
-    nodes.Allocate(m_plan.startCount);
+    if (nodes.Allocate(m_plan.startCount) == TezMemoryPoolBase::InvalidIndex)
+        return false;
 
     std::vector<uint32_t> table(256, 0);
     progress.Start(uint64_t(CeilDiv(depth, blockSize)) * uint64_t(blocksInRow) * uint64_t(blocksInRow));
@@ -387,6 +397,10 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
                         }
                 }
                 progress.Step(uint32_t(countX * countY));
+                if (m_stop) {
+                    TezLogger::error("TezVoxelOctree: out of memory for the octree's pools\n");
+                    return false;
+                }
                 if (progress.Stopped())
                     return false;
             }
@@ -448,11 +462,62 @@ TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*n
     return tree;
 }
 
+namespace
+{
+// Element-wise copy of a pool's handed-out elements into a fresh pool.
+template <class Pool> void CopyPool(Pool& from, Pool& to)
+{
+    to.Initialize(from.GetBlockSize());
+    uint64_t const count = from.GetNumElements();
+    if (count == 0)
+        return;
+    to.Allocate(count);
+    uint64_t const size = from.GetElementSize();
+    for (uint64_t i = 0; i < count; ++i)
+        std::memcpy(to.ElementBytes(i), from.ElementBytes(i), size);
+}
+} // namespace
+
 TezVoxelOctree::TezVoxelOctree() = default;
-TezVoxelOctree::TezVoxelOctree(TezVoxelOctree const& other) = default;
-TezVoxelOctree::TezVoxelOctree(TezVoxelOctree&& other) noexcept = default;
-TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree const& other) = default;
-TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree&& other) noexcept = default;
+
+TezVoxelOctree::TezVoxelOctree(TezVoxelOctree const& other) : TezIdentifiableObject(other)
+{
+    *this = other;
+}
+
+TezVoxelOctree::TezVoxelOctree(TezVoxelOctree&& other) noexcept : TezIdentifiableObject(other)
+{
+    *this = std::move(other);
+}
+
+TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree const& other)
+{
+    if (this == &other)
+        return *this;
+    m_bitsPerPixel = other.m_bitsPerPixel;
+    m_treeSize = other.m_treeSize;
+    m_voxelSize = other.m_voxelSize;
+    m_dimensions = other.m_dimensions;
+    m_leafsPerSlice = other.m_leafsPerSlice;
+    m_histogram = other.m_histogram;
+    auto& from = const_cast<TezVoxelOctree&>(other);
+    m_leafPool.SetElementSize(from.m_leafPool.GetElementSize());
+    CopyPool(from.m_nodePool, m_nodePool);
+    CopyPool(from.m_leafPool, m_leafPool);
+    return *this;
+}
+
+TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree&& other) noexcept
+{
+    // The pools own blocks that never move; a move is a copy of the tree.
+    try {
+        *this = static_cast<TezVoxelOctree const&>(other);
+    } catch (...) {
+        std::terminate();
+    }
+    return *this;
+}
+
 TezVoxelOctree::~TezVoxelOctree() = default;
 
 TezVector3<float> TezVoxelOctree::GetDimensions() const
@@ -480,8 +545,8 @@ void TezVoxelOctree::Save(TezRef<TezArchive> archive)
     archive->WriteSizet("leafsPerSliceSize", m_leafsPerSlice.size());
     archive->WriteBinary("", m_leafsPerSlice.data(), m_leafsPerSlice.size() * sizeof(int32_t));
     archive->WriteString("pools", "");
-    m_nodePool.Save(archive);
-    m_leafPool.Save(archive);
+    m_nodePool.Save(*archive);
+    m_leafPool.Save(*archive);
     archive->WriteEndSection();
 }
 
@@ -532,8 +597,8 @@ void TezVoxelOctree::Load(TezRef<TezArchive> archive)
             archive->ReadString();
             m_leafPool.SetElementSize(uint64_t(m_bitsPerPixel / 8) * kBrickVoxels);
             m_leafPool.Initialize(1024);
-            m_nodePool.Load(archive);
-            m_leafPool.Load(archive);
+            m_nodePool.Load(*archive);
+            m_leafPool.Load(*archive);
         } else {
             archive->SkipUnknownTag();
         }

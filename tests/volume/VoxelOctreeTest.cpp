@@ -12,8 +12,8 @@
 
 namespace
 {
-constexpr uint32_t kBrick = TezVoxelOctreeNode::kBrickBit;
-constexpr uint32_t kIndex = TezVoxelOctreeNode::kIndexMask;
+constexpr uint32_t kBrick = TezNodeFlagBit;
+constexpr uint32_t kIndex = TezNodeLowMask;
 
 // A volume of smooth blobs over noise, with empty air around them.
 std::vector<uint8_t> MakeBlobs(int w, int h, int d, uint32_t seed)
