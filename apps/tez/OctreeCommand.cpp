@@ -162,7 +162,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return 1;
 
     TezRef<TezVoxelOctree> tree = TezVoxelOctree::CreateFromVolumeData(
-        TezString(output.c_str()), TezRef<TezVolumeData>(images.get()), voxelSize, bits, memoryLimit);
+        TezString(output.c_str()), images, voxelSize, bits, memoryLimit);
     if (!tree) {
         std::fprintf(err, "tez octree: the build was stopped or refused\n");
         return 1;

@@ -69,7 +69,7 @@ template <typename Voxel> void BM_OctreeBuildFromMemory(benchmark::State& state)
     TezRef<TezMemoryVolume> volume = PhantomVolume<Voxel>();
     TezRef<TezVoxelOctree> tree;
     for (auto _ : state)
-        tree = TezVoxelOctree::CreateFromVolumeData("bench", TezRef<TezVolumeData>(volume.get()), 1.0,
+        tree = TezVoxelOctree::CreateFromVolumeData("bench", volume, 1.0,
                                                     8 * int(sizeof(Voxel)), 1024);
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
@@ -156,7 +156,7 @@ void BM_OctreeBuildFromStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
     TezRef<TezVoxelOctree> tree;
     for (auto _ : state) {
         TezRef<TezImageStack> stack = TezImageStack::Create(TezString(pattern.c_str()), 0, kEdge - 1);
-        tree = TezVoxelOctree::CreateFromVolumeData("bench", TezRef<TezVolumeData>(stack.get()), 1.0, 8, 1024);
+        tree = TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, 1024);
     }
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
@@ -198,7 +198,7 @@ void BM_OctreeBuildPeakMemory(benchmark::State& state)
             long const before = StatusKiB("VmRSS:");
             TezRef<TezImageStack> stack = TezImageStack::Create(TezString(pattern.c_str()), 0, kEdge - 1);
             TezRef<TezVoxelOctree> tree =
-                TezVoxelOctree::CreateFromVolumeData("bench", TezRef<TezVolumeData>(stack.get()), 1.0, 8, limit);
+                TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, limit);
             double figures[2] = {double(StatusKiB("VmHWM:") - before) / 1024.0,
                                  double(tree->GetNodePool().GetSizeBytes() + tree->GetLeafPool().GetSizeBytes()) /
                                      1048576.0};

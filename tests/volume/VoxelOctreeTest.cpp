@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <random>
 
 namespace
@@ -23,8 +24,8 @@ std::vector<uint8_t> MakeBlobs(int w, int h, int d, uint32_t seed)
     for (int z = 0; z < d; ++z)
         for (int y = 0; y < h; ++y)
             for (int x = 0; x < w; ++x) {
-                float const dx = float(x) - w * 0.5f, dy = float(y) - h * 0.5f, dz = float(z) - d * 0.4f;
-                if (dx * dx + dy * dy + dz * dz < float(w * w) * 0.1f)
+                float const dx = float(x) - w * 0.7f, dy = float(y) - h * 0.7f, dz = float(z) - d * 0.7f;
+                if (dx * dx + dy * dy + dz * dz < float(w * w) * 0.04f)
                     voxels[(size_t(z) * h + y) * w + x] = uint8_t(100 + random() % 50);
             }
     return voxels;
@@ -62,7 +63,7 @@ template <typename T> uint32_t Lookup(TezVoxelOctree& tree, int x, int y, int z,
 
 TezRef<TezVoxelOctree> Build(TezRef<TezMemoryVolume> volume, int bits, int memoryLimit = 512)
 {
-    return TezVoxelOctree::CreateFromVolumeData("test", TezRef<TezVolumeData>(volume.get()), 0.5, bits,
+    return TezVoxelOctree::CreateFromVolumeData("test", volume, 0.5, bits,
                                                 memoryLimit);
 }
 } // namespace
@@ -84,11 +85,12 @@ TEST(TezVoxelOctreePlan, SizesAndPasses)
     EXPECT_EQ(medium.startCount, 9u);
     EXPECT_EQ(medium.passes, 1);
 
-    // 16 MiB blocks: a limit of 32 MiB holds two of the four blocks of a row.
-    TezVoxelOctreePlan tight = TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 32);
+    // 16 MiB blocks, four to a row: 64 MiB is not more than one row.
+    TezVoxelOctreePlan tight = TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 80);
     EXPECT_FALSE(tight.memoryRaised);
     EXPECT_EQ(tight.blocksX, 4);
-    EXPECT_TRUE(TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 16).memoryRaised);
+    EXPECT_EQ(tight.rowsPerPass, 1);
+    EXPECT_TRUE(TezVoxelOctreeMakePlan(1000, 1000, 10, 8, 64).memoryRaised);
     TezVoxelOctreePlan raised = TezVoxelOctreeMakePlan(1000, 1000, 10, 16, 1);
     EXPECT_TRUE(raised.memoryRaised);
     EXPECT_EQ(raised.rowsPerPass, 1);
