@@ -1,5 +1,7 @@
 #include "volume/MemoryVolume.h"
 
+#include <tbb/parallel_for.h>
+
 #include <cstring>
 #include <stdexcept>
 
@@ -27,7 +29,7 @@ template <typename From, typename To>
 void CopyBox(From const* voxels, int width, int height, uint8_t* out, int x, int y, int z, int w, int h, int d,
              uint64_t rowStride, uint64_t sliceStride)
 {
-    for (int k = 0; k < d; ++k)
+    tbb::parallel_for(0, d, [&](int k) {
         for (int j = 0; j < h; ++j) {
             From const* from = voxels + ((uint64_t(z + k) * uint64_t(height) + uint64_t(y + j)) * uint64_t(width) + x);
             To* to = reinterpret_cast<To*>(out + uint64_t(k) * sliceStride + uint64_t(j) * rowStride);
@@ -37,6 +39,7 @@ void CopyBox(From const* voxels, int width, int height, uint8_t* out, int x, int
                 for (int i = 0; i < w; ++i)
                     to[i] = Convert<From, To>(from[i]);
         }
+    });
 }
 } // namespace
 
