@@ -13,6 +13,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
         // volume
         {"octree", "tez octree PATTERN FIRST LAST -o FILE", "build a voxel octree from slices (--info FILE: describe one)",
          TezOctreeCommand},
+        {"sample", "tez sample FOLDER [--size N]", "write the built-in CT-like phantom as a PNG slice stack",
+         TezSampleCommand},
 
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",

@@ -30,6 +30,8 @@ int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB] -o FILE
 // tez octree --info FILE
 int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez sample FOLDER [--size N]
+int TezSampleCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // mesh
 // tez mesh COMMAND FILE [-o OUT.stl] [--ascii]; the commands are in tez/MeshCommand.h

@@ -92,7 +92,7 @@ TezRef<TezImageStack> TezSliceStackArgs::Open(FILE* err) const
         std::fprintf(err, "tez: no file matches %s for %d..%d\n", pattern.c_str(), first, last);
         return TezRef<TezImageStack>();
     }
-    TezRef<TezImageStack> stack = TezImageStack::Create(TezString(pattern.c_str()), first, last);
+    TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), first, last);
     if (!stack || !stack->IsValid()) {
         std::fprintf(err, "tez: none of the files %s for %d..%d is a readable image\n", pattern.c_str(), first,
                      last);

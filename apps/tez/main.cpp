@@ -5,12 +5,17 @@
 #include "tez/CommandLine.h"
 #include "tez/TerminalUI.h"
 
+#include <cstdlib>
 #include <exception>
 #include <unistd.h>
 
 int main(int argc, char** argv)
 {
     TezTerminalUI::InstallInterruptHandler();
+    // The kernel's progress notes belong in the log file; the terminal gets
+    // warnings and errors unless MVLog asks for more.
+    if (!std::getenv("MVLog"))
+        TezLogger::SetConsoleLevel(TezLogger::Warn);
     TezArgs args(argv + 1, argv + argc);
     try {
         return TezRunCommandLine(args, stdout, stderr);

@@ -155,7 +155,7 @@ void BM_OctreeBuildFromStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
     std::string const& pattern = SliceStack(format);
     TezRef<TezVoxelOctree> tree;
     for (auto _ : state) {
-        TezRef<TezImageStack> stack = TezImageStack::Create(TezString(pattern.c_str()), 0, kEdge - 1);
+        TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 0, kEdge - 1);
         tree = TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, 1024);
     }
     state.counters["Mvoxels/s"] =
@@ -196,7 +196,7 @@ void BM_OctreeBuildPeakMemory(benchmark::State& state)
             malloc_trim(0);
             std::ofstream("/proc/self/clear_refs") << "5"; // restart the peak from here
             long const before = StatusKiB("VmRSS:");
-            TezRef<TezImageStack> stack = TezImageStack::Create(TezString(pattern.c_str()), 0, kEdge - 1);
+            TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 0, kEdge - 1);
             TezRef<TezVoxelOctree> tree =
                 TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, limit);
             double figures[2] = {double(StatusKiB("VmHWM:") - before) / 1024.0,
