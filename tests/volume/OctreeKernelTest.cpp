@@ -1,6 +1,7 @@
 // The octree kernels on the host path, over small hand-made trees whose
 // pictures are known.
 
+#include "platform/DeviceMemory.h"
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
@@ -8,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <vector>
@@ -464,6 +466,66 @@ TEST(OctreeKernel, RefusesBadArguments)
     std::memcpy(bits, scales, sizeof(bits));
     EXPECT_EQ(bits[0], 0x3B808081u);
     EXPECT_EQ(bits[1], 0x37800080u);
+}
+
+// Copies a host array to device memory, freed at the end of the scope.
+struct DeviceCopy
+{
+    void* p = nullptr;
+    DeviceCopy(const void* source, size_t bytes)
+    {
+        EXPECT_EQ(TezDeviceMalloc(&p, bytes), TezDeviceSuccess);
+        EXPECT_EQ(TezDeviceMemcpy(p, source, bytes, TezDeviceHostToDevice), TezDeviceSuccess);
+    }
+    ~DeviceCopy() { TezDeviceFree(p); }
+};
+
+// Runs only where a CUDA device is present: the kernels' pictures agree with
+// the host loops' up to the last bits of the device's transcendentals.
+TEST(OctreeKernel, DeviceLaunchesMatchTheHostLoops)
+{
+    if (!TezOctreeKernelsHaveDevice() || !TezDeviceIsCuda())
+        GTEST_SKIP() << "no CUDA device";
+    const int w = 64, h = 64;
+    const std::vector<float> table = StepTable();
+    const __Camera cam = OrthoCamera(w, h);
+    TestTree tree = TiltedPlaneTree();
+    for (int bits : {8, 16}) {
+        const TezOctreeRenderSource host = tree.Source(bits);
+        const size_t voxelBytes = tree.bricks.size() * (bits / 8);
+        DeviceCopy nodes(host.nodes, sizeof(Node) * host.nodeCount), leaves(host.leaves, voxelBytes),
+            lut(table.data(), sizeof(float) * 256);
+        TezOctreeRenderSource device = host;
+        device.nodes = static_cast<Node*>(nodes.p);
+        device.leaves = leaves.p;
+
+        TezOctreeRenderBuffers a(w, h, 2, false), b(w, h, 2, true);
+        const TezPlane<float> plane({0.3f, 0.3f, 0.3f}, {0.2f, 0.1f, 1.0f});
+        ASSERT_TRUE(TezRenderOctreeSolid(a.GetTarget(), host, cam, Identity(), {1, 1, 1, 1}, table.data(), &plane));
+        ASSERT_TRUE(TezRenderOctreeSolid(b.GetTarget(), device, cam, Identity(), {1, 1, 1, 1},
+                                         static_cast<const float*>(lut.p), &plane));
+        ASSERT_TRUE(TezRenderOctreeTransparent(a.GetTarget(), host, cam, Identity(), {1, 0, 0, 0.5f}, table.data()));
+        ASSERT_TRUE(TezRenderOctreeTransparent(b.GetTarget(), device, cam, Identity(), {1, 0, 0, 0.5f},
+                                               static_cast<const float*>(lut.p)));
+        ASSERT_TRUE(TezBlendOctreeLayers(a.GetTarget(), cam));
+        ASSERT_TRUE(TezBlendOctreeLayers(b.GetTarget(), cam));
+        const std::vector<uint8_t> imageA = a.ReadImage(), imageB = b.ReadImage();
+        const std::vector<uint32_t> depthA = a.ReadDepth(), depthB = b.ReadDepth();
+        int differing = 0;
+        for (int i = 0; i < w * h; ++i) {
+            bool same = std::abs(int64_t(depthA[i]) - int64_t(depthB[i])) <= 4;
+            for (int c = 0; c < 4; ++c)
+                same = same && std::abs(imageA[i * 4 + c] - imageB[i * 4 + c]) <= 2;
+            differing += !same;
+        }
+        EXPECT_LE(differing, w * h / 200) << bits << " bits";
+
+        std::vector<Node> states(host.nodes, host.nodes + host.nodeCount);
+        ASSERT_TRUE(TezCalculateOctreeNodeStates(host, table.data(), false));
+        ASSERT_TRUE(TezCalculateOctreeNodeStates(device, static_cast<const float*>(lut.p), true, states.data()));
+        for (int i = 0; i < host.nodeCount; ++i)
+            EXPECT_EQ(states[i].state, host.nodes[i].state) << i;
+    }
 }
 
 } // namespace
