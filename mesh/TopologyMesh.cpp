@@ -150,16 +150,6 @@ void TezTopologyMesh::RemoveFromList(Vertex* vertex, HalfEdge* edge)
         list.erase(it);
 }
 
-TezVector3<float> const& TezTopologyMesh::Position(Vertex const* vertex) const
-{
-    return m_geometry->GetVertices()[vertex->m_geometry].position;
-}
-
-TezVector3<float> const& TezTopologyMesh::Position(unsigned int vertex) const
-{
-    return m_geometry->GetVertices()[vertex].position;
-}
-
 void TezTopologyMesh::FindHoles(bool progress)
 {
     Progress report(progress);

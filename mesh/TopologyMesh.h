@@ -204,8 +204,8 @@ private:
     void RebuildFace(Face* face, HalfEdge* e0, HalfEdge* e1, HalfEdge* e2, Vertex* a, Vertex* b, Vertex* c);
     static void LinkMates(HalfEdge* a, HalfEdge* b);
     static void RemoveFromList(Vertex* vertex, HalfEdge* edge);
-    TezVector3<float> const& Position(Vertex const* vertex) const;
-    TezVector3<float> const& Position(unsigned int vertex) const;
+    TezVector3<float> const& Position(unsigned int vertex) const { return m_geometry->GetVertex(vertex).position; }
+    TezVector3<float> const& Position(Vertex const* vertex) const { return Position(vertex->m_geometry); }
 
     // Hole filling.
     void TriangulateHole(std::vector<Vertex*> const& ring);
