@@ -1,4 +1,5 @@
 #include "tez/MeshCommand.h"
+#include "tez/MeshRepairCommand.h"
 
 #include "core/Logger.h"
 #include "core/UIManager.h"
@@ -16,6 +17,8 @@ std::vector<TezMeshSubCommand> const& TezMeshSubCommands()
          TezMeshCheckCommand},
         {"clean", "", "remove degenerate and duplicate triangles", TezMeshCleanCommand},
         // topology, hole filling and curvature
+        {"fill-holes", "[--max-edges N]", "fill holes (of at most N edges)", TezMeshFillHolesCommand},
+        {"curvature", "[--per-vertex OUT.csv]", "summarise the vertices' curvatures", TezMeshCurvatureCommand},
     };
     return commands;
 }

@@ -1,0 +1,175 @@
+#include "tez/MeshRepairCommand.h"
+
+#include "mesh/MeshCurvature.h"
+#include "mesh/TopologyMesh.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <string>
+
+namespace {
+
+// Reads a non-negative integer option value; false if it is not one.
+bool ParseCount(std::string const& text, size_t& value)
+{
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos || text.size() > 18)
+        return false;
+    value = static_cast<size_t>(std::stoull(text));
+    return true;
+}
+
+// Area-weighted face normals summed at the corners and normalised.
+void NormalsFromPositions(TezIndexedMesh& mesh)
+{
+    std::vector<TezMeshVertex>& vertices = mesh.GetVertices();
+    for (TezMeshVertex& v : vertices)
+        v.normal = TezVector3<float>(0.0f, 0.0f, 0.0f);
+    for (size_t t = 0; t < mesh.GetNumTriangles(); ++t) {
+        TezMeshTriangle const triangle = mesh.GetTriangle(t);
+        TezVector3<float> const n = triangle.ComputeNormal() * (triangle.ComputeArea() / 3.0f);
+        for (int k = 0; k < 3; ++k)
+            vertices[triangle.GetVertexIndex(k)].normal += n;
+    }
+    for (TezMeshVertex& v : vertices)
+        v.normal.Normalize();
+}
+
+struct Range
+{
+    double low = std::numeric_limits<double>::infinity();
+    double high = -std::numeric_limits<double>::infinity();
+    double sum = 0.0;
+    size_t count = 0;
+
+    void Add(float value)
+    {
+        low = std::min(low, static_cast<double>(value));
+        high = std::max(high, static_cast<double>(value));
+        sum += value;
+        ++count;
+    }
+    void Print(FILE* out, char const* name) const
+    {
+        if (count == 0)
+            std::fprintf(out, "%s: none\n", name);
+        else
+            std::fprintf(out, "%s: min %g mean %g max %g\n", name, low, sum / count, high);
+    }
+};
+
+} // namespace
+
+int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
+{
+    size_t maxEdges = std::numeric_limits<size_t>::max();
+    for (size_t i = 0; i < args.rest.size(); ++i) {
+        if (args.rest[i] == "--max-edges") {
+            if (i + 1 == args.rest.size() || !ParseCount(args.rest[i + 1], maxEdges))
+                return TezMeshUsage(err, args.sub, "--max-edges needs a whole number");
+            ++i;
+        } else {
+            return TezMeshUsage(err, args.sub, "unexpected argument '" + args.rest[i] + "'");
+        }
+    }
+    TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
+    if (!mesh)
+        return 1;
+
+    // Degenerate and repeated triangles would tangle the boundary walks.
+    size_t const read = mesh->GetNumTriangles();
+    mesh->RemoveDegenerateTriangles();
+    mesh->RemoveDuplicateTriangles(true);
+    size_t const triangles = mesh->GetNumTriangles();
+    size_t const vertices = mesh->GetNumVertices();
+    std::fprintf(out, "faulty triangles removed: %zu\n", read - triangles);
+
+    TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
+    size_t const holes = topology->GetNumHoles();
+    size_t filled = 0, skipped = 0;
+    // FillHole takes the hole off the list; a hole left alone stays at the front.
+    while (topology->GetNumHoles() > skipped) {
+        TezRef<TezTopologyHole> hole = topology->GetHole(skipped);
+        if (static_cast<size_t>(hole->GetNumEdges()) <= maxEdges && topology->FillHole(hole))
+            ++filled;
+        else
+            ++skipped;
+    }
+    topology->FindHoles(false);
+    std::fprintf(out, "holes: %zu\n", holes);
+    std::fprintf(out, "filled: %zu\n", filled);
+    std::fprintf(out, "skipped: %zu\n", skipped);
+    std::fprintf(out, "vertices added: %zu\n", mesh->GetNumVertices() - vertices);
+    std::fprintf(out, "triangles added: %zu\n", mesh->GetNumTriangles() - triangles);
+    std::fprintf(out, "holes left: %zu\n", topology->GetNumHoles());
+    return TezMeshWrite(mesh, args, out, err);
+}
+
+int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
+{
+    std::string perVertex;
+    bool fileNormals = false;
+    for (size_t i = 0; i < args.rest.size(); ++i) {
+        if (args.rest[i] == "--per-vertex") {
+            if (i + 1 == args.rest.size())
+                return TezMeshUsage(err, args.sub, "--per-vertex needs a file name");
+            perVertex = args.rest[++i];
+        } else if (args.rest[i] == "--file-normals") {
+            fileNormals = true;
+        } else {
+            return TezMeshUsage(err, args.sub, "unexpected argument '" + args.rest[i] + "'");
+        }
+    }
+    TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
+    if (!mesh)
+        return 1;
+    if (!fileNormals)
+        NormalsFromPositions(*mesh);
+
+    TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
+    TezRef<TezMeshCurvature> curvature = TezMeshCurvatureAnalyzer::Instance().Compute(topology);
+    // Vertices of no triangle carry no curvature and stay out of the summary.
+    Range mean, gaussian, maximum, minimum;
+    size_t used = 0;
+    for (size_t v = 0; v < curvature->GetNumVertices(); ++v) {
+        if (topology->GetVertex(v)->GetNumEdges() == 0)
+            continue;
+        ++used;
+        mean.Add(curvature->GetMeanCurvature(v));
+        gaussian.Add(curvature->GetGaussianCurvature(v));
+        maximum.Add(curvature->GetMaximumCurvature(v));
+        minimum.Add(curvature->GetMinimumCurvature(v));
+    }
+    std::fprintf(out, "vertices: %zu\n", used);
+    mean.Print(out, "mean curvature");
+    gaussian.Print(out, "gaussian curvature");
+    maximum.Print(out, "maximum curvature");
+    minimum.Print(out, "minimum curvature");
+
+    if (perVertex.empty())
+        return 0;
+    FILE* csv = std::fopen(perVertex.c_str(), "w");
+    if (!csv) {
+        std::fprintf(err, "tez mesh %s: cannot write '%s': %s\n", args.sub.c_str(), perVertex.c_str(),
+                     std::strerror(errno));
+        return 1;
+    }
+    std::fprintf(csv, "vertex,x,y,z,mean,gaussian,maximum,minimum,max_dx,max_dy,max_dz,min_dx,min_dy,min_dz\n");
+    for (size_t v = 0; v < curvature->GetNumVertices(); ++v) {
+        TezVector3<float> const& p = mesh->GetVertex(v).position;
+        TezVector3<float> const& a = curvature->GetMaximumDirection(v);
+        TezVector3<float> const& b = curvature->GetMinimumDirection(v);
+        std::fprintf(csv, "%zu,%g,%g,%g,%g,%g,%g,%g,%g,%g,%g,%g,%g,%g\n", v, p.x, p.y, p.z,
+                     curvature->GetMeanCurvature(v), curvature->GetGaussianCurvature(v),
+                     curvature->GetMaximumCurvature(v), curvature->GetMinimumCurvature(v), a.x, a.y, a.z, b.x, b.y,
+                     b.z);
+    }
+    bool const ok = std::fclose(csv) == 0;
+    if (!ok) {
+        std::fprintf(err, "tez mesh %s: cannot write '%s'\n", args.sub.c_str(), perVertex.c_str());
+        return 1;
+    }
+    std::fprintf(out, "written: %s\n", perVertex.c_str());
+    return 0;
+}
