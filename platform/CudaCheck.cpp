@@ -14,7 +14,7 @@ std::atomic<bool> g_failed{false};
 {
     // A write through a pointer the optimiser cannot see through, so that the
     // fault happens here and the stack shows who failed.
-    int* volatile address = nullptr;
+    volatile int* volatile address = nullptr;
     *address = 0;
     std::abort();
 }
