@@ -56,29 +56,34 @@ ChunkCode Classify(uint8_t const* data, size_t size)
 int ValueBits(uint8_t tag) { return tag <= kRuns3 ? tag - 1 : tag - 5; }
 
 // One encoder for both passes, so that the measured size is the written one.
+// A run byte closes at a change of value, at the chunk's end, or when its
+// length field is full; the loops carry the position within the current run
+// byte instead of branching on run lengths, which are mostly short.
 template <bool Write>
 size_t EncodeRuns(uint8_t const* data, size_t size, uint8_t base, int valueBits, uint8_t* out)
 {
     int const lengthBits = 8 - valueBits;
-    size_t const maxRun = size_t(1) << lengthBits;
-    size_t written = 0;
-    size_t i = 0;
-    while (i < size) {
-        uint8_t value = data[i];
-        size_t j = i + 1;
-        while (j < size && data[j] == value)
-            ++j;
-        size_t length = j - i;
-        uint8_t const code = static_cast<uint8_t>((value - base) << lengthBits);
-        while (length > 0) {
-            size_t piece = std::min(length, maxRun);
-            if (Write)
-                out[written] = static_cast<uint8_t>(code | (piece - 1));
-            ++written;
-            length -= piece;
+    uint32_t const full = (1u << lengthBits) - 1;
+    uint32_t inRun = 0;
+    if (!Write) {
+        size_t count = 1;
+        for (size_t i = 1; i < size; ++i) {
+            uint32_t const same = data[i] == data[i - 1];
+            inRun = ((inRun + 1) & full) * same;
+            count += inRun == 0;
         }
-        i = j;
+        return count;
     }
+    size_t written = 0;
+    for (size_t i = 0; i + 1 < size; ++i) {
+        // Stored before it is known to close: a later byte of the same run
+        // overwrites it.
+        out[written] = static_cast<uint8_t>(((data[i] - base) << lengthBits) | inRun);
+        uint32_t const closes = uint32_t(data[i + 1] != data[i]) | uint32_t(inRun == full);
+        written += closes;
+        inRun = (inRun + 1) * (1 - closes);
+    }
+    out[written++] = static_cast<uint8_t>(((data[size - 1] - base) << lengthBits) | inRun);
     return written;
 }
 
@@ -145,6 +150,18 @@ size_t EncodeChunk(uint8_t const* data, size_t size, ChunkCode code, uint8_t* ou
         return 2 + EncodeRuns<Write>(data, size, code.base, ValueBits(code.tag), out + 2);
     default:
         return 1 + EncodeGroups<Write>(data, size, out + 1);
+    }
+}
+
+// Writes length copies of value; short runs with room behind them in the
+// chunk take one 8-byte store whose surplus the next runs overwrite.
+inline void FillRun(uint8_t* out, size_t room, uint8_t value, size_t length)
+{
+    if (length <= 8 && room >= 8) {
+        uint64_t const pattern = value * 0x0101010101010101ull;
+        std::memcpy(out, &pattern, 8);
+    } else {
+        std::memset(out, value, length);
     }
 }
 
@@ -349,7 +366,7 @@ void TezPackedBlock::Decode(uint8_t* destination) const
                 size_t const length = size_t(run & mask) + 1;
                 if (length > chunkSize - filled)
                     Damaged("run past the chunk");
-                std::memset(out + filled, static_cast<uint8_t>(base + (run >> lengthBits)), length);
+                FillRun(out + filled, chunkSize - filled, static_cast<uint8_t>(base + (run >> lengthBits)), length);
                 filled += length;
             }
             break;
@@ -366,11 +383,15 @@ void TezPackedBlock::Decode(uint8_t* destination) const
                 if (control & 0x80) {
                     if (in >= end)
                         Damaged("ends early");
-                    std::memset(out + filled, *in++, length);
+                    FillRun(out + filled, chunkSize - filled, *in++, length);
                 } else {
-                    if (length > size_t(end - in))
+                    size_t const available = size_t(end - in);
+                    if (length > available)
                         Damaged("ends early");
-                    std::memcpy(out + filled, in, length);
+                    if (length <= 16 && available >= 16 && chunkSize - filled >= 16)
+                        std::memcpy(out + filled, in, 16); // the bytes past length are written again later
+                    else
+                        std::memcpy(out + filled, in, length);
                     in += length;
                 }
                 filled += length;

@@ -1,8 +1,9 @@
 // Packed pool on the 512^3 8-bit CT-like phantom cut into 16^3 bricks (32,768
 // blocks of 4 KiB), with the brick's rows (16 bytes), slices (256 bytes) or
-// the whole brick (4096 bytes) as the packing chunk. PackAll and Compress
-// are timed on their own; MB/s counts raw brick bytes. Counters: packed_ratio
-// and compressed_ratio are raw size over packed and compressed size.
+// the whole brick (4096 bytes) as the packing chunk. PackAll, UnpackSelected
+// (the whole pool) and Compress are each timed alone; MB/s counts raw brick
+// bytes. Counters: packed_ratio and compressed_ratio are raw size over packed
+// and compressed size.
 
 #include "volume/PackedPool.h"
 
@@ -101,7 +102,20 @@ void BM_PoolCompress(benchmark::State& state)
     state.counters["packed_ratio"] = raw / double(pool->GetPackedSize());
 }
 
+void BM_PoolUnpack(benchmark::State& state)
+{
+    auto pool = MakePool(int(state.range(0)));
+    for (auto _ : state) {
+        state.PauseTiming();
+        pool->PackAll();
+        state.ResumeTiming();
+        pool->UnpackSelected(0, pool->GetCount());
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(kBrickCount * kBrickBytes));
+}
+
 } // namespace
 
 BENCHMARK(BM_PoolPackAll)->Arg(16)->Arg(256)->Arg(4096)->Iterations(2)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_PoolUnpack)->Arg(16)->Arg(256)->Arg(4096)->Iterations(2)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_PoolCompress)->Arg(16)->Arg(256)->Arg(4096)->Iterations(2)->Unit(benchmark::kMillisecond)->UseRealTime();
