@@ -15,6 +15,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
          TezOctreeCommand},
         {"sample", "tez sample FOLDER [--size N]", "write the built-in CT-like phantom as a PNG slice stack",
          TezSampleCommand},
+        {"tessellate", "tez tessellate PATTERN FIRST LAST -o OUT",
+         "isosurface of an image stack as STL (--iso V, default 128)", TezTessellateCommand},
 
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",

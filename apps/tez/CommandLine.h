@@ -32,6 +32,8 @@ int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);
 int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez sample FOLDER [--size N]
 int TezSampleCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--ascii]
+int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // mesh
 // tez mesh COMMAND FILE [-o OUT.stl] [--ascii]; the commands are in tez/MeshCommand.h
