@@ -2,9 +2,12 @@
 // pictures are known.
 
 #include "platform/DeviceMemory.h"
+#include "volume/MemoryVolume.h"
+#include "volume/VoxelOctree.h"
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
+#include "volume/device/VoxelOctreeKernels.h"
 
 #include <gtest/gtest.h>
 
@@ -466,6 +469,54 @@ TEST(OctreeKernel, RefusesBadArguments)
     std::memcpy(bits, scales, sizeof(bits));
     EXPECT_EQ(bits[0], 0x3B808081u);
     EXPECT_EQ(bits[1], 0x37800080u);
+}
+
+TEST(OctreeKernel, BuiltOctreeOfASphereRendersItsSilhouetteAndStates)
+{
+    // A ball of radius 10 voxels in a 32^3 volume; 1 / 32 world units a voxel
+    // makes the tree the unit cube.
+    const int n = 32;
+    std::vector<uint8_t> voxels(size_t(n) * n * n, 0);
+    auto inside = [](int x, int y, int z) {
+        const float dx = x + 0.5f - 16.0f, dy = y + 0.5f - 16.0f, dz = z + 0.5f - 16.0f;
+        return dx * dx + dy * dy + dz * dz <= 100.0f;
+    };
+    for (int z = 0; z < n; ++z)
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x)
+                voxels[(size_t(z) * n + y) * n + x] = inside(x, y, z) ? 200 : 0;
+    TezRef<TezVoxelOctree> octree =
+        TezVoxelOctree::CreateFromVolumeData("ball", TezMemoryVolume::Create8(n, n, n, voxels), 1.0 / n, 8, 64);
+    ASSERT_TRUE(octree);
+    const TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
+    ASSERT_GE(source.nodeCount, 9);
+    ASSERT_FALSE(TezDeviceIsCuda() && !TezOctreeKernelsHaveDevice());
+
+    const int w = 64;
+    const std::vector<float> table = StepTable();
+    TezOctreeRenderBuffers buffers(w, w, 0, TezDeviceIsCuda());
+    ASSERT_TRUE(
+        TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(w, w), Identity(), {1, 1, 1, 1}, table.data()));
+    const std::vector<uint32_t> depth = buffers.ReadDepth();
+    for (int y = 0; y < w; ++y)
+        for (int x = 0; x < w; ++x) {
+            const int vx = (w - 1 - x) / 2, vy = y / 2; // voxel column of the ray
+            int first = -1;
+            for (int z = 0; z < n && first < 0; ++z)
+                if (inside(vx, vy, z))
+                    first = z;
+            if (first < 0) {
+                ASSERT_EQ(depth[y * w + x], MAX_UINT) << x << ", " << y;
+            } else { // the far side of the first opaque voxel
+                ASSERT_NEAR(depth[y * w + x], OrthoDepth(1.0f + (first + 1) / 32.0f), 16777216.0 * 0.002 / 20.0)
+                    << x << ", " << y;
+            }
+        }
+
+    ASSERT_TRUE(TezVoxelOctreeCalculateNodeStates(octree, table.data()));
+    EXPECT_EQ(octree->GetNodePool().Node(0)->state, StateBoundary);
+    for (uint32_t i = 1; i <= 8; ++i)
+        EXPECT_EQ(octree->GetNodePool().Node(i)->state, StateBoundary) << i;
 }
 
 // Copies a host array to device memory, freed at the end of the scope.

@@ -7,6 +7,8 @@
 #include "volume/device/OctreeKernelTypes.h"
 
 #include <cstddef>
+#include <stdexcept>
+#include <string>
 
 namespace TezOctreeDevice {
 
@@ -69,6 +71,29 @@ inline Grid3 NodeStateGrid(int nodeCount)
     if (y > 1023)
         return Grid3{1024, 1024, (y >> 10) + 1};
     return Grid3{1024, y, 1};
+}
+
+// The host pass of the node states: each child with children takes the
+// combined state of its own children; a group whose children all agree has
+// their state, otherwise 2. nodeAt(i) gives node i by reference.
+template <class NodeAt>
+uint32_t CombineChildStates(const NodeAt& nodeAt, uint64_t count, uint32_t first, int depth)
+{
+    if (first == 0 || uint64_t(first) + 8 > count || depth > 31)
+        throw std::runtime_error("TezCalculateOctreeNodeStates: child group " + std::to_string(first) +
+                                 " outside the node pool of " + std::to_string(count));
+    uint32_t result = StateUnseen;
+    for (uint32_t k = 0; k < 8; ++k) {
+        Node& node = nodeAt(first + k);
+        const uint32_t children = node.children & NodeIndexMask;
+        if (children != 0)
+            node.state = CombineChildStates(nodeAt, count, children, depth + 1);
+        if (result == StateUnseen)
+            result = node.state;
+        else if (node.state != result)
+            result = StateBoundary;
+    }
+    return result;
 }
 
 // xsection null: no clipping. sixteenBit picks the voxel width of the leaves.

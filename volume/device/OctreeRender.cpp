@@ -53,22 +53,21 @@ void CheckLayers(const char* operation, const TezOctreeRenderTarget& t)
 
 void CheckSource(const char* operation, const TezOctreeRenderSource& s, const float* table)
 {
-    if (!s.nodes || !s.leaves || !table)
-        Refuse(operation, "node pool, leaf pool or transfer function missing");
+    if (!s.nodes || !table)
+        Refuse(operation, "node pool or transfer function missing");
+    // The kernels start at the root's children, which are nodes 1 to 8.
+    if (s.nodeCount > 0 && s.nodeCount < 9)
+        Refuse(operation, "a tree of " + std::to_string(s.nodeCount) + " node(s) has no children under its root");
 }
 
 // Byte fill of a pitched buffer on either side.
 bool Fill(bool onDevice, void* p, size_t pitch, uint8_t byte, size_t widthBytes, size_t rows, const std::string& tag)
 {
     if (onDevice) {
-#if TEZ_OCTREE_CUDA
         const char* error = nullptr;
         if (!CudaMemset2D(p, pitch, byte, widthBytes, rows, &error))
             return Report(tag, error);
         return true;
-#else
-        return Report(tag, "built without CUDA");
-#endif
     }
     for (size_t r = 0; r < rows; ++r)
         std::memset(static_cast<uint8_t*>(p) + r * pitch, byte, widthBytes);
@@ -89,11 +88,9 @@ const float* StoreTransform(const TezOctreeRenderTarget& t, const float (&invers
     }
     if (!t.transform)
         Refuse(tag.c_str(), "device target without a transform buffer");
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     if (!CudaCopy(t.transform, inverse, sizeof(local), true, &error))
         ok = Report(tag, error) && ok;
-#endif
     return t.transform;
 }
 
@@ -115,22 +112,9 @@ XSectionRangeFunction ToOctreeSpace(const TezPlane<float>& plane, const float (&
 
 void Invert(const TezMatrix44<float>& matrix, float (&out)[16]) { matrix.Inverse().Array(out); }
 
-uint32_t GroupState(Node* nodes, int count, uint32_t first, int depth)
+uint32_t GroupState(Node* nodes, int count, uint32_t first)
 {
-    if (first == 0 || static_cast<uint64_t>(first) + 8 > static_cast<uint64_t>(count) || depth > 31)
-        Refuse("TezCalculateOctreeNodeStates", "child group " + std::to_string(first) + " outside the node pool");
-    uint32_t result = StateUnseen;
-    for (uint32_t k = 0; k < 8; ++k) {
-        Node& node = nodes[first + k];
-        const uint32_t children = node.children & NodeIndexMask;
-        if (children != 0)
-            node.state = GroupState(nodes, count, children, depth + 1);
-        if (result == StateUnseen)
-            result = node.state;
-        else if (node.state != result)
-            result = StateBoundary;
-    }
-    return result;
+    return CombineChildStates([nodes](uint32_t i) -> Node& { return nodes[i]; }, uint64_t(count), first, 0);
 }
 
 } // namespace
@@ -194,12 +178,8 @@ __Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
 
 bool TezOctreeKernelsHaveDevice()
 {
-#if TEZ_OCTREE_CUDA
     static const bool available = CudaDeviceAvailable();
     return available;
-#else
-    return false;
-#endif
 }
 
 namespace {
@@ -235,11 +215,9 @@ bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s,
         RunSolidHost(a, sixteen, xsection ? &range : nullptr);
         return ok;
     }
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     if (!RunSolidCuda(a, sixteen, xsection ? &range : nullptr, &error))
         ok = Report(name + ".C", error);
-#endif
     return ok;
 }
 
@@ -276,11 +254,9 @@ bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSour
         RunTransparentHost(a, sixteen, xsection ? &range : nullptr);
         return ok;
     }
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     if (!RunTransparentCuda(a, sixteen, xsection ? &range : nullptr, &error))
         ok = Report(name + ".B", error);
-#endif
     return ok;
 }
 
@@ -322,11 +298,9 @@ bool TezBlendOctreeLayers(const TezOctreeRenderTarget& t, const __Camera& camera
         RunBlendHost(a);
         return true;
     }
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     if (!RunBlendCuda(a, &error))
         return Report("TezBlendOctreeLayers", error);
-#endif
     return true;
 }
 
@@ -366,25 +340,21 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     const bool sixteen = source.bitsPerPixel == 16;
     if (!onDevice) {
         RunNodeStatesHost(octree, source.nodeCount, table, sixteen);
-        source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1, 0);
+        source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1);
         return true;
     }
     if (!hostNodes)
         Refuse("TezCalculateOctreeNodeStates", "device nodes need a host copy to complete");
     bool ok = true;
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     const size_t bytes = sizeof(Node) * static_cast<size_t>(source.nodeCount);
     if (!RunNodeStatesCuda(octree, source.nodeCount, table, sixteen, &error))
         ok = Report(tag, error);
     if (!CudaCopy(hostNodes, source.nodes, bytes, false, &error))
         return Report("TezCalculateOctreeNodeStates.ReadFromCUDA", error);
-    hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1, 0);
+    hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1);
     if (!CudaCopy(source.nodes, hostNodes, bytes, true, &error))
         return Report("TezCalculateOctreeNodeStates.WriteToCUDA", error);
-#else
-    (void)tag;
-#endif
     return ok;
 }
 
@@ -398,11 +368,9 @@ bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, b
         RunNodeStatesAdjacentHost(octree);
         return true;
     }
-#if TEZ_OCTREE_CUDA
     const char* error = nullptr;
     if (!RunNodeStatesAdjacentCuda(octree, &error))
         return Report("TezCalculateOctreeNodeStatesAdjacent", error);
-#endif
     return true;
 }
 
@@ -425,13 +393,11 @@ TezOctreeRenderBuffers::TezOctreeRenderBuffers(int width, int height, int layerC
         void* p = nullptr;
         size_t bytesPerRow = row;
         if (onDevice) {
-#if TEZ_OCTREE_CUDA
             const char* error = nullptr;
             if (!CudaMallocPitch(&p, &bytesPerRow, row, rows, &error))
                 Refuse("TezOctreeRenderBuffers", error ? error : "device allocation failed");
             m_owned.push_back(p);
             CudaMemset2D(p, bytesPerRow, 0, row, rows, &error);
-#endif
         } else {
             p = std::calloc(rows, row);
             if (!p)
@@ -455,10 +421,8 @@ TezOctreeRenderBuffers::~TezOctreeRenderBuffers()
 {
     for (void* p : m_owned) {
         if (m_target.onDevice) {
-#if TEZ_OCTREE_CUDA
             const char* error = nullptr;
             CudaFree(p, &error);
-#endif
         } else {
             std::free(p);
         }
@@ -475,11 +439,9 @@ std::vector<T> ReadPitched(const TezOctreeRenderTarget& t, const void* p, uint32
     if (!p || rows == 0)
         return out;
     if (t.onDevice) {
-#if TEZ_OCTREE_CUDA
         const char* error = nullptr;
         if (!CudaCopy2DToHost(out.data(), row, p, pitch, row, rows, &error))
             Refuse("TezOctreeRenderBuffers::Read", error ? error : "copy failed");
-#endif
         return out;
     }
     for (size_t r = 0; r < rows; ++r)

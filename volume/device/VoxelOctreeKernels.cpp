@@ -1,0 +1,58 @@
+#include "volume/device/VoxelOctreeKernels.h"
+
+#include "core/Logger.h"
+#include "platform/DeviceMemory.h"
+#include "volume/VoxelOctree.h"
+#include "volume/device/OctreeLaunch.h"
+
+using namespace TezOctreeDevice;
+
+TezOctreeRenderSource TezMakeOctreeRenderSource(TezVoxelOctree& octree)
+{
+    TezVoxelOctreeNodePool& nodes = octree.GetNodePool();
+    TezVoxelOctreeLeafVolumePool& leaves = octree.GetLeafPool();
+    if (!nodes.IsValidCUDA())
+        nodes.WriteToCUDA();
+    if (leaves.GetNumElements() > 0 && !leaves.IsValidCUDA())
+        leaves.WriteToCUDA();
+    TezOctreeRenderSource s;
+    s.bitsPerPixel = octree.GetBitsPerPixel();
+    s.voxelSize = octree.GetVoxelSize();
+    s.maxDepth = octree.GetMaxDepth();
+    s.treeSize = octree.GetTreeSize();
+    s.nodes = static_cast<Node*>(nodes.GetCUDA());
+    s.leaves = leaves.GetCUDA();
+    s.nodeCount = static_cast<int32_t>(nodes.GetNumElements());
+    return s;
+}
+
+bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const float* table)
+{
+    if (!octree || !table)
+        return false;
+    const TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
+    const __Octree record = TezMakeOctreeRecord(source);
+    const bool sixteen = source.bitsPerPixel == 16;
+    bool ok = true;
+    if (TezDeviceIsCuda()) {
+        if (!TezOctreeKernelsHaveDevice()) {
+            TezLogger::error("TezVoxelOctreeCalculateNodeStates: the library was built without its device kernels\n");
+            return false;
+        }
+        const char* error = nullptr;
+        if (!RunNodeStatesCuda(record, source.nodeCount, table, sixteen, &error)) {
+            TezLogger::error("CUDA error at \"TezVoxelOctreeCalculateNodeStates.A\": %s\n", error ? error : "");
+            ok = false;
+        }
+    } else {
+        RunNodeStatesHost(record, source.nodeCount, table, sixteen);
+    }
+    TezVoxelOctreeNodePool& pool = octree->GetNodePool();
+    pool.ReadFromCUDA();
+    // A root without children (a constant volume) has its state already.
+    if ((pool.Node(0)->children & NodeIndexMask) != 0)
+        pool.Node(0)->state =
+            CombineChildStates([&pool](uint32_t i) -> Node& { return *pool.Node(i); }, pool.GetNumElements(), 1, 0);
+    pool.WriteToCUDA();
+    return ok;
+}
