@@ -134,17 +134,32 @@ void TezMemoryPoolBase::Compress()
     s.compressedSizes.clear();
     uint64_t bytes = BlockBytes();
     std::vector<uint8_t> frame;
-    for (uint8_t*& block : s.blocks) {
-        frame.clear();
-        TezCompress::Compress(block, bytes, frame, 1);
-        auto* copy = static_cast<uint8_t*>(std::malloc(frame.size() ? frame.size() : 1));
-        if (!copy)
-            throw std::bad_alloc();
-        std::memcpy(copy, frame.data(), frame.size());
-        s.compressedBlocks.push_back(copy);
-        s.compressedSizes.push_back(frame.size());
-        std::free(block);
-        block = nullptr;
+    // Each plain block goes as soon as its frame exists, to keep the peak
+    // low; a failure puts the frames made so far back into plain blocks.
+    size_t done = 0;
+    try {
+        for (; done < s.blocks.size(); ++done) {
+            frame.clear();
+            TezCompress::Compress(s.blocks[done], bytes, frame, 1);
+            auto* copy = static_cast<uint8_t*>(std::malloc(frame.size() ? frame.size() : 1));
+            if (!copy)
+                throw std::bad_alloc();
+            std::memcpy(copy, frame.data(), frame.size());
+            s.compressedBlocks.push_back(copy);
+            s.compressedSizes.push_back(frame.size());
+            std::free(s.blocks[done]);
+            s.blocks[done] = nullptr;
+        }
+    } catch (...) {
+        for (size_t i = 0; i < s.compressedBlocks.size(); ++i) {
+            s.blocks[i] = static_cast<uint8_t*>(std::calloc(1, bytes));
+            if (s.blocks[i])
+                TezCompress::Uncompress(s.compressedBlocks[i], s.compressedSizes[i], s.blocks[i], bytes);
+            std::free(s.compressedBlocks[i]);
+        }
+        s.compressedBlocks.clear();
+        s.compressedSizes.clear();
+        throw;
     }
     s.blocks.clear();
     m_isCompressed.store(true, std::memory_order_release);
