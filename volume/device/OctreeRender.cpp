@@ -386,8 +386,7 @@ TezOctreeRenderBuffers::TezOctreeRenderBuffers(int width, int height, int layerC
     m_target.height = height;
     m_target.onDevice = onDevice;
     m_target.layerCount = layerCount;
-    const size_t row = static_cast<size_t>(width) * 4;
-    auto allocate = [&](size_t rows, uint32_t& pitch) -> void* {
+    auto allocate = [&](size_t row, size_t rows, uint32_t& pitch) -> void* {
         if (rows == 0)
             return nullptr;
         void* p = nullptr;
@@ -407,17 +406,25 @@ TezOctreeRenderBuffers::TezOctreeRenderBuffers(int width, int height, int layerC
         pitch = static_cast<uint32_t>(bytesPerRow);
         return p;
     };
-    m_target.image = static_cast<uint8_t*>(allocate(height, m_target.imagePitch));
-    m_target.depth = static_cast<uint32_t*>(allocate(height, m_target.depthPitch));
+    const size_t row = static_cast<size_t>(width) * 4;
     const size_t layerRows = static_cast<size_t>(height) * static_cast<size_t>(layerCount);
-    m_target.colourLayers = static_cast<uint8_t*>(allocate(layerRows, m_target.colourLayersPitch));
-    m_target.rayLayers = static_cast<float*>(allocate(layerRows, m_target.rayLayersPitch));
-    uint32_t transformPitch = 0;
-    if (onDevice)
-        m_target.transform = static_cast<float*>(allocate(1, transformPitch));
+    try {
+        m_target.image = static_cast<uint8_t*>(allocate(row, height, m_target.imagePitch));
+        m_target.depth = static_cast<uint32_t*>(allocate(row, height, m_target.depthPitch));
+        m_target.colourLayers = static_cast<uint8_t*>(allocate(row, layerRows, m_target.colourLayersPitch));
+        m_target.rayLayers = static_cast<float*>(allocate(row, layerRows, m_target.rayLayersPitch));
+        uint32_t transformPitch = 0;
+        if (onDevice)
+            m_target.transform = static_cast<float*>(allocate(16 * sizeof(float), 1, transformPitch));
+    } catch (...) {
+        Release();
+        throw;
+    }
 }
 
-TezOctreeRenderBuffers::~TezOctreeRenderBuffers()
+TezOctreeRenderBuffers::~TezOctreeRenderBuffers() { Release(); }
+
+void TezOctreeRenderBuffers::Release()
 {
     for (void* p : m_owned) {
         if (m_target.onDevice) {
@@ -427,6 +434,7 @@ TezOctreeRenderBuffers::~TezOctreeRenderBuffers()
             std::free(p);
         }
     }
+    m_owned.clear();
 }
 
 namespace {

@@ -74,7 +74,8 @@ TEZ_API TezOctreeDevice::__Octree TezMakeOctreeRecord(const TezOctreeRenderSourc
 TEZ_API bool TezOctreeKernelsHaveDevice();
 
 // Solid ray casting: clears the depth to 0xFFFFFFFF, then writes colour and
-// depth of every pixel whose ray hits an opaque voxel in front of far.
+// depth of every pixel whose ray hits an opaque voxel in front of far. The
+// camera's width and height are taken from the target.
 // matrix maps the unit cube to the world. xsection, in world space, keeps the
 // half space its normal points into.
 TEZ_API bool TezRenderOctreeSolid(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
@@ -130,6 +131,8 @@ public:
     std::vector<float> ReadRayLayers() const;
 
 private:
+    void Release();
+
     TezOctreeRenderTarget m_target;
     std::vector<void*> m_owned;
 };
