@@ -159,6 +159,7 @@ private:
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
     void ZeroChunk();
+    void MoveRootOctetToFront();
     void AddHistogram(int width, int height, int depth, std::vector<uint32_t>& table) const;
     uint32_t BlockNode(int bx, int by, int bz) const;
 
@@ -399,6 +400,29 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
     });
 }
 
+// The ray caster finds the root's children at node 1, as the pyramid places
+// them. A tree that is a single block builds its root's octet after those of
+// deeper levels; swap it with the octet at 1 and relink both parents.
+void TezVoxelOctreeBuilder::MoveRootOctetToFront()
+{
+    uint32_t const root = Node(0).children & TezNodeLowMask;
+    if (root == 0 || root == 1)
+        return;
+    uint64_t const count = m_tree.m_nodePool.GetNumElements();
+    uint64_t parent = 0;
+    for (uint64_t i = 1; i < count; ++i)
+        if ((Node(i).children & TezNodeLowMask) == 1) {
+            parent = i;
+            break;
+        }
+    for (uint32_t k = 0; k < 8; ++k)
+        std::swap(Node(1 + k), Node(root + k));
+    if (parent >= root && parent < uint64_t(root) + 8)
+        parent = parent - root + 1;
+    TezNodeSetFirstChild(Node(0), 1);
+    TezNodeSetFirstChild(Node(parent), root);
+}
+
 void TezVoxelOctreeBuilder::CountLeafs(uint32_t node, size_t level)
 {
     TezVoxelOctreeNode const n = Node(node);
@@ -494,6 +518,7 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
     m_chunk.reset();
 
     LinkPyramid(0, 0, 0, 1, 0, 0);
+    MoveRootOctetToFront();
     TezLogger::info("Nodes %d, Leafs %d\n", int(nodes.GetNumElements()), int(leaves.GetNumElements()));
     TezLogger::info("Memory per nodes: %.2f Mb\n", double(nodes.GetSizeBytes()) / kMiB);
     TezLogger::info("Memory per leafs: %.2f Mb\n", double(leaves.GetSizeBytes()) / kMiB);

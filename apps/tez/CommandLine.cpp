@@ -23,6 +23,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
          "read an STL, OBJ or PLY mesh; info, check, clean (tez mesh --help)", TezMeshCommand},
 
         // render
+        {"render", "tez render [PATTERN FIRST LAST | --octree FILE]", "ray cast slices or an octree into a PNG",
+         TezRenderCommand},
 
     };
     return commands;

@@ -40,3 +40,6 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // render
+// tez render [PATTERN FIRST LAST | --octree FILE] [-o OUT.png] [options]; no
+// arguments: the built-in sample to tez-render.png
+int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err);

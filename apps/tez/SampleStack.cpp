@@ -77,7 +77,7 @@ std::string TezWriteSampleStack(std::string const& folder, int size)
         TezImage image;
         std::vector<char> name(pattern.size() + 16);
         std::snprintf(name.data(), name.size(), pattern.c_str(), k);
-        if (!image.CreateFromPixels(pixels.data(), size, size, 1, size_t(size), true) || !image.Save(name.data()))
+        if (!image.CreateFromPixels(pixels.data(), size, size, 1, size_t(size), false) || !image.Save(name.data()))
             failed = true;
     });
     if (failed) {

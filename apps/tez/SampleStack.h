@@ -5,7 +5,8 @@
 
 #include <string>
 
-// Writes size slices of size x size 8-bit PNG files named slice%04d.png into
+// Row j of the phantom is scan line j of the file, so it becomes the
+// volume's y = j. Writes size slices of size x size 8-bit PNG files named slice%04d.png into
 // folder (created if needed) and answers the printf pattern of their names,
 // or an empty string after a message on stderr.
 std::string TezWriteSampleStack(std::string const& folder, int size);

@@ -139,6 +139,8 @@ TEST(TezVoxelOctree, EveryVoxelIsFoundAgain)
     auto tree = Build(TezMemoryVolume::Create8(w, h, d, voxels), 8);
     ASSERT_TRUE(tree);
     EXPECT_EQ(tree->GetTreeSize(), 128);
+    // The ray caster looks for the root's children at node 1.
+    EXPECT_EQ(tree->GetNodePool().Node(0)->children & kIndex, 1u);
     for (int z = 0; z < tree->GetTreeSize(); z += 3)
         for (int y = 0; y < tree->GetTreeSize(); ++y)
             for (int x = 0; x < tree->GetTreeSize(); ++x) {

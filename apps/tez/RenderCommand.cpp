@@ -1,0 +1,397 @@
+// tez render: slices (or a saved octree) in, a ray-cast picture out.
+
+#include "core/Archive.h"
+#include "platform/DeviceMemory.h"
+#include "platform/System.h"
+#include "render/CameraView.h"
+#include "tez/CommandLine.h"
+#include "tez/HostApplication.h"
+#include "tez/SampleStack.h"
+#include "tez/SliceStackArgs.h"
+#include "volume/Image.h"
+#include "volume/TransferFunction.h"
+#include "volume/VoxelOctree.h"
+#include "volume/device/OctreeRender.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+
+namespace
+{
+char const* const kUsage =
+    "usage: tez render [PATTERN FIRST LAST | --octree FILE] [-o OUT.png] [options]\n"
+    "  -o OUT.png              picture to write (default tez-render.png)\n"
+    "  --size WxH              picture size (default 1024x768)\n"
+    "  --view NAME             front, back, right, left, top, bottom, tilted (default), isometric\n"
+    "  --ortho | --perspective projection (default perspective)\n"
+    "  --transparent           layered rendering, blended back to front\n"
+    "  --layers N              layers per pixel when transparent (default 2)\n"
+    "  --tf X:Y,X:Y,...        opacity control points over 0..1 (default 0:0,0.3:0,0.32:1,1:1)\n"
+    "  --color R,G,B[,A]       surface colour, 0..1 (default 0.9,0.85,0.75,1)\n"
+    "  --xsection PX,PY,PZ,NX,NY,NZ  keep the half space the normal points into\n"
+    "  --cut x|y|z             cross-section through the centre, keeping the far half\n"
+    "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree\n"
+    "With no arguments at all, renders a built-in CT-like sample to tez-render.png.\n";
+
+int Usage(FILE* err, std::string const& message)
+{
+    std::fprintf(err, "tez render: %s\n%s", message.c_str(), kUsage);
+    return 2;
+}
+
+std::vector<float> Numbers(std::string const& text, char separator)
+{
+    std::vector<float> values;
+    std::stringstream stream(text);
+    std::string item;
+    while (std::getline(stream, item, separator)) {
+        size_t used = 0;
+        float const value = std::stof(item, &used);
+        if (used != item.size() || !std::isfinite(value))
+            throw std::invalid_argument(item);
+        values.push_back(value);
+    }
+    if (values.empty())
+        throw std::invalid_argument(text);
+    return values;
+}
+
+bool WholeIn(float value, float low, float high)
+{
+    return value >= low && value <= high && value == std::floor(value);
+}
+
+struct RenderOptions
+{
+    std::string output = "tez-render.png";
+    std::string octreeFile;
+    int width = 1024;
+    int height = 768;
+    int view = TezCameraView::Tilted;
+    bool perspective = true;
+    bool transparent = false;
+    int layers = 2;
+    std::vector<TezVector2<float>> points{{0.0f, 0.0f}, {0.3f, 0.0f}, {0.32f, 1.0f}, {1.0f, 1.0f}};
+    TezVector4<float> colour{0.9f, 0.85f, 0.75f, 1.0f};
+    std::vector<float> plane;
+    int cutAxis = -1;
+    int bits = 8;
+    double voxelSize = 1.0;
+    int memoryLimit = 1024;
+};
+
+std::string ParseValue(std::string const& arg, std::string const& value, RenderOptions& o)
+{
+    if (arg == "-o") {
+        o.output = value;
+    } else if (arg == "--octree") {
+        o.octreeFile = value;
+    } else if (arg == "--size") {
+        size_t const x = value.find('x');
+        if (x == std::string::npos)
+            throw std::invalid_argument(value);
+        std::vector<float> const w = Numbers(value.substr(0, x), ','), h = Numbers(value.substr(x + 1), ',');
+        if (w.size() != 1 || h.size() != 1 || !WholeIn(w[0], 1, 16384) || !WholeIn(h[0], 1, 16384))
+            return "--size must be WxH with whole numbers from 1 to 16384";
+        o.width = int(w[0]);
+        o.height = int(h[0]);
+    } else if (arg == "--view") {
+        o.view = TezCameraView::FindStandardView(value.c_str());
+        if (o.view < 0)
+            return "unknown view '" + value + "'";
+    } else if (arg == "--layers") {
+        std::vector<float> const n = Numbers(value, ',');
+        if (n.size() != 1 || !WholeIn(n[0], 1, 16))
+            return "--layers must be 1 to 16";
+        o.layers = int(n[0]);
+    } else if (arg == "--tf") {
+        o.points.clear();
+        std::stringstream stream(value);
+        std::string pair;
+        while (std::getline(stream, pair, ',')) {
+            std::vector<float> const xy = Numbers(pair, ':');
+            if (xy.size() != 2 || xy[0] < 0 || xy[0] > 1 || xy[1] < 0 || xy[1] > 1 ||
+                (!o.points.empty() && xy[0] <= o.points.back()[0]))
+                return "--tf needs X:Y pairs in 0..1 with X rising";
+            o.points.emplace_back(xy[0], xy[1]);
+        }
+        if (o.points.size() < 2 || o.points.front()[0] != 0.0f || o.points.back()[0] != 1.0f)
+            return "--tf needs at least two points, from X 0 to X 1";
+    } else if (arg == "--color") {
+        std::vector<float> const c = Numbers(value, ',');
+        if (c.size() < 3 || c.size() > 4)
+            return "--color needs R,G,B or R,G,B,A";
+        o.colour = TezVector4<float>(c[0], c[1], c[2], c.size() == 4 ? c[3] : 1.0f);
+    } else if (arg == "--xsection") {
+        o.plane = Numbers(value, ',');
+        if (o.plane.size() != 6 || o.plane[3] * o.plane[3] + o.plane[4] * o.plane[4] + o.plane[5] * o.plane[5] == 0)
+            return "--xsection needs PX,PY,PZ,NX,NY,NZ with a non-zero normal";
+    } else if (arg == "--cut") {
+        if (value != "x" && value != "y" && value != "z")
+            return "--cut takes x, y or z";
+        o.cutAxis = value[0] - 'x';
+    } else if (arg == "--bpp") {
+        o.bits = value == "8" ? 8 : value == "16" ? 16 : 0;
+        if (!o.bits)
+            return "--bpp must be 8 or 16";
+    } else if (arg == "--voxel-size") {
+        std::vector<float> const s = Numbers(value, ',');
+        if (s.size() != 1 || !(s[0] > 0))
+            return "--voxel-size must be a positive number";
+        o.voxelSize = s[0];
+    } else { // --memory-limit
+        std::vector<float> const m = Numbers(value, ',');
+        if (m.size() != 1 || !WholeIn(m[0], 1, 1 << 30))
+            return "--memory-limit must be a whole number of MiB, at least 1";
+        o.memoryLimit = int(m[0]);
+    }
+    return std::string();
+}
+
+// Parses everything but the positional arguments; empty when fine.
+std::string ParseOptions(TezArgs const& args, RenderOptions& o, std::vector<std::string>& positional)
+{
+    static char const* const valued[] = {"-o",   "--octree",     "--size", "--view",     "--layers",
+                                         "--tf", "--color",      "--cut",  "--xsection", "--bpp",
+                                         "--voxel-size", "--memory-limit"};
+    for (size_t i = 0; i < args.size(); ++i) {
+        std::string const& arg = args[i];
+        if (arg == "--ortho" || arg == "--perspective") {
+            o.perspective = arg == "--perspective";
+            continue;
+        }
+        if (arg == "--transparent") {
+            o.transparent = true;
+            continue;
+        }
+        bool takesValue = false;
+        for (char const* name : valued)
+            takesValue = takesValue || arg == name;
+        if (!takesValue) {
+            if (arg.size() > 1 && arg[0] == '-')
+                return "unknown option '" + arg + "'";
+            positional.push_back(arg);
+            continue;
+        }
+        if (i + 1 >= args.size())
+            return "missing value after " + arg;
+        std::string const& value = args[++i];
+        try {
+            std::string const problem = ParseValue(arg, value, o);
+            if (!problem.empty())
+                return problem;
+        } catch (std::exception const&) {
+            return "bad value '" + value + "' for " + arg;
+        }
+    }
+    return std::string();
+}
+
+TezRef<TezVoxelOctree> LoadOctree(std::string const& path, FILE* err)
+{
+    TezRef<TezArchive> archive = TezArchive::Open(path.c_str(), TezArchive::Read);
+    if (!archive) {
+        std::fprintf(err, "tez render: cannot open %s\n", path.c_str());
+        return TezRef<TezVoxelOctree>();
+    }
+    TezRef<TezVoxelOctree> tree(new TezVoxelOctree());
+    try {
+        tree->Load(archive);
+    } catch (std::exception const& error) {
+        std::fprintf(err, "tez render: %s is not a readable octree: %s\n", path.c_str(), error.what());
+        return TezRef<TezVoxelOctree>();
+    }
+    if (tree->GetTreeSize() <= 0) {
+        std::fprintf(err, "tez render: %s holds no octree\n", path.c_str());
+        return TezRef<TezVoxelOctree>();
+    }
+    return tree;
+}
+
+// The sample stack in a fresh temporary folder, read back like any stack.
+std::string WriteSample(FILE* err)
+{
+    std::string folder = TezGetEnv("TMPDIR");
+    if (folder.empty())
+        folder = "/tmp";
+    folder += "/tez-sample-XXXXXX";
+    std::vector<char> name(folder.begin(), folder.end());
+    name.push_back('\0');
+    if (!mkdtemp(name.data())) {
+        std::fprintf(err, "tez render: cannot make a temporary folder: %s\n", std::strerror(errno));
+        return std::string();
+    }
+    return TezWriteSampleStack(name.data(), 128);
+}
+
+// A copy of the opacity table where the kernels read: device memory when
+// they run on the device, the host vector otherwise.
+class DeviceTable
+{
+public:
+    DeviceTable(std::vector<float> const& table, bool onDevice) : m_host(table)
+    {
+        if (!onDevice)
+            return;
+        if (TezDeviceMalloc(&m_device, table.size() * sizeof(float)) != TezDeviceSuccess ||
+            TezDeviceMemcpy(m_device, table.data(), table.size() * sizeof(float), TezDeviceHostToDevice) !=
+                TezDeviceSuccess)
+            throw std::runtime_error("cannot copy the transfer function to the device");
+    }
+    ~DeviceTable()
+    {
+        if (m_device)
+            TezDeviceFree(m_device);
+    }
+    DeviceTable(DeviceTable const&) = delete;
+    DeviceTable& operator=(DeviceTable const&) = delete;
+    float const* Get() const { return m_device ? static_cast<float const*>(m_device) : m_host.data(); }
+
+private:
+    std::vector<float> m_host;
+    void* m_device = nullptr;
+};
+
+int Render(TezVoxelOctree& tree, RenderOptions const& o, FILE* out, FILE* err)
+{
+    TezBox3<float> const bounds = tree.GetBounds();
+    TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
+
+    TezRef<TezCameraView> camera = TezCameraView::Create();
+    camera->Resize(o.width, o.height);
+    camera->UsePerspective(o.perspective);
+    TezVector3<float> eye, focus, up;
+    camera->CalcStandardView(bounds, TezIdentityTransform<float>(), o.view, camera->GetFov(), eye, focus, up);
+    camera->SetEye(eye);
+    camera->SetFocus(focus);
+    camera->SetUp(up);
+    camera->NearFarToBox(bounds);
+
+    // The pools' device copies: host arrays unless a CUDA device is in use.
+    bool const onDevice = TezOctreeKernelsHaveDevice();
+    TezVoxelOctreeNodePool& nodes = tree.GetNodePool();
+    TezVoxelOctreeLeafVolumePool& leaves = tree.GetLeafPool();
+    nodes.EstablishCUDA();
+    nodes.WriteToCUDA();
+    leaves.EstablishCUDA();
+    leaves.WriteToCUDA();
+    TezOctreeRenderSource source;
+    source.bitsPerPixel = tree.GetBitsPerPixel();
+    source.voxelSize = tree.GetVoxelSize();
+    source.maxDepth = tree.GetMaxDepth();
+    source.treeSize = tree.GetTreeSize();
+    source.nodes = static_cast<TezOctreeDevice::Node*>(nodes.GetCUDA());
+    source.leaves = leaves.GetCUDA();
+    source.nodeCount = int32_t(nodes.GetNumElements());
+    if (!source.nodes || !source.leaves)
+        throw std::runtime_error("the octree's pools could not be copied for the ray caster");
+
+    DeviceTable const table(TezVolumeCreateTransferFunction(o.points, 256), onDevice);
+    std::vector<TezOctreeDevice::Node> hostNodes(onDevice ? nodes.GetNumElements() : 0);
+    TezCalculateOctreeNodeStates(source, table.Get(), onDevice, onDevice ? hostNodes.data() : nullptr);
+    TezCalculateOctreeNodeStatesAdjacent(source, onDevice);
+
+    TezPlane<float> plane;
+    TezPlane<float> const* cut = nullptr;
+    if (!o.plane.empty()) {
+        plane = TezPlane<float>(TezVector3<float>(o.plane[0], o.plane[1], o.plane[2]),
+                                TezVector3<float>(o.plane[3], o.plane[4], o.plane[5]).Normalized());
+        cut = &plane;
+    } else if (o.cutAxis >= 0) {
+        TezVector3<float> normal(0.0f, 0.0f, 0.0f);
+        normal[o.cutAxis] = 1.0f;
+        plane = TezPlane<float>(bounds.Center(), normal);
+        cut = &plane;
+    }
+
+    TezOctreeRenderBuffers buffers(o.width, o.height, o.transparent ? o.layers : 0, onDevice);
+    TezOctreeRenderTarget const& target = buffers.GetTarget();
+    TezOctreeDevice::__Camera const record = TezMakeOctreeCamera(*camera);
+    TezClearOctreeImage(target, 0);
+    bool drawn = false;
+    if (o.transparent) {
+        TezClearOctreeDepth(target, 0xFF);
+        TezClearOctreeLayers(target);
+        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table.Get(), cut) &&
+                TezBlendOctreeLayers(target, record);
+    } else {
+        drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table.Get(), cut);
+    }
+    if (!drawn)
+        std::fprintf(err, "tez render: a render step failed; see the log\n");
+
+    // Pixels no ray reached get a dark background.
+    std::vector<uint8_t> image = buffers.ReadImage();
+    for (size_t i = 0; i < image.size(); i += 4)
+        if (image[i + 3] == 0) {
+            image[i] = 28;
+            image[i + 1] = 30;
+            image[i + 2] = 36;
+            image[i + 3] = 255;
+        }
+    TezImage picture;
+    if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
+        !picture.Save(o.output.c_str())) {
+        std::fprintf(err, "tez render: cannot write %s\n", o.output.c_str());
+        return 1;
+    }
+    std::fprintf(out, "%s\n", o.output.c_str());
+    return drawn ? 0 : 1;
+}
+} // namespace
+
+int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
+{
+    RenderOptions options;
+    std::vector<std::string> positional;
+    std::string const problem = ParseOptions(args, options, positional);
+    if (!problem.empty())
+        return Usage(err, problem);
+    if (!positional.empty() && positional.size() != 3)
+        return Usage(err, "expected PATTERN FIRST LAST");
+    if (!positional.empty() && !options.octreeFile.empty())
+        return Usage(err, "give either PATTERN FIRST LAST or --octree FILE");
+
+    TezHostApplication app;
+    TezRef<TezVoxelOctree> tree;
+    std::string sampleFolder;
+    if (!options.octreeFile.empty()) {
+        tree = LoadOctree(options.octreeFile, err);
+    } else {
+        if (positional.empty()) {
+            std::string const pattern = WriteSample(err);
+            if (pattern.empty())
+                return 1;
+            positional = {pattern, "0", "127"};
+            sampleFolder = pattern.substr(0, pattern.find_last_of('/'));
+        }
+        TezSliceStackArgs stack;
+        std::string const bad = stack.Parse(positional[0], positional[1], positional[2]);
+        if (!bad.empty())
+            return Usage(err, bad);
+        TezRef<TezImageStack> images = stack.Open(err);
+        if (!images)
+            return 1;
+        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, options.voxelSize, options.bits,
+                                                    options.memoryLimit);
+        if (!tree)
+            std::fprintf(err, "tez render: the octree build was stopped or refused\n");
+        if (!sampleFolder.empty()) {
+            std::error_code ignored;
+            std::filesystem::remove_all(sampleFolder, ignored);
+        }
+    }
+    if (!tree)
+        return 1;
+    try {
+        return Render(*tree, options, out, err);
+    } catch (std::exception const& error) {
+        std::fprintf(err, "tez render: %s\n", error.what());
+        return 1;
+    }
+}
