@@ -40,7 +40,17 @@ TEZ_KERNELFN float3s Sub(const float3s& a, const float3s& b) { return float3s{a.
 TEZ_KERNELFN float3s Mul(const float3s& a, const float3s& b) { return float3s{a.x * b.x, a.y * b.y, a.z * b.z}; }
 TEZ_KERNELFN float3s Scale(const float3s& a, float s) { return float3s{a.x * s, a.y * s, a.z * s}; }
 TEZ_KERNELFN float Dot(const float3s& a, const float3s& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-TEZ_KERNELFN float Min3(const float3s& a) { return fminf(a.x, fminf(a.y, a.z)); }
+// The smallest of three finite values; on the host a compare, where fminf
+// would be a library call in the innermost loop.
+TEZ_KERNELFN float Min3(const float3s& a)
+{
+#if defined(__CUDA_ARCH__)
+    return fminf(a.x, fminf(a.y, a.z));
+#else
+    const float m = a.z < a.y ? a.z : a.y;
+    return m < a.x ? m : a.x;
+#endif
+}
 TEZ_KERNELFN float Max3(const float3s& a) { return fmaxf(a.x, fmaxf(a.y, a.z)); }
 TEZ_KERNELFN float Saturate(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
 
