@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -74,4 +75,16 @@ TEST(DeviceMemoryDeathTest, FailedCheckEndsTheProcess)
     // The write to address 0 leaves the stack to the crash handler.
     EXPECT_EXIT(checkCudaError(TezDeviceErrorMemoryAllocation, "TezTest::Check.A"), testing::KilledBySignal(SIGSEGV),
                 "");
+}
+
+TEST(DeviceMemoryDeathTest, HostArraysOnRequest)
+{
+    // The choice is made once per process: a fresh child makes it here.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            setenv("TEZ_DEVICE_HOST", "1", 1);
+            std::exit(TezDeviceIsCuda() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
 }
