@@ -147,8 +147,6 @@ bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
 
     for (Vertex* v : ring)
         v->SetTempFloat(ComputeRefineWeight(v));
-    // Relaxation and fairing mark the faces they work on and expect the rest unmarked.
-    SetBoolAllFaces(false);
 
     size_t const first = m_faces.size();
     TriangulateHole(ring);
@@ -158,8 +156,11 @@ bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
         patch.push_back(m_faces[i].Get());
 
     RefineHole(patch);
+    // The patch's topology is settled: classify its vertices once for all rounds.
+    std::vector<Vertex*> rim, inner;
+    ClassifyPatch(patch, rim, inner);
     for (int round = 0; round < kSmoothRounds; ++round)
-        SmoothPatch(patch);
+        SmoothRound(rim, inner);
 
     m_holes.erase(std::find(m_holes.begin(), m_holes.end(), hole));
     return true;
@@ -222,31 +223,39 @@ void TezTopologyMesh::RefineHole(std::vector<Face*>& faces)
     }
 }
 
+unsigned int TezTopologyMesh::ListFaces(std::vector<Face*> const& faces)
+{
+    if (++m_lists == 0)
+        ++m_lists;
+    for (Face* f : faces)
+        f->m_listed = m_lists;
+    return m_lists;
+}
+
 void TezTopologyMesh::RelaxCompletely(std::vector<Face*> const& faces)
 {
-    for (int pass = 0; pass < kMaxRelaxPasses && RelaxOnce(faces); ++pass) {
+    unsigned int const list = ListFaces(faces);
+    for (int pass = 0; pass < kMaxRelaxPasses && RelaxOnce(faces, list); ++pass) {
     }
 }
 
-bool TezTopologyMesh::RelaxOnce(std::vector<Face*> const& faces)
+bool TezTopologyMesh::RelaxOnce(std::vector<Face*> const& faces, unsigned int list)
 {
-    // Faces outside the list are unmarked already; only the listed faces'
-    // half-edges (and mates inside the list) are looked at.
-    for (Face* f : faces) {
-        f->m_tempBool = true;
-        for (int k = 0; k < 3; ++k)
-            f->Edge(k)->m_tempBool = false;
-    }
+    // Each edge pair is looked at once per pass, from the first of its two
+    // listed faces that reaches it; an edge is marked by the pass's number.
+    if (++m_relaxPasses == 0)
+        ++m_relaxPasses;
+    unsigned int const pass = m_relaxPasses;
     bool swapped = false;
     for (Face* f : faces) {
         for (int k = 0; k < 3; ++k) {
             HalfEdge* h = f->Edge(k);
             HalfEdge* m = h->m_mate;
-            if (h->m_tempBool || !m || !m->m_face->m_tempBool || m->m_tempBool)
+            if (h->m_relaxPass == pass || !m || m->m_face->m_listed != list || m->m_relaxPass == pass)
                 continue;
             bool const done = Relax(h, m);
-            h->m_tempBool = true;
-            m->m_tempBool = true;
+            h->m_relaxPass = pass;
+            m->m_relaxPass = pass;
             if (done) {
                 // The face's edges have changed: move on to the next face.
                 swapped = true;
@@ -254,14 +263,22 @@ bool TezTopologyMesh::RelaxOnce(std::vector<Face*> const& faces)
             }
         }
     }
-    for (Face* f : faces)
-        f->m_tempBool = false;
     return swapped;
 }
 
 bool TezTopologyMesh::Relax(HalfEdge* edgeA, HalfEdge* edgeB)
 {
-    return CheckRelaxNeed(edgeA, edgeB, true) && SwapEdge(edgeA, edgeB);
+    // Positions stay put while a patch is refined, so an edge that passed the
+    // test passes it again until one of its two faces changes.
+    unsigned int const stampA = edgeA->m_face->m_stamp;
+    unsigned int const stampB = edgeB->m_face->m_stamp;
+    if (edgeA->m_relaxedFace == stampA && edgeA->m_relaxedMate == stampB)
+        return false;
+    if (CheckRelaxNeed(edgeA, edgeB, true) && SwapEdge(edgeA, edgeB))
+        return true;
+    edgeA->m_relaxedFace = stampA;
+    edgeA->m_relaxedMate = stampB;
+    return false;
 }
 
 bool TezTopologyMesh::CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const
@@ -304,18 +321,24 @@ TezVector3<float> TezTopologyMesh::ComputeUmbrellaOp2(Vertex const* vertex, floa
 
 void TezTopologyMesh::SmoothPatch(std::vector<Face*> const& faces)
 {
-    for (Face* f : faces) {
-        f->m_tempBool = true;
+    std::vector<Vertex*> ring, inner;
+    ClassifyPatch(faces, ring, inner);
+    SmoothRound(ring, inner);
+}
+
+void TezTopologyMesh::ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring,
+                                    std::vector<Vertex*>& inner)
+{
+    unsigned int const list = ListFaces(faces);
+    for (Face* f : faces)
         for (int k = 0; k < 3; ++k)
             f->Edge(k)->m_vertex->m_tempBool = false;
-    }
     // The ring touches faces outside the patch and anchors it; only inner vertices move.
-    std::vector<Vertex*> ring, inner;
     for (Face* f : faces)
         for (int k = 0; k < 3; ++k) {
             HalfEdge const* h = f->Edge(k);
             Vertex* v = h->m_vertex;
-            if (!v->m_tempBool && h->m_mate && h->m_mate->m_face && !h->m_mate->m_face->m_tempBool) {
+            if (!v->m_tempBool && h->m_mate && h->m_mate->m_face && h->m_mate->m_face->m_listed != list) {
                 ring.push_back(v);
                 v->m_tempBool = true;
             }
@@ -328,6 +351,10 @@ void TezTopologyMesh::SmoothPatch(std::vector<Face*> const& faces)
                 v->m_tempBool = true;
             }
         }
+}
+
+void TezTopologyMesh::SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner)
+{
     for (Vertex* v : ring)
         v->m_tempVector = ComputeUmbrellaOp(v);
     for (Vertex* v : inner)
@@ -342,6 +369,4 @@ void TezTopologyMesh::SmoothPatch(std::vector<Face*> const& faces)
     std::vector<TezMeshVertex>& vertices = m_geometry->GetVertices();
     for (size_t k = 0; k < inner.size(); ++k)
         vertices[inner[k]->m_geometry].position = moved[k];
-    for (Face* f : faces)
-        f->m_tempBool = false;
 }

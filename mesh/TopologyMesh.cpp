@@ -101,6 +101,7 @@ TezTopologyFace* TezTopologyMesh::AddFace(unsigned int a, unsigned int b, unsign
         face = static_cast<unsigned int>(m_faces.size());
     Face* f = new Face(face);
     m_faces.emplace_back(f);
+    Restamp(f);
 
     unsigned int const corners[3] = {a, b, c};
     for (int i = 0; i < 3; ++i) {
@@ -439,6 +440,7 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
     auto makeFace = [&](unsigned int number) {
         Face* f = new Face(number);
         m_faces.emplace_back(f);
+        Restamp(f);
         return f;
     };
     unsigned int const n = static_cast<unsigned int>(m_faces.size());
@@ -470,6 +472,7 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
             }
         }
     };
+    Restamp(face);
     build(face, h0, bv, va, a, b);
     build(f1, h1, cv, vb, b, c);
     build(f2, h2, av, vc, c, a);
@@ -527,6 +530,7 @@ void TezTopologyMesh::RebuildFace(Face* face, HalfEdge* e0, HalfEdge* e1, HalfEd
 {
     HalfEdge* e[3] = {e0, e1, e2};
     Vertex* s[3] = {a, b, c};
+    Restamp(face);
     for (int i = 0; i < 3; ++i) {
         face->m_halfEdges[i] = e[i];
         e[i]->m_face = face;

@@ -92,6 +92,12 @@ private:
     TezTopologyHalfEdge* m_mate = nullptr;
     unsigned int m_geometry = 0;
     bool m_tempBool = false;
+    // Stamps of this edge's face and its mate's face when the edge last
+    // passed the in-circle test with this edge's face as the first face.
+    unsigned int m_relaxedFace = 0;
+    unsigned int m_relaxedMate = 0;
+    // The relaxation pass that last looked at this edge.
+    unsigned int m_relaxPass = 0;
 };
 
 class TEZ_API TezTopologyFace : public TezRefCounter
@@ -119,6 +125,10 @@ private:
     bool m_tempBool = false;
     int m_tempInt = 0;
     float m_tempFloat = 0.0f;
+    // Changes whenever the face's corners change; never 0.
+    unsigned int m_stamp = 0;
+    // The face list of hole filling that last took this face in.
+    unsigned int m_listed = 0;
 };
 
 // A closed loop of boundary half-edges, in walk order; edge k ends where edge
@@ -214,10 +224,16 @@ private:
     Vertex* SplitFace(Face* face, TezVector3<float> const& position);
     bool SwapEdge(HalfEdge* edgeA, HalfEdge* edgeB);
     bool Relax(HalfEdge* edgeA, HalfEdge* edgeB);
-    bool RelaxOnce(std::vector<Face*> const& faces);
+    bool RelaxOnce(std::vector<Face*> const& faces, unsigned int list);
+    // Takes the faces into a fresh list and returns its number.
+    unsigned int ListFaces(std::vector<Face*> const& faces);
     void RelaxCompletely(std::vector<Face*> const& faces);
     bool CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const;
     void SmoothPatch(std::vector<Face*> const& faces);
+    // The patch's ring (vertices on faces outside it) and inner vertices.
+    void ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring, std::vector<Vertex*>& inner);
+    void SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner);
+    void Restamp(Face* face) { face->m_stamp = ++m_stamps ? m_stamps : ++m_stamps; }
     TezVector3<float> ComputeUmbrellaOp(Vertex const* vertex) const;
     TezVector3<float> ComputeUmbrellaOp2(Vertex const* vertex, float& nu) const;
 
@@ -225,6 +241,9 @@ private:
     std::vector<TezRef<TezTopologyFace>> m_faces;
     std::vector<TezRef<TezTopologyVertex>> m_vertices;
     std::vector<TezRef<TezTopologyHole>> m_holes;
+    unsigned int m_stamps = 0;
+    unsigned int m_lists = 0;
+    unsigned int m_relaxPasses = 0;
 };
 
 inline TezRef<TezTopologyHalfEdge> TezTopologyVertex::GetEdge(int i) const { return m_edges[i]; }
