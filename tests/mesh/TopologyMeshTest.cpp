@@ -1,6 +1,7 @@
 #include "mesh/TopologyMesh.h"
 #include "mesh/HoleFilling.h"
 
+#include "MeshTestSupport.h"
 #include "TopologyTestShapes.h"
 
 #include <gtest/gtest.h>
@@ -53,6 +54,32 @@ TEST(TopologyMesh, FindsHolesOfSimpleShapes)
     TezRef<TezTopologyHole> hole = grid->GetHole(0);
     for (int k = 0; k < hole->GetNumEdges(); ++k)
         EXPECT_EQ(hole->GetEdge(k)->GetOppositeVertex(), hole->GetEdge((k + 1) % 20)->GetVertex());
+}
+
+TEST(TopologyMesh, ReportsProgressWhenAsked)
+{
+    MeshTestApplication app;
+    TezRef<TezIndexedMesh> mesh = Grid(3); // 16 vertices, 18 triangles, 12 border edges
+    auto topology = TezTopologyMesh::Create(mesh, true);
+    EXPECT_EQ((std::vector<std::string>{"Creating topology vertices...", "Creating topology triangles...",
+                                        "Finding edges that belong to holes...",
+                                        "Connecting edges that belong to holes..."}),
+              app.ui.messages);
+    EXPECT_EQ(app.ui.started, 4u);
+    EXPECT_EQ(app.ui.ended, 4u);
+    EXPECT_EQ(app.ui.steps, 16u + 18u + 18u + 12u);
+
+    app.ui.messages.clear();
+    TezRef<TezTopologyMesh> copy = topology->Copy();
+    EXPECT_EQ((std::vector<std::string>{"Copying topology vertices...", "Copying topology triangles...",
+                                        "Copying topology edges...", "Copying topology holes..."}),
+              app.ui.messages);
+    EXPECT_EQ(app.ui.started, app.ui.ended);
+
+    // Without being asked it stays silent.
+    app.ui.messages.clear();
+    TezTopologyMesh::Create(mesh, false);
+    EXPECT_TRUE(app.ui.messages.empty());
 }
 
 TEST(TopologyMesh, SmallHoleTakesOneTriangle)
