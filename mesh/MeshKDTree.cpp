@@ -3,6 +3,7 @@
 #include "mesh/TriangleIntersection.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezMeshKDTree)
@@ -50,8 +51,15 @@ bool TezMeshKDTree::Build()
     std::vector<unsigned int> triangles;
     triangles.reserve(numTriangles);
     for (size_t t = 0; t < numTriangles; ++t) {
-        // Triangles that name missing vertices cannot be placed.
+        // Triangles that name missing vertices or lie nowhere cannot be placed.
         if (indices[3 * t] >= numVertices || indices[3 * t + 1] >= numVertices || indices[3 * t + 2] >= numVertices)
+            continue;
+        bool finite = true;
+        for (int k = 0; k < 3; ++k) {
+            TezVector3<float> const& p = m_mesh->GetVertex(indices[3 * t + k]).position;
+            finite = finite && std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z);
+        }
+        if (!finite)
             continue;
         for (int k = 0; k < 3; ++k)
             bounds += m_mesh->GetVertex(indices[3 * t + k]).position;
@@ -174,7 +182,7 @@ size_t TezFindSelfIntersections(TezRef<TezMeshKDTree> tree, std::multimap<unsign
             leaves[k] = leaf;
             for (size_t i = 0; i < leaf->GetNumTriangles(); ++i) {
                 unsigned int const u = leaf->GetTriangleIndex(i);
-                if (u <= t || tested[u] == t)
+                if (u <= t || u >= tested.size() || tested[u] == t)
                     continue;
                 tested[u] = t;
                 TezMeshTriangle const b(&indices[3 * u], mesh);

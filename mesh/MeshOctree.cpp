@@ -1,6 +1,7 @@
 #include "mesh/MeshOctree.h"
 
 #include <algorithm>
+#include <cmath>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezMeshOctree)
 
@@ -70,7 +71,12 @@ bool TezMeshOctree::Build()
     for (size_t t = 0; t < m_mesh->GetNumTriangles(); ++t) {
         if (indices[3 * t] >= numVertices || indices[3 * t + 1] >= numVertices || indices[3 * t + 2] >= numVertices)
             continue;
-        bounds += TriangleBounds(static_cast<unsigned int>(t));
+        TezBox3<float> const box = TriangleBounds(static_cast<unsigned int>(t));
+        TezVector3<float> const& lo = box.GetMinimum();
+        TezVector3<float> const& hi = box.GetMaximum();
+        if (!std::isfinite(lo.x + lo.y + lo.z + hi.x + hi.y + hi.z))
+            continue; // a triangle with a corner nowhere cannot be placed
+        bounds += box;
         triangles.push_back(static_cast<unsigned int>(t));
     }
     if (triangles.empty())

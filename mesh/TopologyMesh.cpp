@@ -234,7 +234,7 @@ void TezTopologyMesh::Clear()
 
 void TezTopologyMesh::Disconnect(TezRef<TezTopologyFace> face)
 {
-    if (!face)
+    if (!Owns(face.Get()))
         return;
     for (int i = 0; i < 3; ++i) {
         HalfEdge* h = face->Edge(i);
@@ -418,7 +418,7 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Copy() const
 
 TezRef<TezTopologyVertex> TezTopologyMesh::SplitFace(TezRef<TezTopologyFace> face, TezVector3<float> const& position)
 {
-    if (!face || !m_geometry)
+    if (!m_geometry || !Owns(face.Get()))
         return nullptr;
     return SplitFace(face.Get(), position);
 }
@@ -488,7 +488,8 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
 bool TezTopologyMesh::Swap(TezRef<TezTopologyFace> faceA, TezRef<TezTopologyHalfEdge> edgeA,
                            TezRef<TezTopologyFace> faceB, TezRef<TezTopologyHalfEdge> edgeB)
 {
-    if (!faceA || !faceB || !edgeA || !edgeB || edgeA->m_face != faceA.Get() || edgeB->m_face != faceB.Get())
+    if (!Owns(faceA.Get()) || !Owns(faceB.Get()) || !edgeA || !edgeB || edgeA->m_face != faceA.Get() ||
+        edgeB->m_face != faceB.Get())
         return false;
     return SwapEdge(edgeA.Get(), edgeB.Get());
 }

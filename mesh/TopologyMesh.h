@@ -208,6 +208,11 @@ private:
     TezTopologyMesh() = default;
 
     TezTopologyVertex* NewVertex(unsigned int geometry);
+    // Whether the face is one of this mesh's faces.
+    bool Owns(Face const* face) const
+    {
+        return face && face->m_geometry < m_faces.size() && m_faces[face->m_geometry].Get() == face;
+    }
     TezTopologyFace* AddFace(unsigned int a, unsigned int b, unsigned int c, unsigned int face);
     // Rewrites a face to the corners a, b, c from the given half-edges, which
     // keep their mates; updates the vertices' lists and the indexed mesh.

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 using namespace topology_test;
@@ -57,6 +58,19 @@ TEST(MeshKDTree, SmallMeshIsOneBranchWithTwoLeaves)
     EXPECT_EQ(tree->GetRoot()->GetAxis(), TezMeshKDBranch::X);
 
     EXPECT_FALSE(TezMeshKDTree::Create(TezIndexedMesh::CreateEmpty())->Build());
+
+    // A triangle with a corner at no finite place stays out of both trees.
+    TezRef<TezIndexedMesh> odd = Sphere(6, 8);
+    unsigned int const lost = odd->AddVertex(TezMeshVertex(Vec(std::nanf(""), 0, 0), Vec(0, 0, 1)));
+    AddTriangle(*odd, 0, 1, lost);
+    auto oddTree = TezMeshKDTree::Create(odd);
+    ASSERT_TRUE(oddTree->Build());
+    EXPECT_EQ(CollectLeafTriangles(oddTree->GetRoot()).count(static_cast<unsigned int>(odd->GetNumTriangles() - 1)),
+              0u);
+    auto oddOctree = TezMeshOctree::Create(odd);
+    ASSERT_TRUE(oddOctree->Build());
+    oddOctree->ComputeStatistics(nodes, leaves, triangles, depth);
+    EXPECT_GT(triangles, 0);
 }
 
 TEST(MeshKDTree, FlatTriangleInTheDividingPlaneDropsOut)
