@@ -14,6 +14,7 @@
 #include <benchmark/benchmark.h>
 #include <tbb/parallel_for.h>
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -23,8 +24,7 @@
 #include <unistd.h>
 
 #if TEZ_PEER_BENCH
-#include <openvdb/openvdb.h>
-#include <openvdb/tools/Dense.h>
+#include "OpenVDBPeer.h"
 #endif
 
 namespace
@@ -81,20 +81,10 @@ BENCHMARK_TEMPLATE(BM_OctreeBuildFromMemory, uint16_t)->Unit(benchmark::kMillise
 #if TEZ_PEER_BENCH
 template <typename Voxel> void BM_OpenVDBCopyFromDense(benchmark::State& state)
 {
-    openvdb::initialize();
-    using Tree = typename openvdb::tree::Tree4<Voxel, 5, 4, 3>::Type;
-    using Grid = openvdb::Grid<Tree>;
-    std::vector<Voxel>& voxels = const_cast<std::vector<Voxel>&>(Phantom<Voxel>());
-    openvdb::CoordBBox const box(openvdb::Coord(0, 0, 0), openvdb::Coord(kEdge - 1, kEdge - 1, kEdge - 1));
-    // x fastest, as the phantom is stored.
-    openvdb::tools::Dense<Voxel, openvdb::tools::LayoutXYZ> dense(box, voxels.data());
+    std::vector<Voxel> const& voxels = Phantom<Voxel>();
     uint64_t active = 0;
-    for (auto _ : state) {
-        typename Grid::Ptr grid = Grid::create(Voxel(0));
-        openvdb::tools::copyFromDense(dense, *grid, Voxel(0));
-        active = grid->activeVoxelCount();
-        benchmark::DoNotOptimize(grid);
-    }
+    for (auto _ : state)
+        active = tezpeer::OpenVDBCopyFromDense(voxels.data(), kEdge, int(sizeof(Voxel)));
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["active"] = double(active);
@@ -223,4 +213,140 @@ void BM_OctreeBuildPeakMemory(benchmark::State& state)
     state.counters["peak/(limit+pools)"] = growthMiB / (limit + poolsMiB);
 }
 BENCHMARK(BM_OctreeBuildPeakMemory)->Arg(64)->Arg(256)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
+} // namespace
+
+// ---- Ray casting the built octree: 1024 x 768 from the "tilted" view ----
+
+#include "render/CameraView.h"
+#include "volume/device/OctreeKernels.inl"
+#include "volume/device/OctreeRender.h"
+
+
+namespace
+{
+constexpr int kWidth = 1024, kHeight = 768;
+// Opaque from grey 77 up (about 200 HU in the 8-bit phantom): bone and table.
+constexpr int kThreshold = 77;
+
+struct RenderScene
+{
+    TezRef<TezVoxelOctree> tree;
+    TezOctreeRenderSource source;
+    std::vector<float> table = std::vector<float>(256, 0.0f);
+    TezOctreeDevice::__Camera camera;
+    TezMatrix44<float> matrix;
+
+    RenderScene()
+    {
+        tree = TezVoxelOctree::CreateFromVolumeData("bench", PhantomVolume<uint8_t>(), 1.0, 8, 1024);
+        for (int i = kThreshold; i < 256; ++i)
+            table[size_t(i)] = 1.0f;
+        auto& nodes = tree->GetNodePool();
+        auto& leaves = tree->GetLeafPool();
+        nodes.WriteToCUDA();
+        leaves.WriteToCUDA();
+        source.bitsPerPixel = 8;
+        source.voxelSize = 1.0f;
+        source.maxDepth = tree->GetMaxDepth();
+        source.treeSize = tree->GetTreeSize();
+        source.nodes = static_cast<TezOctreeDevice::Node*>(nodes.GetCUDA());
+        source.leaves = leaves.GetCUDA();
+        source.nodeCount = int32_t(nodes.GetNumElements());
+        TezCalculateOctreeNodeStates(source, table.data(), false);
+
+        TezRef<TezCameraView> view = TezCameraView::Create();
+        view->Resize(kWidth, kHeight);
+        TezVector3<float> eye, focus, up;
+        TezBox3<float> const bounds = tree->GetBounds();
+        view->CalcStandardView(bounds, TezIdentityTransform<float>(), TezCameraView::Tilted, view->GetFov(), eye, focus,
+                               up);
+        view->SetEye(eye);
+        view->SetFocus(focus);
+        view->SetUp(up);
+        view->NearFarToBox(bounds);
+        camera = TezMakeOctreeCamera(*view);
+        matrix = TezScaleTransform<float>(float(tree->GetTreeSize()));
+    }
+};
+
+RenderScene& Scene()
+{
+    static RenderScene scene;
+    return scene;
+}
+
+void BM_OctreeRaySolid(benchmark::State& state)
+{
+    RenderScene& scene = Scene();
+    TezOctreeRenderBuffers buffers(kWidth, kHeight, 0, false);
+    for (auto _ : state)
+        TezRenderOctreeSolid(buffers.GetTarget(), scene.source, scene.camera, scene.matrix, {1, 1, 1, 1},
+                             scene.table.data());
+    std::vector<uint8_t> const image = buffers.ReadImage();
+    size_t hits = 0;
+    for (size_t i = 3; i < image.size(); i += 4)
+        hits += image[i] != 0;
+    // Mean root descents per ray, over every 4th row.
+    float const unit = float(scene.tree->GetTreeSize());
+    float const inverse[16] = {1 / unit, 0, 0, 0, 0, 1 / unit, 0, 0, 0, 0, 1 / unit, 0, 0, 0, 0, 1};
+    TezOctreeDevice::__Octree const octree = TezMakeOctreeRecord(scene.source);
+    TezOctreeDevice::MarchCounters counters{0, 0};
+    double rays = 0;
+    for (int y = 0; y < kHeight; y += 4)
+        for (int x = 0; x < kWidth; ++x, ++rays) {
+            TezOctreeDevice::Ray ray;
+            if (TezOctreeDevice::SetUpRay(scene.camera, inverse, x, y, TezOctreeDevice::DefaultRangeFunction{}, ray))
+                TezOctreeDevice::March<uint8_t>(octree, ray, scene.table.data(), false, ray.tEntry, &counters);
+        }
+    state.counters["fps"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["Mrays/s"] =
+        benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["steps/ray"] = double(counters.steps) / rays;
+    state.counters["hit_fraction"] = double(hits) / (double(kWidth) * kHeight);
+}
+BENCHMARK(BM_OctreeRaySolid)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_OctreeRayTransparent(benchmark::State& state)
+{
+    RenderScene& scene = Scene();
+    TezOctreeRenderBuffers buffers(kWidth, kHeight, 2, false);
+    for (auto _ : state) {
+        TezClearOctreeLayers(buffers.GetTarget());
+        TezRenderOctreeTransparent(buffers.GetTarget(), scene.source, scene.camera, scene.matrix, {1, 1, 1, 0.5f},
+                                   scene.table.data());
+        TezBlendOctreeLayers(buffers.GetTarget(), scene.camera);
+    }
+    state.counters["fps"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["Mrays/s"] =
+        benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(BM_OctreeRayTransparent)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+#if TEZ_PEER_BENCH
+// The same first hit with OpenVDB on the grid converted from the same
+// volume, along the ray caster's own world rays.
+void BM_OpenVDBRayFirstHit(benchmark::State& state)
+{
+    RenderScene& scene = Scene();
+    float const identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    std::vector<float> rays(size_t(kWidth) * kHeight * 6);
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            TezOctreeDevice::Ray r;
+            TezOctreeDevice::SetUpRay(scene.camera, identity, x, y, TezOctreeDevice::DefaultRangeFunction{}, r);
+            float* out = &rays[(size_t(y) * kWidth + x) * 6];
+            out[0] = r.origin.x, out[1] = r.origin.y, out[2] = r.origin.z;
+            out[3] = r.viewDir.x, out[4] = r.viewDir.y, out[5] = r.viewDir.z;
+        }
+    tezpeer::OpenVDBRayScene peer(Phantom<uint8_t>().data(), kEdge);
+    uint64_t hits = 0;
+    for (auto _ : state)
+        hits = peer.FirstHits(rays.data(), kWidth * kHeight, kThreshold);
+    state.counters["fps"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["Mrays/s"] =
+        benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["hit_fraction"] = double(hits) / (double(kWidth) * kHeight);
+}
+BENCHMARK(BM_OpenVDBRayFirstHit)->Unit(benchmark::kMillisecond)->UseRealTime();
+#endif
 } // namespace
