@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <random>
 #include <vector>
 
 using namespace TezOctreeDevice;
@@ -331,6 +332,43 @@ TEST(OctreeKernel, CrossSectionRemovesWhatLiesBeyondThePlane)
     const Picture back = RenderSolid(tree, 8, w, h, &keepBack, moved, &cam);
     for (int x = 0; x < w; ++x)
         ASSERT_NEAR(back.depth[4 * w + x], OrthoDepth(1.5f), 2.0);
+}
+
+TEST(OctreeKernel, FarCameraRaysStillFinish)
+{
+    // At t near 50000 the node epsilon is below the spacing of floats.
+    TestTree tree = TwoLevelTree([](int, int, int iz) { return iz == 1 || iz == 2 ? 200u : 0u; });
+    __Camera cam = OrthoCamera(16, 16);
+    cam.eye.z = -50000.0f;
+    cam.focus.z = -49999.0f; // keeps the view's extent
+    cam.far = 1e6f;
+    const Picture p = RenderSolid(tree, 8, 16, 16, nullptr, Identity(), &cam);
+    // Axis-parallel rays drift by 1e-6 per unit of t: 0.05 here. Pixels away
+    // from the far edges still hit the slab.
+    for (int y = 0; y < 14; ++y)
+        for (int x = 2; x < 16; ++x)
+            ASSERT_EQ(p.Pixel(x, y, 16)[3], 255) << x << ", " << y;
+
+    // Oblique rays from far away through empty space: where a step is below
+    // the spacing of t, the ray must still move on (this loop would hang).
+    const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    const std::vector<float> table = StepTable();
+    TestTree empty = TwoLevelTree([](int, int, int) { return 0u; });
+    const __Octree oct = TezMakeOctreeRecord(empty.Source(8));
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+    for (int n = 0; n < 20000; ++n) {
+        const float distance = 20000.0f + 40000.0f * (unit(random) + 1.0f);
+        const float3s d = Scale(Make3(0.3f * unit(random), 0.3f * unit(random), 1.0f), 1.0f / 1.1f);
+        __Camera far = cam;
+        far.eye = Make3(0.5f - d.x * distance, 0.5f - d.y * distance, 0.5f - d.z * distance);
+        far.focus = Add(far.eye, d);
+        far.fov = 0.01f;
+        Ray ray;
+        if (SetUpRay(far, T, 8, 8, DefaultRangeFunction{}, ray)) {
+            ASSERT_EQ(March<uint8_t>(oct, ray, table.data(), false, ray.tEntry).alpha, 0.0f);
+        }
+    }
 }
 
 TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)

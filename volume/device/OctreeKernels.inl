@@ -267,6 +267,14 @@ struct MarchResult
     float hitDepth;
 };
 
+// t + advance, and at least the next float: far from the tree a step can be
+// smaller than t's spacing, and a ray must never stand still.
+TEZ_KERNELFN float Advance(float t, float advance)
+{
+    const float next = t + advance;
+    return next > t ? next : nextafterf(t, TezInfinityf);
+}
+
 // Work of one march, for measurements; the kernels pass no counters.
 struct MarchCounters
 {
@@ -337,14 +345,14 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
                 r.shade = 1.0f;
                 r.alpha = 1.0f;
             }
-            t += advance;
+            t = Advance(t, advance);
             continue;
         }
         if (!(node.data & NodeFlagBit)) {
             // A brick flag without a brick: the ray ends here.
             if (stopCounter == 0)
                 r.hitDepth = t;
-            t += advance;
+            t = Advance(t, advance);
             ++stopCounter;
             continue;
         }
@@ -378,7 +386,7 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
                 v = next;
             } while (r.alpha < 1.0f && s < limit);
         }
-        t += advance;
+        t = Advance(t, advance);
     }
     return r;
 }
