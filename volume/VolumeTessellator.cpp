@@ -106,11 +106,12 @@ public:
         }
     }
 
-    std::vector<Vec> positions;
+    // Positions, normals zero until the mesh makes them.
+    std::vector<TezMeshVertex> vertices;
     std::vector<unsigned int> indices;
 
 private:
-    uint32_t Count() const { return static_cast<uint32_t>(positions.size()); }
+    uint32_t Count() const { return static_cast<uint32_t>(vertices.size()); }
 
     void MarchRow(int y, int z, uint8_t const* col)
     {
@@ -153,7 +154,7 @@ private:
 
     uint32_t Add(Vec const& p)
     {
-        positions.push_back(p);
+        vertices.emplace_back(p, Vec(0.0f, 0.0f, 0.0f));
         return Count() - 1;
     }
 
@@ -194,7 +195,7 @@ private:
             return id;
         Vec const p = Crossing(a, b, va, vb);
         uint32_t const other = cache[slot + (place.downwards ? 0 : 1)];
-        if (other != kNone && other >= start && Same(positions[other], p))
+        if (other != kNone && other >= start && Same(vertices[other].position, p))
             id = other;
         else
             id = Add(p);
@@ -229,10 +230,7 @@ TezRef<TezIndexedMesh> TezVolumeTessellator::Tessellate(TezRef<TezCubeVolume> vo
 
     Marcher marcher(*volume, m_isoValue);
     marcher.Run();
-    std::vector<TezMeshVertex>& vertices = mesh->GetVertices();
-    vertices.resize(marcher.positions.size());
-    for (size_t i = 0; i < vertices.size(); ++i)
-        vertices[i].position = marcher.positions[i];
+    mesh->GetVertices().swap(marcher.vertices);
     mesh->GetIndices().swap(marcher.indices);
     mesh->MakeNormalsFromPositions();
     return mesh;

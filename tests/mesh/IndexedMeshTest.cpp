@@ -174,3 +174,38 @@ TEST(TezIndexedMesh, RemovalKeepsOrderAndVertices)
     // The last message stands: removal by list sets none of its own.
     EXPECT_EQ("Removing degenerate triangles...", app.ui.messages.back());
 }
+
+TEST(TezIndexedMesh, NormalsFromPositionsAreAreaWeightedFaceNormals)
+{
+    // Random triangles over few positions: shared corners, slivers, repeated
+    // indices, a point-sized triangle and an unused vertex.
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> coordinate(-2.0f, 2.0f);
+    std::vector<Vec> positions;
+    for (int i = 0; i < 300; ++i)
+        positions.emplace_back(coordinate(random), coordinate(random), coordinate(random));
+    positions.push_back(positions[0] + Vec(1e-7f, 0, 0));
+    positions.push_back(Vec(5, 5, 5)); // used by no triangle
+    std::uniform_int_distribution<unsigned int> pick(0, 300);
+    std::vector<unsigned int> indices;
+    for (int t = 0; t < 3000; ++t)
+        for (int c = 0; c < 3; ++c)
+            indices.push_back(pick(random));
+    indices.insert(indices.end(), {0, 300, 0, 0, 300, 1, 7, 7, 7});
+    TezRef<TezIndexedMesh> mesh = MakeMesh(positions, indices);
+
+    std::vector<Vec> expected(positions.size(), Vec(0, 0, 0));
+    for (size_t t = 0; t < mesh->GetNumTriangles(); ++t) {
+        TezMeshTriangle const triangle = mesh->GetTriangle(t);
+        Vec const n = triangle.ComputeNormal() * (triangle.ComputeArea() / 3.0f);
+        for (int c = 0; c < 3; ++c)
+            expected[triangle.GetVertexIndex(c)] += n;
+    }
+    TezIndexedMeshInternals::MakeNormalsFromPositions(*mesh);
+    for (size_t i = 0; i < positions.size(); ++i) {
+        expected[i].Normalize();
+        Vec const& got = mesh->GetVertex(i).normal;
+        ASSERT_TRUE(got.x == expected[i].x && got.y == expected[i].y && got.z == expected[i].z) << "vertex " << i;
+    }
+    EXPECT_EQ(Vec(0, 0, 0), mesh->GetVertex(301).normal);
+}
