@@ -4,6 +4,7 @@
 
 #include "core/Logger.h"
 #include "core/Threads.h"
+#include "mesh/detail/FileBytes.h"
 #include "mesh/detail/MeshProgress.h"
 #include "mesh/detail/PositionMap.h"
 #include "mesh/detail/TextScan.h"
@@ -295,22 +296,18 @@ bool TezIndexedMesh::WriteToStlFileBinary(TezRef<TezIndexedMesh> mesh, FILE* fil
 
 TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromObjFile(TezString const& path)
 {
-    File file = Open(path, "rb");
-    if (!file) {
+    tez_detail::FileBytes bytes;
+    if (!bytes.Open(path.c_str())) {
         std::fprintf(stderr, "Cannot open file [%s]\n", path.c_str());
         return nullptr;
     }
-    std::vector<char> bytes;
-    if (!tez_detail::ReadRest(file.get(), bytes))
-        return nullptr;
-    file.reset();
 
     std::vector<Vec> positions, normals;
     std::vector<unsigned int> indices;
     std::vector<unsigned int> face;
 
-    char const* p = bytes.data();
-    char const* const end = p + bytes.size();
+    char const* p = bytes.Data();
+    char const* const end = p + bytes.Size();
     while (p < end) {
         char const* eol = static_cast<char const*>(std::memchr(p, '\n', size_t(end - p)));
         if (!eol)

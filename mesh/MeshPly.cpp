@@ -26,8 +26,8 @@ struct PlyTarget
 // x, y, z, nx, ny, nz: idata is the float's offset within the vertex.
 int VertexValue(p_ply_argument argument)
 {
-    void* pdata;
-    long offset;
+    void* pdata = nullptr;
+    long offset = 0;
     ply_get_argument_user_data(argument, &pdata, &offset);
     PlyTarget& target = *static_cast<PlyTarget*>(pdata);
     size_t& counter = target.counter[offset];
@@ -49,16 +49,16 @@ unsigned int IndexValue(double value)
 // values after the fourth are ignored.
 int FaceValue(p_ply_argument argument)
 {
-    void* pdata;
+    void* pdata = nullptr;
     ply_get_argument_user_data(argument, &pdata, nullptr);
     PlyTarget& target = *static_cast<PlyTarget*>(pdata);
-    long length, index;
+    long length = 0, index = 0;
     ply_get_argument_property(argument, nullptr, &length, &index);
     double const value = ply_get_argument_value(argument);
     std::vector<unsigned int>& indices = *target.indices;
     size_t const t = target.triangles;
     if (indices.size() < 3 * (t + 2))
-        indices.resize(3 * (t + 2) + indices.size() / 2);
+        indices.resize(3 * (t + 2) + indices.size() / 2); // quads beyond the first guess
     switch (index) {
     case -1:
         target.longList = length > 3;
@@ -91,10 +91,10 @@ int FaceValue(p_ply_argument argument)
 // Scanner triangles: three values to a face, anything longer is ignored.
 int TriangleValue(p_ply_argument argument)
 {
-    void* pdata;
+    void* pdata = nullptr;
     ply_get_argument_user_data(argument, &pdata, nullptr);
     PlyTarget& target = *static_cast<PlyTarget*>(pdata);
-    long index;
+    long index = 0;
     ply_get_argument_property(argument, nullptr, nullptr, &index);
     std::vector<unsigned int>& indices = *target.indices;
     size_t const t = target.triangles;
@@ -141,14 +141,16 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileRhinoFlavor(TezString cons
         // The reader has bounded the counts by the file's size.
         mesh->m_vertices.resize(size_t(vertices));
         long const faces = ply_set_read_cb(ply, "face", "vertex_index", FaceValue, &target, 0);
-        mesh->m_indices.resize(6 * std::min<size_t>(size_t(faces), kPresizedFaces));
+        // Room for triangles; quads grow the array as they come.
+        mesh->m_indices.resize(3 * std::min<size_t>(size_t(faces), kPresizedFaces) + 6);
         ok = ply_read(ply) != 0;
     }
     ply_close(ply);
     if (!ok)
         return nullptr;
     mesh->m_indices.resize(3 * target.triangles);
-    mesh->m_indices.shrink_to_fit();
+    if (mesh->m_indices.capacity() > mesh->m_indices.size() + mesh->m_indices.size() / 4)
+        mesh->m_indices.shrink_to_fit();
     if (!IndicesInRange(*mesh))
         return nullptr;
     return mesh;

@@ -1,5 +1,6 @@
 #include "mesh/PlyReader.h"
 
+#include "mesh/detail/FileBytes.h"
 #include "mesh/detail/TextScan.h"
 
 #include <cmath>
@@ -28,18 +29,6 @@ struct t_ply_element_
     std::vector<t_ply_property_> properties;
 };
 
-struct t_ply_argument_
-{
-    p_ply_element element = nullptr;
-    long instanceIndex = 0;
-    p_ply_property property = nullptr;
-    long length = 0;
-    long valueIndex = 0;
-    double value = 0.0;
-    void* pdata = nullptr;
-    long idata = 0;
-};
-
 namespace {
 
 enum Storage { Ascii, LittleEndian, BigEndian };
@@ -48,7 +37,7 @@ enum Storage { Ascii, LittleEndian, BigEndian };
 
 struct t_ply_
 {
-    std::vector<char> owned;
+    tez_detail::FileBytes owned;
     char const* data = nullptr;
     size_t size = 0;
     size_t at = 0; // read position
@@ -142,28 +131,15 @@ bool HostIsLittleEndian()
     return first == 1;
 }
 
-// One value of `type` at the read position, as a double.
-bool ReadValue(p_ply ply, e_ply_type type, double& value)
+// One value of `type` at the read position, as a double. `type` is
+// canonical; `swap` says the data's byte order is not the host's.
+inline bool ReadBinary(p_ply ply, e_ply_type type, bool swap, double& value)
 {
-    if (ply->storage == Ascii) {
-        tez_detail::TextScan scan{ply->data + ply->at, ply->data + ply->size};
-        scan.SkipSpace();
-        if (scan.AtEnd())
-            return false;
-        if (!scan.Number(value) || (scan.p < scan.end && !tez_detail::IsBlank(*scan.p)))
-            return false;
-        // Integers must be whole numbers; "1.5" for a count is an error.
-        if (IsInteger(type) && value != std::floor(value))
-            return false;
-        ply->at = size_t(scan.p - ply->data);
-        return true;
-    }
     size_t const n = TypeSize(type);
     if (ply->size - ply->at < n)
         return false;
     char const* p = ply->data + ply->at;
-    bool const swap = (ply->storage == LittleEndian) != HostIsLittleEndian();
-    switch (Canonical(type)) {
+    switch (type) {
     case PLY_INT8:
         value = static_cast<int8_t>(*p);
         break;
@@ -190,6 +166,21 @@ bool ReadValue(p_ply ply, e_ply_type type, double& value)
         break;
     }
     ply->at += n;
+    return true;
+}
+
+bool ReadAscii(p_ply ply, e_ply_type type, double& value)
+{
+    tez_detail::TextScan scan{ply->data + ply->at, ply->data + ply->size};
+    scan.SkipSpace();
+    if (scan.AtEnd())
+        return false;
+    if (!scan.Number(value) || (scan.p < scan.end && !tez_detail::IsBlank(*scan.p)))
+        return false;
+    // Integers must be whole numbers; "1.5" for a count is an error.
+    if (IsInteger(type) && value != std::floor(value))
+        return false;
+    ply->at = size_t(scan.p - ply->data);
     return true;
 }
 
@@ -239,19 +230,15 @@ std::vector<std::string> Words(std::string const& line)
 
 p_ply ply_open(const char* name, p_ply_error_cb error_cb, long idata, void* pdata)
 {
-    FILE* file = name ? std::fopen(name, "rb") : nullptr;
-    if (!file)
+    if (!name)
         return nullptr;
     p_ply ply = Make(error_cb, idata, pdata);
-    bool const read = tez_detail::ReadRest(file, ply->owned);
-    std::fclose(file);
-    if (!read) {
-        Fail(ply, std::string("cannot read ") + name);
+    if (!ply->owned.Open(name)) {
         delete ply;
         return nullptr;
     }
-    ply->data = ply->owned.data();
-    ply->size = ply->owned.size();
+    ply->data = ply->owned.Data();
+    ply->size = ply->owned.Size();
     return ply;
 }
 
@@ -445,50 +432,25 @@ int ply_get_property_info(p_ply_property property, const char** name, e_ply_type
     return 1;
 }
 
-int ply_get_argument_element(p_ply_argument argument, p_ply_element* element, long* instance_index)
-{
-    if (!argument)
-        return 0;
-    if (element)
-        *element = argument->element;
-    if (instance_index)
-        *instance_index = argument->instanceIndex;
-    return 1;
-}
+namespace {
 
-int ply_get_argument_property(p_ply_argument argument, p_ply_property* property, long* length, long* value_index)
+// Reads every element; the byte order and the storage are template
+// parameters so that decoding a value inlines into the loop.
+template <Storage kStorage>
+int ReadData(p_ply ply)
 {
-    if (!argument)
+    bool const swap = (kStorage == LittleEndian) != HostIsLittleEndian();
+    auto read = [ply, swap](e_ply_type type, double& value) {
+        if constexpr (kStorage == Ascii)
+            return ReadAscii(ply, type, value);
+        else
+            return ReadBinary(ply, Canonical(type), swap, value);
+    };
+    auto fail = [ply](t_ply_element_ const& element, t_ply_property_ const& property, long instance, char const* what) {
+        Fail(ply, std::string(what) + " '" + element.name + "." + property.name + "' of instance " +
+                      std::to_string(instance));
         return 0;
-    if (property)
-        *property = argument->property;
-    if (length)
-        *length = argument->length;
-    if (value_index)
-        *value_index = argument->valueIndex;
-    return 1;
-}
-
-int ply_get_argument_user_data(p_ply_argument argument, void** pdata, long* idata)
-{
-    if (!argument)
-        return 0;
-    if (pdata)
-        *pdata = argument->pdata;
-    if (idata)
-        *idata = argument->idata;
-    return 1;
-}
-
-double ply_get_argument_value(p_ply_argument argument) { return argument ? argument->value : 0.0; }
-
-int ply_read(p_ply ply)
-{
-    if (!ply || !ply->headerRead) {
-        if (ply)
-            Fail(ply, "header not read");
-        return 0;
-    }
+    };
     t_ply_argument_ argument;
     for (t_ply_element_& element : ply->elements) {
         argument.element = &element;
@@ -501,51 +463,55 @@ int ply_read(p_ply ply)
                 argument.pdata = property.pdata;
                 argument.idata = property.idata;
                 if (property.type != PLY_LIST) {
-                    if (!ReadValue(ply, property.type, argument.value)) {
-                        Fail(ply, "error reading '" + element.name + "." + property.name + "' of instance " +
-                                      std::to_string(instance));
-                        return 0;
-                    }
+                    if (!read(property.type, argument.value))
+                        return fail(element, property, instance, "error reading");
                     argument.length = 1;
                     argument.valueIndex = 0;
-                    if (property.readCb && !property.readCb(&argument)) {
-                        Fail(ply, "aborted by the reader");
-                        return 0;
-                    }
+                    if (property.readCb && !property.readCb(&argument))
+                        return fail(element, property, instance, "reading stopped at");
                     continue;
                 }
                 double length;
-                if (!ReadValue(ply, property.lengthType, length) || length < 0 ||
-                    length > double(std::numeric_limits<long>::max())) {
-                    Fail(ply, "bad list length of '" + element.name + "." + property.name + "' of instance " +
-                                  std::to_string(instance));
-                    return 0;
-                }
+                if (!read(property.lengthType, length) || length < 0 ||
+                    length > double(std::numeric_limits<long>::max()))
+                    return fail(element, property, instance, "bad list length of");
                 argument.length = static_cast<long>(length);
                 argument.valueIndex = -1;
                 argument.value = length;
-                if (property.readCb && !property.readCb(&argument)) {
-                    Fail(ply, "aborted by the reader");
-                    return 0;
-                }
+                if (property.readCb && !property.readCb(&argument))
+                    return fail(element, property, instance, "reading stopped at");
                 // Each value consumes at least a byte, so a lying length runs
                 // out of data instead of looping on.
                 for (long i = 0; i < argument.length; ++i) {
-                    if (!ReadValue(ply, property.valueType, argument.value)) {
-                        Fail(ply, "error reading '" + element.name + "." + property.name + "' of instance " +
-                                      std::to_string(instance));
-                        return 0;
-                    }
+                    if (!read(property.valueType, argument.value))
+                        return fail(element, property, instance, "error reading");
                     argument.valueIndex = i;
-                    if (property.readCb && !property.readCb(&argument)) {
-                        Fail(ply, "aborted by the reader");
-                        return 0;
-                    }
+                    if (property.readCb && !property.readCb(&argument))
+                        return fail(element, property, instance, "reading stopped at");
                 }
             }
         }
     }
     return 1;
+}
+
+} // namespace
+
+int ply_read(p_ply ply)
+{
+    if (!ply || !ply->headerRead) {
+        if (ply)
+            Fail(ply, "header not read");
+        return 0;
+    }
+    switch (ply->storage) {
+    case Ascii:
+        return ReadData<Ascii>(ply);
+    case LittleEndian:
+        return ReadData<LittleEndian>(ply);
+    default:
+        return ReadData<BigEndian>(ply);
+    }
 }
 
 int ply_close(p_ply ply)

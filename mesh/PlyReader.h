@@ -62,9 +62,56 @@ int ply_get_element_info(p_ply_element element, const char** name, long* ninstan
 p_ply_property ply_get_next_property(p_ply_element element, p_ply_property last);
 int ply_get_property_info(p_ply_property property, const char** name, e_ply_type* type, e_ply_type* length_type,
                           e_ply_type* value_type);
-int ply_get_argument_element(p_ply_argument argument, p_ply_element* element, long* instance_index);
-int ply_get_argument_property(p_ply_argument argument, p_ply_property* property, long* length, long* value_index);
-int ply_get_argument_user_data(p_ply_argument argument, void** pdata, long* idata);
-double ply_get_argument_value(p_ply_argument argument);
+
+// What a read callback is told. Defined here so that the accessors, called
+// for every value of a file, cost no call of their own.
+struct t_ply_argument_
+{
+    p_ply_element element = nullptr;
+    long instanceIndex = 0;
+    p_ply_property property = nullptr;
+    long length = 0;
+    long valueIndex = 0;
+    double value = 0.0;
+    void* pdata = nullptr;
+    long idata = 0;
+};
+
+inline int ply_get_argument_element(p_ply_argument argument, p_ply_element* element, long* instance_index)
+{
+    if (!argument)
+        return 0;
+    if (element)
+        *element = argument->element;
+    if (instance_index)
+        *instance_index = argument->instanceIndex;
+    return 1;
+}
+
+inline int ply_get_argument_property(p_ply_argument argument, p_ply_property* property, long* length, long* value_index)
+{
+    if (!argument)
+        return 0;
+    if (property)
+        *property = argument->property;
+    if (length)
+        *length = argument->length;
+    if (value_index)
+        *value_index = argument->valueIndex;
+    return 1;
+}
+
+inline int ply_get_argument_user_data(p_ply_argument argument, void** pdata, long* idata)
+{
+    if (!argument)
+        return 0;
+    if (pdata)
+        *pdata = argument->pdata;
+    if (idata)
+        *idata = argument->idata;
+    return 1;
+}
+
+inline double ply_get_argument_value(p_ply_argument argument) { return argument ? argument->value : 0.0; }
 int ply_read(p_ply ply);
 int ply_close(p_ply ply);

@@ -43,10 +43,46 @@ struct TextScan
         p = nl ? nl + 1 : end;
     }
 
+    // Plain decimals ("-12.375") take a short exact path: an integer
+    // mantissa and a power of ten both exact in the type give one correctly
+    // rounded division, as the full parser would. Anything else (exponents,
+    // long mantissas, inf, nan) goes to std::from_chars.
+    bool Number(float& value) { return Decimal(value, uint64_t(1) << 24, 10); }
+    bool Number(double& value) { return Decimal(value, uint64_t(1) << 53, 22); }
+
     template <class Real>
-    bool Number(Real& value)
+    bool Decimal(Real& value, uint64_t maxMantissa, int maxFraction)
     {
+        static constexpr double kPowers[23] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                               1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
         SkipSpace();
+        char const* q = p;
+        bool const negative = q < end && *q == '-';
+        if (q < end && (*q == '-' || *q == '+'))
+            ++q;
+        uint64_t mantissa = 0;
+        int digits = 0, fraction = 0;
+        for (; q < end && unsigned(*q - '0') < 10 && digits < 19; ++q, ++digits)
+            mantissa = mantissa * 10 + unsigned(*q - '0');
+        if (q < end && *q == '.') {
+            ++q;
+            for (; q < end && unsigned(*q - '0') < 10 && digits < 19; ++q, ++digits, ++fraction)
+                mantissa = mantissa * 10 + unsigned(*q - '0');
+        }
+        bool const plain = digits > 0 && mantissa <= maxMantissa && fraction <= maxFraction &&
+                           (q == end || (unsigned(*q - '0') >= 10 && *q != 'e' && *q != 'E' && *q != '.'));
+        if (plain) {
+            Real const magnitude = static_cast<Real>(mantissa) / static_cast<Real>(kPowers[fraction]);
+            value = negative ? -magnitude : magnitude;
+            p = q;
+            return true;
+        }
+        return General(value);
+    }
+
+    template <class Real>
+    bool General(Real& value)
+    {
         char const* q = p;
         if (q < end && *q == '+' && q + 1 < end && *(q + 1) != '-')
             ++q;

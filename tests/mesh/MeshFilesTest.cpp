@@ -1,10 +1,13 @@
 #include "mesh/IndexedMesh.h"
+#include "mesh/detail/TextScan.h"
 
 #include "MeshTestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
+#include <random>
 
 using Vec = TezVector3<float>;
 
@@ -192,4 +195,40 @@ TEST(TezMeshFiles, ObjCornersFansAndNormals)
     for (char const* broken : {"v 0 0 0\nf 1 2 3\n", "v 0 0 0\nf -2 1 1\n", "v 0 0 0\nf a b c\n", "v 0 0\n"})
         EXPECT_FALSE(TezIndexedMesh::ReadFromObjFile(TezString(folder.Write("bad.obj", broken).c_str()))) << broken;
     EXPECT_FALSE(TezIndexedMesh::ReadFromObjFile(TezString(folder.File("missing.obj").c_str())));
+}
+
+TEST(TezMeshFiles, PlainDecimalsParseAsTheCLibraryDoes)
+{
+    // The short path for plain decimals must round exactly as strtof and
+    // strtod do; the numbers cover every digit count and sign.
+    std::mt19937_64 random(5);
+    std::uniform_real_distribution<double> magnitude(-12.0, 12.0);
+    char text[64];
+    for (int i = 0; i < 200000; ++i) {
+        double const value = std::pow(10.0, magnitude(random)) * (i % 2 ? -1 : 1);
+        int const precision = i % 12;
+        std::snprintf(text, sizeof text, i % 3 ? "%.*f" : "%.*g", precision + (i % 3 ? 0 : 1), value);
+        tez_detail::TextScan scan{text, text + std::strlen(text)};
+        float f;
+        ASSERT_TRUE(scan.Number(f)) << text;
+        float const expectedFloat = std::strtof(text, nullptr);
+        ASSERT_EQ(0, std::memcmp(&f, &expectedFloat, 4)) << text;
+        scan = tez_detail::TextScan{text, text + std::strlen(text)};
+        double d;
+        ASSERT_TRUE(scan.Number(d)) << text;
+        double const expectedDouble = std::strtod(text, nullptr);
+        ASSERT_EQ(0, std::memcmp(&d, &expectedDouble, 8)) << text;
+    }
+    for (char const* odd : {"+1.5", "-0", "1.", ".25", "7e-3", "-inf", "16777217", "0.12345678901234567890123"}) {
+        tez_detail::TextScan scan{odd, odd + std::strlen(odd)};
+        float f;
+        ASSERT_TRUE(scan.Number(f)) << odd;
+        float const expected = std::strtof(odd, nullptr);
+        EXPECT_EQ(0, std::memcmp(&f, &expected, 4)) << odd;
+    }
+    for (char const* bad : {"", "-", ".", "x1", "+-1"}) {
+        tez_detail::TextScan scan{bad, bad + std::strlen(bad)};
+        float f;
+        EXPECT_FALSE(scan.Number(f)) << bad;
+    }
 }

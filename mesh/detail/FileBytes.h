@@ -1,0 +1,31 @@
+#pragma once
+// The bytes of a whole file, mapped into memory where the system allows it
+// and read otherwise (pipes, special files). Read-only; empty on failure.
+
+#include <cstddef>
+#include <vector>
+
+namespace tez_detail {
+
+class FileBytes
+{
+public:
+    FileBytes() = default;
+    ~FileBytes();
+    FileBytes(FileBytes const&) = delete;
+    FileBytes& operator=(FileBytes const&) = delete;
+
+    // False when the file cannot be opened or read.
+    bool Open(char const* path);
+
+    char const* Data() const { return m_data; }
+    size_t Size() const { return m_size; }
+
+private:
+    char const* m_data = nullptr;
+    size_t m_size = 0;
+    void* m_map = nullptr;
+    std::vector<char> m_read;
+};
+
+} // namespace tez_detail
