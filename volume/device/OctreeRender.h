@@ -12,7 +12,8 @@
 //
 // The render functions return false after logging the failing step's tag
 // ("TezVoxelOctreeRenderSolid.A" ...); the render goes on past a failed step.
-// Invalid arguments (null buffers, sizes, bit depth) throw std::runtime_error.
+// Invalid arguments (null buffers, sizes, bit depth, a tree whose root has no
+// children: the kernels start at nodes 1 to 8) throw std::runtime_error.
 
 #include "core/Api.h"
 #include "math/Matrix.h"
