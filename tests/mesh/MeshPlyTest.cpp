@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <random>
 
 using Vec = TezVector3<float>;
 
@@ -227,4 +228,52 @@ TEST(TezMeshFiles, AssimpSampleModels)
     TezRef<TezIndexedMesh> binary = TezIndexedMesh::ReadFromFile(TezString((root / "STL/Spider_binary.stl").c_str()));
     ASSERT_TRUE(text && binary);
     EXPECT_EQ(binary->GetNumTriangles(), text->GetNumTriangles());
+}
+
+TEST(TezMeshFiles, MutatedFilesNeverYieldBadIndices)
+{
+    // Valid files of each kind with random bytes changed, cut or repeated:
+    // every read ends with a mesh whose indices are in range, or null.
+    ScratchFolder folder;
+    PlyBytes ply(true);
+    for (float f : {0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 0.0f, 0.0f, 1.0f, 0.0f, 1.0f, 1.0f, 0.0f})
+        ply.Put(f);
+    ply.Put<uint8_t>(4).Put<int32_t>(0).Put<int32_t>(1).Put<int32_t>(3).Put<int32_t>(2);
+    std::string const seeds[] = {
+        "ply\nformat binary_big_endian 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+        "property float z\nelement face 1\nproperty list uchar int vertex_index\nend_header\n" +
+            ply.bytes,
+        kAsciiQuadsAndPentagon, "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 1 1 0\nvn 0 0 1\nf 1//1 2//1 4//1 3//1\nf -1 -2 -3\n",
+        "solid s\nfacet normal 0 0 1\n  outer loop\n    vertex 0 0 0\n    vertex 1 0 0\n    vertex 0 1 0\n"
+        "  endloop\nendfacet\nendsolid s\n"};
+    char const* const names[] = {"m.ply", "m.ply", "m.obj", "m.stl"};
+    std::mt19937 random(17);
+    for (int seed = 0; seed < 4; ++seed) {
+        for (int trial = 0; trial < 400; ++trial) {
+            std::string bytes = seeds[seed];
+            int const edits = 1 + trial % 4;
+            for (int e = 0; e < edits; ++e) {
+                size_t const at = random() % bytes.size();
+                switch (random() % 3) {
+                case 0:
+                    bytes[at] = char(random());
+                    break;
+                case 1:
+                    bytes.resize(at);
+                    break;
+                default:
+                    bytes.insert(at, bytes.substr(at, random() % 16));
+                    break;
+                }
+                if (bytes.empty())
+                    break;
+            }
+            std::string const path = folder.Write(names[seed], bytes);
+            TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(TezString(path.c_str()));
+            if (!mesh)
+                continue;
+            for (unsigned int index : mesh->GetIndices())
+                ASSERT_LT(index, mesh->GetNumVertices()) << seed << "/" << trial;
+        }
+    }
 }
