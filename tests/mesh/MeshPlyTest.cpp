@@ -186,6 +186,28 @@ TEST(TezMeshPly, HostileFilesFailQuicklyWithoutHugeAllocations)
     EXPECT_FALSE(TezIndexedMesh::ReadFromPlyFile(TezString(folder.File("missing.ply").c_str())));
 }
 
+TEST(TezMeshPly, ScannerFlavourCalibratesAndMakesNormals)
+{
+    ScratchFolder folder;
+    std::string const text = "ply\nformat ascii 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+                             "property float z\nelement face 2\nproperty list uchar int vertex_indices\n"
+                             "end_header\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n3 0 1 2\n4 0 3 1 2\n";
+    TezRef<TezIndexedMesh> mesh = TezIndexedMeshInternals::ReadScannerPly(folder.Write("s.ply", text).c_str());
+    ASSERT_TRUE(mesh);
+    // Triangles only: the second face keeps its first three corners.
+    EXPECT_EQ((std::vector<unsigned int>{0, 1, 2, 0, 3, 1}), mesh->GetIndices());
+    // Positions through the fixed calibration (columns as stored).
+    EXPECT_EQ(Vec(0.205f, -42.216f, 26.26f), mesh->GetVertex(0).position);
+    EXPECT_EQ(Vec(0.2905f + 0.205f, 0.9063f - 42.216f, -0.3067f + 26.26f), mesh->GetVertex(1).position);
+    EXPECT_NEAR(1.0f, mesh->GetVertex(1).normal.Length(), 1e-6);
+    // The Rhino flavour, which the public reader uses, knows no
+    // "vertex_indices": the same file has no triangles there.
+    TezRef<TezIndexedMesh> plain = TezIndexedMesh::ReadFromPlyFile(TezString(folder.File("s.ply").c_str()));
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(0u, plain->GetNumTriangles());
+    EXPECT_EQ(Vec(1, 0, 0), plain->GetVertex(1).position);
+}
+
 // Real files written by many programs: each gives a mesh or a null result,
 // and a few are known exactly.
 TEST(TezMeshFiles, AssimpSampleModels)

@@ -18,6 +18,10 @@ struct TezIndexedMeshInternals
 {
     static void EliminateDuplicateVertices(TezIndexedMesh& m) { m.EliminateDuplicateVertices(); }
     static void MakeNormalsFromPositions(TezIndexedMesh& m) { m.MakeNormalsFromPositions(); }
+    static TezRef<TezIndexedMesh> ReadScannerPly(char const* path)
+    {
+        return TezIndexedMesh::ReadFromPlyFileBrontesFlavor(TezString(path));
+    }
 };
 
 class MeshTestUI : public TezUICallback
