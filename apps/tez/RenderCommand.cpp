@@ -295,6 +295,7 @@ int Render(TezVoxelOctree& tree, RenderOptions const& o, FILE* out, FILE* err)
     std::vector<TezOctreeDevice::Node> hostNodes(onDevice ? nodes.GetNumElements() : 0);
     TezCalculateOctreeNodeStates(source, table.Get(), onDevice, onDevice ? hostNodes.data() : nullptr);
     TezCalculateOctreeNodeStatesAdjacent(source, onDevice);
+    source.statesValid = true; // for this very table: empty bricks are stepped over
 
     TezPlane<float> plane;
     TezPlane<float> const* cut = nullptr;

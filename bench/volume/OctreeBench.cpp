@@ -253,6 +253,7 @@ struct RenderScene
         source.leaves = leaves.GetCUDA();
         source.nodeCount = int32_t(nodes.GetNumElements());
         TezCalculateOctreeNodeStates(source, table.data(), false);
+        source.statesValid = true;
 
         TezRef<TezCameraView> view = TezCameraView::Create();
         view->Resize(kWidth, kHeight);

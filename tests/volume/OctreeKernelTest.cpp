@@ -555,6 +555,22 @@ TEST(OctreeKernel, BuiltOctreeOfASphereRendersItsSilhouetteAndStates)
     EXPECT_EQ(octree->GetNodePool().Node(0)->state, StateBoundary);
     for (uint32_t i = 1; i <= 8; ++i)
         EXPECT_EQ(octree->GetNodePool().Node(i)->state, StateBoundary) << i;
+
+    // With valid states the empty bricks are stepped over: same pictures.
+    TezOctreeRenderSource skipping = TezMakeOctreeRenderSource(*octree);
+    skipping.statesValid = true;
+    TezOctreeRenderBuffers again(w, w, 2, TezDeviceIsCuda()), layered(w, w, 2, TezDeviceIsCuda());
+    ASSERT_TRUE(TezRenderOctreeSolid(again.GetTarget(), skipping, OrthoCamera(w, w), Identity(), {1, 1, 1, 1},
+                                     table.data()));
+    EXPECT_EQ(again.ReadDepth(), depth);
+    EXPECT_EQ(again.ReadImage(), buffers.ReadImage());
+    for (auto* target : {&again, &layered}) {
+        TezClearOctreeLayers(target->GetTarget());
+        ASSERT_TRUE(TezRenderOctreeTransparent(target->GetTarget(), target == &again ? skipping : source,
+                                               OrthoCamera(w, w), Identity(), {1, 1, 1, 0.5f}, table.data()));
+    }
+    EXPECT_EQ(again.ReadRayLayers(), layered.ReadRayLayers());
+    EXPECT_EQ(again.ReadColourLayers(), layered.ReadColourLayers());
 }
 
 // Copies a host array to device memory, freed at the end of the scope.

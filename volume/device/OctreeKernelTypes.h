@@ -75,6 +75,10 @@ struct __Octree
     Node* nodes;
     const void* leaves;
     int32_t treeSize; // used by the node state kernels only
+    // Node states hold for the table in use: a brick whose node cannot
+    // change the ray's classification (empty outside, full inside) is
+    // stepped over without walking its voxels. The picture is the same.
+    int32_t skipByState;
 };
 
 // The opacity table of 256 entries.

@@ -348,6 +348,12 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
             t = Advance(t, advance);
             continue;
         }
+        if (oct.skipByState && node.state == (inside ? StateFull : StateEmpty) && (node.data & NodeFlagBit)) {
+            // Every voxel of this brick classifies as the ray already does:
+            // walking it could not hit, and t moves on as after the walk.
+            t += advance;
+            continue;
+        }
         if (!(node.data & NodeFlagBit)) {
             // A brick flag without a brick: the ray ends here.
             if (stopCounter == 0)

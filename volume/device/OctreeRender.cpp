@@ -173,6 +173,7 @@ __Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
     o.nodes = source.nodes;
     o.leaves = source.leaves;
     o.treeSize = source.treeSize;
+    o.skipByState = source.statesValid ? 1 : 0;
     return o;
 }
 

@@ -56,6 +56,9 @@ struct TezOctreeRenderSource
     TezOctreeDevice::Node* nodes = nullptr;
     const void* leaves = nullptr;
     int32_t nodeCount = 0;
+    // Set after TezCalculateOctreeNodeStates with the table the render uses:
+    // the render then skips bricks that hold nothing the ray could hit.
+    bool statesValid = false;
 };
 
 // Camera record from plain fields; fovDegrees is converted to radians.
