@@ -239,4 +239,13 @@ TEST(MeshSelfIntersections, CrossingBoxesButNotASphere)
     auto foldTree = TezMeshKDTree::Create(fold);
     ASSERT_TRUE(foldTree->Build());
     EXPECT_EQ(TezFindSelfIntersections(foldTree, pairs), 0u);
+
+    // The same overlap without a shared index is reported.
+    fold->AddVertex(TezMeshVertex(Vec(1, 0, 0), Vec(0, 0, 1)));
+    fold->AddVertex(TezMeshVertex(Vec(0, 0, 0), Vec(0, 0, 1)));
+    fold->GetIndices() = {0, 1, 2, 4, 5, 3};
+    ASSERT_TRUE(foldTree->Build());
+    EXPECT_EQ(TezFindSelfIntersections(foldTree, pairs), 1u);
+    EXPECT_EQ(pairs.begin()->first, 0u);
+    EXPECT_EQ(pairs.begin()->second, 1u);
 }
