@@ -16,7 +16,7 @@ packages=(
 )
 
 if [ "${1:-}" = "--extras" ]; then
-  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev)
+  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev libopenvdb-dev)
 fi
 
 missing=()
