@@ -9,6 +9,7 @@
 #include "mesh/detail/PositionMap.h"
 #include "mesh/detail/TextScan.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -32,8 +33,11 @@ File Open(TezString const& path, char const* mode) { return File(std::fopen(path
 class CornerJoiner
 {
 public:
-    explicit CornerJoiner(size_t triangles) : m_map(triangles / 2 + 16)
+    // `triangles` is a guess that sizes the arrays up front; a stream whose
+    // size is unknown may claim anything, so the guess is capped.
+    explicit CornerJoiner(size_t triangles) : m_map(std::min(triangles, kMaxGuess) / 2 + 16)
     {
+        triangles = std::min(triangles, kMaxGuess);
         m_vertices.reserve(triangles / 2 + 16);
         m_indices.reserve(3 * triangles);
     }
@@ -63,6 +67,7 @@ public:
     }
 
 private:
+    static constexpr size_t kMaxGuess = size_t(1) << 24;
     PositionMap m_map;
     std::vector<TezMeshVertex> m_vertices;
     std::vector<unsigned int> m_indices;

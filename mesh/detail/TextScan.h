@@ -101,17 +101,25 @@ struct TextScan
         return true;
     }
 
-    // A decimal integer with an optional sign.
+    // A decimal integer with an optional sign, of at most 18 digits.
     bool Integer(long long& value)
     {
         SkipSpace();
         char const* q = p;
-        if (q < end && *q == '+')
+        bool const negative = q < end && *q == '-';
+        if (q < end && (*q == '-' || *q == '+'))
             ++q;
-        std::from_chars_result const r = std::from_chars(q, end, value);
-        if (r.ec != std::errc())
+        char const* const digits = q;
+        long long magnitude = 0;
+        for (; q < end && unsigned(*q - '0') < 10; ++q) {
+            if (q - digits == 18)
+                return false;
+            magnitude = magnitude * 10 + (*q - '0');
+        }
+        if (q == digits)
             return false;
-        p = r.ptr;
+        value = negative ? -magnitude : magnitude;
+        p = q;
         return true;
     }
 };
