@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <unordered_map>
 
 namespace {
 
@@ -40,7 +41,8 @@ void Trace(std::vector<int> const& best, size_t n, int i, int j, std::vector<int
 } // namespace
 
 std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ring,
-                                        std::vector<unsigned int> const& ids)
+                                        std::vector<unsigned int> const& ids,
+                                        std::vector<std::pair<int, int>> const& joined)
 {
     std::vector<int> out;
     size_t const n = ring.size();
@@ -63,6 +65,18 @@ std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ri
     auto sharesCorner = [&](size_t a, size_t b, size_t c) {
         return ids[a] == ids[b] || ids[b] == ids[c] || ids[a] == ids[c];
     };
+    // Chords that would double an edge of the mesh; the ring's own edges are
+    // the hole's boundary and always allowed.
+    std::vector<char> blocked;
+    for (auto const& [a, b] : joined) {
+        size_t const lo = static_cast<size_t>(std::min(a, b));
+        size_t const hi = static_cast<size_t>(std::max(a, b));
+        if (hi >= n || hi == lo + 1 || (lo == 0 && hi == n - 1))
+            continue;
+        if (blocked.empty())
+            blocked.assign(n * n, 0);
+        blocked[lo * n + hi] = 1;
+    }
 
     // weight[i][j]: least area of the polygon i..j; byColumn holds it
     // transposed so that the inner loop reads both terms contiguously.
@@ -72,6 +86,12 @@ std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ri
     for (size_t span = 2; span < n; ++span) {
         for (size_t i = 0; i + span < n; ++i) {
             size_t const j = i + span;
+            if (!blocked.empty() && blocked[i * n + j]) {
+                weight[i * n + j] = kBlocked;
+                byColumn[j * n + i] = kBlocked;
+                best[i * n + j] = static_cast<int>(i + 1);
+                continue;
+            }
             // Area of (v[i], v[m], v[j]): half |(c - b) x (a - c)|.
             float const dx = x[i] - x[j], dy = y[i] - y[j], dz = z[i] - z[j];
             float const cx = x[j], cy = y[j], cz = z[j];
@@ -102,6 +122,8 @@ std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ri
             best[i * n + j] = static_cast<int>(bestM);
         }
     }
+    if (!(weight[n - 1] < kBlocked))
+        return out;
     out.reserve(3 * (n - 2));
     Trace(best, n, 0, static_cast<int>(n - 1), out);
     return out;
@@ -149,7 +171,8 @@ bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
         v->SetTempFloat(ComputeRefineWeight(v));
 
     size_t const first = m_faces.size();
-    TriangulateHole(ring);
+    if (!TriangulateHole(ring))
+        return false; // every triangulation would double an edge of the mesh
     std::vector<Face*> patch;
     patch.reserve(m_faces.size() - first);
     for (size_t i = first; i < m_faces.size(); ++i)
@@ -166,17 +189,32 @@ bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
     return true;
 }
 
-void TezTopologyMesh::TriangulateHole(std::vector<Vertex*> const& ring)
+bool TezTopologyMesh::TriangulateHole(std::vector<Vertex*> const& ring)
 {
     std::vector<Vec> positions(ring.size());
     std::vector<unsigned int> ids(ring.size());
+    std::unordered_map<Vertex const*, std::vector<int>> places;
     for (size_t k = 0; k < ring.size(); ++k) {
         ids[k] = ring[k]->m_geometry;
         positions[k] = Position(ids[k]);
+        places[ring[k]].push_back(static_cast<int>(k));
     }
-    std::vector<int> const corners = TezTriangulateHoleRing(positions, ids);
+    // Ring corners the mesh joins already: every edge between two of them
+    // leaves one of them as a half-edge.
+    std::vector<std::pair<int, int>> joined;
+    for (auto const& [vertex, from] : places)
+        for (HalfEdge const* h : vertex->m_edges) {
+            auto to = places.find(h->m_next->m_vertex);
+            if (to == places.end())
+                continue;
+            for (int a : from)
+                for (int b : to->second)
+                    joined.emplace_back(std::min(a, b), std::max(a, b));
+        }
+    std::vector<int> const corners = TezTriangulateHoleRing(positions, ids, joined);
     for (size_t t = 0; t + 2 < corners.size(); t += 3)
         AddFace(ids[corners[t]], ids[corners[t + 1]], ids[corners[t + 2]], NewFace);
+    return !corners.empty();
 }
 
 float TezTopologyMesh::ComputeRefineWeight(Vertex const* vertex) const

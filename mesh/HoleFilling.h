@@ -8,8 +8,9 @@
 // order of the mesh's boundary half-edges; the triangles come out wound the
 // other way, to close the mesh, as corners into the ring, three to a triangle,
 // in the order they are made. Corners with equal ids (a boundary that passes
-// one vertex twice) are never put into one triangle while another choice
-// exists.
+// one vertex twice) never share a triangle, and no triangle gets an edge
+// between the ring corners of a listed pair (corners the mesh already joins,
+// ring indices, smaller first). Empty when no triangulation is left.
 //
 // TezCheckRelaxNeed: whether the edge E-F between the triangles P E F and F E Q
 // should be swapped for P-Q: Q lies inside the circumcircle of P E F (in its
@@ -19,10 +20,12 @@
 #include "core/Api.h"
 #include "math/Vector.h"
 
+#include <utility>
 #include <vector>
 
 TEZ_API std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ring,
-                                                std::vector<unsigned int> const& ids);
+                                                std::vector<unsigned int> const& ids,
+                                                std::vector<std::pair<int, int>> const& joined = {});
 
 TEZ_API bool TezCheckRelaxNeed(TezVector3<float> const& p, TezVector3<float> const& e, TezVector3<float> const& f,
                                TezVector3<float> const& q, bool retry);

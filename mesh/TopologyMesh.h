@@ -165,8 +165,9 @@ public:
     void Clear();
 
     // Fills the hole and removes it from the list. False, with nothing
-    // changed, for a hole that is not in the list, has fewer than 3 edges or
-    // whose edges are no longer on the boundary.
+    // changed, for a hole that is not in the list, has fewer than 3 edges,
+    // whose edges are no longer on the boundary, or that cannot be closed
+    // without doubling an edge the mesh has already.
     bool FillHole(TezRef<TezTopologyHole> hole);
 
     // Inserts a vertex at the position, which should lie in the face; the face
@@ -223,7 +224,8 @@ private:
     TezVector3<float> const& Position(Vertex const* vertex) const { return Position(vertex->m_geometry); }
 
     // Hole filling.
-    void TriangulateHole(std::vector<Vertex*> const& ring);
+    // False, with nothing added, when the ring has no valid triangulation.
+    bool TriangulateHole(std::vector<Vertex*> const& ring);
     void RefineHole(std::vector<Face*>& faces);
     float ComputeRefineWeight(Vertex const* vertex) const;
     Vertex* SplitFace(Face* face, TezVector3<float> const& position);

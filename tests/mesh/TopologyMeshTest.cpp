@@ -7,10 +7,23 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
+#include <random>
 
 using namespace topology_test;
 
 namespace {
+
+// Every edge in at most two triangles, and then in opposite directions.
+bool ManifoldAndOriented(TezIndexedMesh const& mesh)
+{
+    std::map<std::pair<unsigned int, unsigned int>, int> directed;
+    for (size_t t = 0; t < mesh.GetNumTriangles(); ++t)
+        for (int k = 0; k < 3; ++k)
+            if (++directed[{mesh.GetIndex(t, k), mesh.GetIndex(t, (k + 1) % 3)}] > 1)
+                return false;
+    return true;
+}
 
 bool ClosedAndManifold(TezRef<TezIndexedMesh> mesh)
 {
@@ -61,10 +74,10 @@ TEST(TopologyMesh, ReportsProgressWhenAsked)
     MeshTestApplication app;
     TezRef<TezIndexedMesh> mesh = Grid(3); // 16 vertices, 18 triangles, 12 border edges
     auto topology = TezTopologyMesh::Create(mesh, true);
-    EXPECT_EQ((std::vector<std::string>{"Creating topology vertices...", "Creating topology triangles...",
-                                        "Finding edges that belong to holes...",
-                                        "Connecting edges that belong to holes..."}),
-              app.ui.messages);
+    EXPECT_EQ(
+        (std::vector<std::string>{"Creating topology vertices...", "Creating topology triangles...",
+                                  "Finding edges that belong to holes...", "Connecting edges that belong to holes..."}),
+        app.ui.messages);
     EXPECT_EQ(app.ui.started, 4u);
     EXPECT_EQ(app.ui.ended, 4u);
     EXPECT_EQ(app.ui.steps, 16u + 18u + 18u + 12u);
@@ -205,6 +218,40 @@ TEST(TopologyMesh, ToleratesNonManifoldInput)
     FillAll(tie);
 }
 
+TEST(TopologyMesh, RandomTriangleSoupsNeverBreakIt)
+{
+    // Fins, repeated positions, pinched and flipped triangles at random:
+    // filling must finish, and an oriented manifold input stays one.
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> coordinate(-1.0f, 1.0f);
+    for (int run = 0; run < 500; ++run) {
+        unsigned int const numVertices = 3 + rng() % 12;
+        TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
+        for (unsigned int v = 0; v < numVertices; ++v) {
+            Vec p(coordinate(rng), coordinate(rng), rng() % 3 == 0 ? 0.0f : coordinate(rng));
+            if (v > 0 && rng() % 10 == 0)
+                p = mesh->GetVertex(v - 1).position;
+            mesh->AddVertex(TezMeshVertex(p, Vec(0, 0, 1)));
+        }
+        for (unsigned int t = 1 + rng() % 25; t > 0; --t) {
+            unsigned int const a = rng() % numVertices, b = rng() % numVertices, c = rng() % numVertices;
+            // Triangles with a repeated corner are the clean-up's business.
+            if (a != b && b != c && a != c)
+                AddTriangle(*mesh, a, b, c);
+        }
+        auto topology = TezTopologyMesh::Create(mesh);
+        bool const manifold = ManifoldAndOriented(*mesh);
+        for (int guard = 0; guard < 100 && topology->GetNumHoles() > 0; ++guard)
+            if (!topology->FillHole(topology->GetHole(0)))
+                topology->ClearHoles();
+        EXPECT_EQ(topology->GetNumFaces(), mesh->GetNumTriangles());
+        if (manifold) {
+            EXPECT_TRUE(topology->Validate()) << "run " << run;
+            EXPECT_TRUE(ManifoldAndOriented(*mesh)) << "run " << run;
+        }
+    }
+}
+
 TEST(TopologyMesh, SplitSwapAndCopy)
 {
     TezRef<TezIndexedMesh> mesh = Grid(1); // two triangles over a unit square
@@ -255,6 +302,9 @@ TEST(HoleTriangulation, TieKeepsLowestSplitAndAreaIsMinimal)
     std::vector<Vec> square = {Vec(0, 0, 0), Vec(1, 0, 0), Vec(1, 1, 0), Vec(0, 1, 0)};
     std::vector<int> const triangles = TezTriangulateHoleRing(square, {0, 1, 2, 3});
     EXPECT_EQ(triangles, (std::vector<int>{1, 0, 3, 1, 3, 2}));
+    // A diagonal the mesh has already is not doubled; with both taken there is none.
+    EXPECT_EQ(TezTriangulateHoleRing(square, {0, 1, 2, 3}, {{1, 3}}), (std::vector<int>{0, 2, 1, 2, 0, 3}));
+    EXPECT_TRUE(TezTriangulateHoleRing(square, {0, 1, 2, 3}, {{1, 3}, {0, 2}}).empty());
 
     // A skew quad: the diagonal away from the raised corner gives less area.
     std::vector<Vec> skew = {Vec(0, 0, 0), Vec(1, 0, 1), Vec(1, 1, 0), Vec(0, 1, 0)};
