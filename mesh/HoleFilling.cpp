@@ -147,7 +147,7 @@ bool TezCheckRelaxNeed(TezVector3<float> const& p, TezVector3<float> const& e, T
 
 bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
 {
-    if (!hole || !m_geometry)
+    if (!hole || !Matches())
         return false;
     auto listed = std::find(m_holes.begin(), m_holes.end(), hole);
     if (listed == m_holes.end())

@@ -89,7 +89,7 @@ TezRef<TezTopologyFace> TezTopologyMesh::AddTriangle(TezMeshTriangle const& tria
         return nullptr;
     unsigned int const a = triangle.GetVertexIndex(0), b = triangle.GetVertexIndex(1), c = triangle.GetVertexIndex(2);
     size_t const n = m_vertices.size();
-    if (a >= n || b >= n || c >= n)
+    if (a >= n || b >= n || c >= n || (face == NewFace && !Matches()))
         return nullptr;
     return AddFace(a, b, c, face);
 }
@@ -418,7 +418,7 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Copy() const
 
 TezRef<TezTopologyVertex> TezTopologyMesh::SplitFace(TezRef<TezTopologyFace> face, TezVector3<float> const& position)
 {
-    if (!m_geometry || !Owns(face.Get()))
+    if (!Matches() || !Owns(face.Get()))
         return nullptr;
     return SplitFace(face.Get(), position);
 }
@@ -488,7 +488,7 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
 bool TezTopologyMesh::Swap(TezRef<TezTopologyFace> faceA, TezRef<TezTopologyHalfEdge> edgeA,
                            TezRef<TezTopologyFace> faceB, TezRef<TezTopologyHalfEdge> edgeB)
 {
-    if (!Owns(faceA.Get()) || !Owns(faceB.Get()) || !edgeA || !edgeB || edgeA->m_face != faceA.Get() ||
+    if (!Matches() || !Owns(faceA.Get()) || !Owns(faceB.Get()) || !edgeA || !edgeB || edgeA->m_face != faceA.Get() ||
         edgeB->m_face != faceB.Get())
         return false;
     return SwapEdge(edgeA.Get(), edgeB.Get());

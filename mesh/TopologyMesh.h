@@ -165,13 +165,15 @@ public:
     void Clear();
 
     // Fills the hole and removes it from the list. False, with nothing
-    // changed, for a hole that is not in the list, has fewer than 3 edges,
+    // changed, for a mesh that left out triangles with missing corners, or a
+    // hole that is not in the list, has fewer than 3 edges,
     // whose edges are no longer on the boundary, or that cannot be closed
     // without doubling an edge the mesh has already.
     bool FillHole(TezRef<TezTopologyHole> hole);
 
     // Inserts a vertex at the position, which should lie in the face; the face
-    // becomes three, the first keeping its number. Returns the new vertex.
+    // becomes three, the first keeping its number. Returns the new vertex, or
+    // null for a face of another mesh (or a mesh as FillHole refuses).
     TezRef<TezTopologyVertex> SplitFace(TezRef<TezTopologyFace> face, TezVector3<float> const& position);
     // Replaces the edge shared by the two faces (edgeA in faceA, edgeB its
     // mate) by the edge between their opposite corners. False, with nothing
@@ -209,6 +211,14 @@ private:
     TezTopologyMesh() = default;
 
     TezTopologyVertex* NewVertex(unsigned int geometry);
+    // Whether faces and vertices still stand one to one for the geometry's
+    // triangles and vertices (not so after triangles with missing corners
+    // were left out); editing refuses a mesh that does not.
+    bool Matches() const
+    {
+        return m_geometry && m_faces.size() == m_geometry->GetNumTriangles() &&
+               m_vertices.size() == m_geometry->GetNumVertices();
+    }
     // Whether the face is one of this mesh's faces.
     bool Owns(Face const* face) const
     {

@@ -216,6 +216,18 @@ TEST(TopologyMesh, ToleratesNonManifoldInput)
     ASSERT_TRUE(tie->Validate());
     ASSERT_EQ(tie->GetNumHoles(), 2u);
     FillAll(tie);
+
+    // A triangle naming a vertex that is not there is left out, and the
+    // mismatched topology refuses to edit the geometry.
+    AddTriangle(*bow, 0, 1, 99);
+    auto broken = TezTopologyMesh::Create(bow);
+    EXPECT_FALSE(broken->Validate());
+    EXPECT_EQ(broken->GetNumFaces(), bow->GetNumTriangles() - 1);
+    size_t const triangles = bow->GetNumTriangles();
+    EXPECT_FALSE(broken->SplitFace(broken->GetFace(0), Vec(0.5f, 0, 0)));
+    for (size_t h = 0; h < broken->GetNumHoles(); ++h)
+        EXPECT_FALSE(broken->FillHole(broken->GetHole(h)));
+    EXPECT_EQ(bow->GetNumTriangles(), triangles);
 }
 
 TEST(TopologyMesh, RandomTriangleSoupsNeverBreakIt)
