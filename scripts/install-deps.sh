@@ -16,7 +16,9 @@ packages=(
 )
 
 if [ "${1:-}" = "--extras" ]; then
-  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev libopenvdb-dev)
+  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev
+             libopenvdb-dev libboost-iostreams-dev libassimp-dev libtinyobjloader-dev
+             libcgal-dev libgmp-dev libmpfr-dev libvtk9-dev)
 fi
 
 missing=()
