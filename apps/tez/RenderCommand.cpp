@@ -12,6 +12,7 @@
 #include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeRender.h"
+#include "volume/device/VoxelOctreeKernels.h"
 
 #include <cerrno>
 #include <cmath>
@@ -257,8 +258,9 @@ private:
     void* m_device = nullptr;
 };
 
-int Render(TezVoxelOctree& tree, RenderOptions const& o, FILE* out, FILE* err)
+int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out, FILE* err)
 {
+    TezVoxelOctree& tree = *octree;
     TezBox3<float> const bounds = tree.GetBounds();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
 
@@ -272,30 +274,13 @@ int Render(TezVoxelOctree& tree, RenderOptions const& o, FILE* out, FILE* err)
     camera->SetUp(up);
     camera->NearFarToBox(bounds);
 
-    // The pools' device copies: host arrays unless a CUDA device is in use.
-    bool const onDevice = TezOctreeKernelsHaveDevice();
-    TezVoxelOctreeNodePool& nodes = tree.GetNodePool();
-    TezVoxelOctreeLeafVolumePool& leaves = tree.GetLeafPool();
-    nodes.EstablishCUDA();
-    nodes.WriteToCUDA();
-    leaves.EstablishCUDA();
-    leaves.WriteToCUDA();
-    TezOctreeRenderSource source;
-    source.bitsPerPixel = tree.GetBitsPerPixel();
-    source.voxelSize = tree.GetVoxelSize();
-    source.maxDepth = tree.GetMaxDepth();
-    source.treeSize = tree.GetTreeSize();
-    source.nodes = static_cast<TezOctreeDevice::Node*>(nodes.GetCUDA());
-    source.leaves = leaves.GetCUDA();
-    source.nodeCount = int32_t(nodes.GetNumElements());
-    if (!source.nodes || !source.leaves)
-        throw std::runtime_error("the octree's pools could not be copied for the ray caster");
-
+    // Node states for this very table let the ray caster step over bricks
+    // that hold nothing it could hit; the picture is the same.
+    bool const onDevice = TezDeviceIsCuda();
     DeviceTable const table(TezVolumeCreateTransferFunction(o.points, 256), onDevice);
-    std::vector<TezOctreeDevice::Node> hostNodes(onDevice ? nodes.GetNumElements() : 0);
-    TezCalculateOctreeNodeStates(source, table.Get(), onDevice, onDevice ? hostNodes.data() : nullptr);
-    TezCalculateOctreeNodeStatesAdjacent(source, onDevice);
-    source.statesValid = true; // for this very table: empty bricks are stepped over
+    bool const states = TezVoxelOctreeCalculateNodeStates(octree, table.Get());
+    TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
+    source.statesValid = states;
 
     TezPlane<float> plane;
     TezPlane<float> const* cut = nullptr;
@@ -390,7 +375,7 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     if (!tree)
         return 1;
     try {
-        return Render(*tree, options, out, err);
+        return Render(tree, options, out, err);
     } catch (std::exception const& error) {
         std::fprintf(err, "tez render: %s\n", error.what());
         return 1;
