@@ -3,22 +3,7 @@
 # The open box (with its faults) is closed and read back without holes; the
 # sphere of radius 2 has mean curvature near -1/2 and Gaussian near 1/4.
 
-function(run_tez)
-  execute_process(COMMAND ${TEZ} ${ARGN}
-    RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  set(code "${code}" PARENT_SCOPE)
-  set(err "${err}" PARENT_SCOPE)
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
-
-function(expect code_wanted pattern)
-  if(NOT code EQUAL code_wanted)
-    message(FATAL_ERROR "exit ${code}, wanted ${code_wanted}\nstdout: ${out}\nstderr: ${err}")
-  endif()
-  if(NOT "${out}${err}" MATCHES "${pattern}")
-    message(FATAL_ERROR "no match for '${pattern}'\nstdout: ${out}\nstderr: ${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/TezRun.cmake)
 
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})

@@ -3,22 +3,7 @@
 # A faulty OBJ is checked (exit 1), cleaned into binary and text STL, and
 # the results read back; unreadable files and bad usage give 1 and 2.
 
-function(run_tez)
-  execute_process(COMMAND ${TEZ} ${ARGN}
-    RESULT_VARIABLE code OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  set(code "${code}" PARENT_SCOPE)
-  set(err "${err}" PARENT_SCOPE)
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
-
-function(expect code_wanted pattern)
-  if(NOT code EQUAL code_wanted)
-    message(FATAL_ERROR "exit ${code}, wanted ${code_wanted}\nstdout: ${out}\nstderr: ${err}")
-  endif()
-  if(NOT "${out}${err}" MATCHES "${pattern}")
-    message(FATAL_ERROR "no match for '${pattern}'\nstdout: ${out}\nstderr: ${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/TezRun.cmake)
 
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${WORK})

@@ -1,27 +1,21 @@
 # Runs the real tez as a user would: a sample stack with a gap, an octree
-# built from it, then its description. Fails on any non-zero exit or when
-# the description lacks what it must say.
+# built from it, then its description; a missing folder and a file that is
+# no octree fail with a message.
+include(${CMAKE_CURRENT_LIST_DIR}/TezRun.cmake)
+
 file(REMOVE_RECURSE ${WORK})
-execute_process(COMMAND ${TEZ} sample ${WORK}/slices --size 40 RESULT_VARIABLE rc OUTPUT_VARIABLE out)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "tez sample failed: ${rc}")
-endif()
+run_tez(sample ${WORK}/slices --size 40)
+expect(0 "slice%04d.png 0 39")
 file(REMOVE ${WORK}/slices/slice0007.png)
-execute_process(COMMAND ${TEZ} octree ${WORK}/slices/slice%04d.png 0 39 --bpp 16 --voxel-size 0.25 -o ${WORK}/sample.tez
-                RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT rc EQUAL 0 OR NOT err MATCHES "1 of 40 slices missing \\(7\\)")
-  message(FATAL_ERROR "tez octree failed: ${rc}\n${out}\n${err}")
-endif()
-execute_process(COMMAND ${TEZ} octree --info ${WORK}/sample.tez RESULT_VARIABLE rc OUTPUT_VARIABLE out)
-if(NOT rc EQUAL 0 OR NOT out MATCHES "dimensions: 40 x 40 x 40 voxels" OR NOT out MATCHES "bits per voxel: 16"
-   OR NOT out MATCHES "voxel size: 0.25" OR NOT out MATCHES "bricks: [1-9]")
-  message(FATAL_ERROR "tez octree --info: ${rc}\n${out}")
-endif()
-execute_process(COMMAND ${TEZ} octree ${WORK}/missing/s%d.png 0 3 -o ${WORK}/x.tez RESULT_VARIABLE rc ERROR_VARIABLE err)
-if(NOT rc EQUAL 1 OR NOT err MATCHES "does not exist")
-  message(FATAL_ERROR "a missing folder must fail with a message: ${rc} ${err}")
-endif()
-execute_process(COMMAND ${TEZ} octree --info ${WORK}/slices/slice0001.png RESULT_VARIABLE rc ERROR_VARIABLE err)
-if(NOT rc EQUAL 1)
-  message(FATAL_ERROR "an image is not an octree: ${rc} ${err}")
-endif()
+
+run_tez(octree ${WORK}/slices/slice%04d.png 0 39 --bpp 16 --voxel-size 0.25 -o ${WORK}/sample.tez)
+expect(0 "1 of 40 slices missing \\(7\\)")
+
+run_tez(octree --info ${WORK}/sample.tez)
+expect(0 "bits per voxel: 16\ndimensions: 40 x 40 x 40 voxels\nvoxel size: 0.25\n.*bricks: [1-9]")
+
+run_tez(octree ${WORK}/missing/s%d.png 0 3 -o ${WORK}/x.tez)
+expect(1 "does not exist")
+
+run_tez(octree --info ${WORK}/slices/slice0001.png)
+expect(1 "not a readable octree")
