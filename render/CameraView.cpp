@@ -338,6 +338,55 @@ void TezCameraView::CalcStandardView(TezBox3<float> box, TezMatrix44<float> cons
     CalcZoomAll(transform * box, from, to, outUp, fov, outEye, outFocus);
 }
 
+void TezCameraView::FrameBox(TezBox3<float> const& box, TezVector3<float> const& from, TezVector3<float> const& to,
+                             TezVector3<float> const& up, float margin)
+{
+    if (box.Empty())
+        return;
+    Vec3 const m = box.Middle();
+    Vec3 const n = (to - from).Normalized();
+    Vec3 const x = (up ^ n).Normalized();
+    Vec3 const y = (n ^ x).Normalized();
+    float const t = HalfAngleTan();
+    float const aspect = Aspect();
+    float const grow = 1.0f + margin;
+    // Corners relative to the middle, in view axes (z along the sight).
+    // Perspective: a corner at view depth D + z is inside when its offsets
+    // are within t (D + z) vertically and t aspect (D + z) horizontally.
+    // Orthographic: the view's half height is t times the focus distance.
+    float need = 0.0f;
+    float behind = 0.0f;
+    for (int c = 0; c < 8; ++c) {
+        Vec3 const p = box.Corner(c & 1, c & 2, c & 4) - m;
+        float const px = std::abs(p * x) * grow, py = std::abs(p * y) * grow, pz = p * n;
+        behind = std::max(behind, -pz);
+        if (m_perspective)
+            need = std::max({need, py / t - pz, px / (t * aspect) - pz});
+        else
+            need = std::max({need, py / t, px / (t * aspect)});
+    }
+    // The eye stays clear of the box: a little beyond its nearest corner.
+    float const clearance = behind * grow + 1e-3f * (behind + need);
+    if (m_perspective) {
+        float const d = std::max(need, clearance);
+        SetFocus(m);
+        SetEye(m - n * d);
+    } else {
+        float const back = std::max(clearance, need);
+        SetEye(m - n * back);
+        SetFocus(m - n * back + n * need);
+    }
+    SetUp(up);
+    NearFarToBox(box);
+}
+
+void TezCameraView::FrameStandardView(TezBox3<float> const& box, int view, float margin)
+{
+    if (view < 0 || view >= StandardViewCount)
+        throw std::runtime_error("TezCameraView::FrameStandardView: no standard view " + std::to_string(view));
+    FrameBox(box, StandardFrom[view], StandardTo[view], StandardUp[view], margin);
+}
+
 // ---- gestures ----
 
 void TezCameraView::PanView(TezBox3<float> box, int dx, int dy)

@@ -128,6 +128,19 @@ public:
     void CalcStandardView(TezBox3<float> box, TezMatrix44<float> const& transform, int view, float fov,
                           TezVector3<float>& outEye, TezVector3<float>& outFocus, TezVector3<float>& outUp) const;
 
+    // Frames the whole box: looking from `from` towards `to` with `up`, sets
+    // eye and focus so that every corner of the box lies inside the view
+    // with `margin` (0.05: 5% of the half extent) to spare, for the current
+    // projection, field of view and viewport; then fits near and far. Unlike
+    // CalcZoomAll, whose fit may crop, nothing of the box is cut off, at any
+    // scale. In orthographic mode the eye also stays in front of the box.
+    // Does nothing on an empty box.
+    void FrameBox(TezBox3<float> const& box, TezVector3<float> const& from, TezVector3<float> const& to,
+                  TezVector3<float> const& up, float margin = 0.05f);
+    // FrameBox along standard view `view`; throws std::runtime_error for an
+    // index outside 0 to 7.
+    void FrameStandardView(TezBox3<float> const& box, int view, float margin = 0.05f);
+
     // The tools' gestures; the box is the scene's bounds, to which near and
     // far are re-fitted afterwards.
     void PanView(TezBox3<float> box, int dx, int dy);

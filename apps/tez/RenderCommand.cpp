@@ -267,12 +267,8 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     TezRef<TezCameraView> camera = TezCameraView::Create();
     camera->Resize(o.width, o.height);
     camera->UsePerspective(o.perspective);
-    TezVector3<float> eye, focus, up;
-    camera->CalcStandardView(bounds, TezIdentityTransform<float>(), o.view, camera->GetFov(), eye, focus, up);
-    camera->SetEye(eye);
-    camera->SetFocus(focus);
-    camera->SetUp(up);
-    camera->NearFarToBox(bounds);
+    // The whole volume in the picture, at any voxel size.
+    camera->FrameStandardView(bounds, o.view);
 
     // Node states for this very table let the ray caster step over bricks
     // that hold nothing it could hit; the picture is the same.
@@ -281,6 +277,8 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     bool const states = TezVoxelOctreeCalculateNodeStates(octree, table.Get());
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
     source.statesValid = states;
+    source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
+                   TezOctreeDevice::LookTableOpacity;
 
     TezPlane<float> plane;
     TezPlane<float> const* cut = nullptr;
@@ -303,23 +301,53 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     if (o.transparent) {
         TezClearOctreeDepth(target, 0xFF);
         TezClearOctreeLayers(target);
-        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table.Get(), cut) &&
-                TezBlendOctreeLayers(target, record);
+        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table.Get(), cut);
     } else {
         drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table.Get(), cut);
     }
     if (!drawn)
         std::fprintf(err, "tez render: a render step failed; see the log\n");
 
-    // Pixels no ray reached get a dark background.
+    // Pixels no ray reached show a dark background. Transparent layers go
+    // over it back to front, each by its own alpha, so the background shows
+    // through as much as the surfaces in front of it let it.
+    static float const background[3] = {28.0f, 30.0f, 36.0f};
     std::vector<uint8_t> image = buffers.ReadImage();
-    for (size_t i = 0; i < image.size(); i += 4)
-        if (image[i + 3] == 0) {
-            image[i] = 28;
-            image[i + 1] = 30;
-            image[i + 2] = 36;
-            image[i + 3] = 255;
+    size_t const pixels = size_t(o.width) * size_t(o.height);
+    std::vector<uint8_t> colours;
+    std::vector<float> depths;
+    if (o.transparent) {
+        colours = buffers.ReadColourLayers();
+        depths = buffers.ReadRayLayers();
+    }
+    size_t shown = 0;
+    for (size_t i = 0; i < pixels; ++i) {
+        uint8_t* px = &image[4 * i];
+        float running[3] = {background[0], background[1], background[2]};
+        if (o.transparent) {
+            for (int k = o.layers - 1; k >= 0; --k) {
+                size_t const at = size_t(k) * pixels + i;
+                if (!(depths[at] > 0.0f))
+                    continue;
+                float const a = colours[4 * at + 3] / 255.0f;
+                for (int c = 0; c < 3; ++c)
+                    running[c] = a * colours[4 * at + c] + (1.0f - a) * running[c];
+                ++shown;
+            }
+        } else if (px[3] != 0) {
+            for (int c = 0; c < 3; ++c)
+                running[c] = px[c];
+            ++shown;
         }
+        for (int c = 0; c < 3; ++c)
+            px[c] = uint8_t(std::lround(running[c]));
+        px[3] = 255;
+    }
+    if (shown == 0)
+        std::fprintf(err,
+                     "tez render: warning: the picture shows nothing: no ray met a voxel the transfer function "
+                     "makes opaque (see --tf; the data's values run from %g to %g)\n",
+                     0.0, 0.0);
     TezImage picture;
     if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
         !picture.Save(o.output.c_str())) {

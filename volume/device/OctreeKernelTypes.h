@@ -79,7 +79,22 @@ struct __Octree
     // change the ray's classification (empty outside, full inside) is
     // stepped over without walking its voxels. The picture is the same.
     int32_t skipByState;
+    // Looks beyond the plain kernels, a bit each (Look...): all clear gives
+    // the plain pictures.
+    uint32_t looks;
 };
+
+// A first hit in a uniform node is shaded by the face the ray came in
+// through, instead of full brightness: flat regions and the sides of a
+// constant volume keep their shape.
+constexpr uint32_t LookFaceShading = 1u;
+// A hit on the first sample behind a cross-section plane is flat-lit by the
+// plane's normal instead of by the gradient of the voxels it cuts.
+constexpr uint32_t LookCutShading = 2u;
+// Transparent layers take their alpha from the opacity table (the entry of
+// the voxel where the ray went in, for the surfaces going in and out)
+// instead of 1.
+constexpr uint32_t LookTableOpacity = 4u;
 
 // The opacity table of 256 entries.
 struct LookupTransferFunction

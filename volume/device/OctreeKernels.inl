@@ -99,12 +99,18 @@ TEZ_KERNELFN float ApproxSqrt(float v)
 
 TEZ_KERNELFN bool OutsideUnit(int i, int edge) { return static_cast<unsigned>(i) > static_cast<unsigned>(edge); }
 
-// Opacity of a voxel value: its table bin at or above the threshold.
-TEZ_KERNELFN bool IsOpaque(const float* table, float valueScale, float value)
+// Table entry of a voxel value: its bin of 256.
+TEZ_KERNELFN float TableEntry(const float* table, float valueScale, float value)
 {
     int bin = ToInt(valueScale * value * 255.0f);
     bin = bin < 0 ? 0 : (bin > 255 ? 255 : bin);
-    return table[bin] >= OpaqueThreshold;
+    return table[bin];
+}
+
+// Opacity of a voxel value: its table bin at or above the threshold.
+TEZ_KERNELFN bool IsOpaque(const float* table, float valueScale, float value)
+{
+    return TableEntry(table, valueScale, value) >= OpaqueThreshold;
 }
 
 TEZ_KERNELFN int BrickIndex(int x, int y, int z) { return (z * BrickEdge + y) * BrickEdge + x; }
@@ -119,22 +125,33 @@ struct Ray
     float3s exitBias;
     float tEntry;
     float tExit;
+    float unitT; // t that moves the ray one unit of the cube along its main axis
+    bool cutEntry;       // tEntry lies on a cross-section plane
+    float3s cutNormal;   // that plane's normal, into the kept half space
 };
 
-TEZ_KERNELFN void ApplyRange(const DefaultRangeFunction&, const float3s&, const float3s&, float&, float&) {}
+TEZ_KERNELFN void ApplyRange(const DefaultRangeFunction&, const float3s&, const float3s&, Ray&) {}
 
-TEZ_KERNELFN void ApplyRange(const XSectionRangeFunction& range, const float3s& origin, const float3s& dir,
-                             float& tEntry, float& tExit)
+TEZ_KERNELFN void ApplyRange(const XSectionRangeFunction& range, const float3s& origin, const float3s& dir, Ray& ray)
 {
+    float& tEntry = ray.tEntry;
+    float& tExit = ray.tExit;
     const float denom = Dot(range.normal, dir);
     const float tp = fmaxf(Dot(range.normal, Sub(range.root, origin)) / denom, 0.0f);
     const float nearT = denom > 0.0f ? tp : 0.0f;
     const float farT = denom > 0.0f ? TezInfinityf : tp;
+    ray.cutEntry = nearT > tEntry;
+    ray.cutNormal = range.normal;
     tEntry = fmaxf(tEntry, nearT);
     tExit = fminf(tExit, farT);
 }
 
-TEZ_KERNELFN float ClampAxis(float d) { return fabsf(d) < TezEpsilonf ? copysignf(TezEpsilonf, d) : d; }
+// Keeps a direction component away from zero, so that every slab time is
+// finite. The floor is 1e-6 of the direction's length (and never above
+// 1e-6): the ray drifts by floor / length across the tree, so an absolute
+// floor would push the rays of a large tree, whose octree-space directions
+// are short, by whole voxels sideways.
+TEZ_KERNELFN float ClampAxis(float d, float floor) { return fabsf(d) < floor ? copysignf(floor, d) : d; }
 
 // Builds the ray of pixel (x, y); false when it misses the cube.
 template <class Range>
@@ -170,15 +187,19 @@ TEZ_KERNELFN bool SetUpRay(const __Camera& cam, const float* T, int x, int y, co
     const float len = sqrtf(Dot(d, d));
     ray.origin = o;
     ray.viewDir = Make3(d.x / len, d.y / len, d.z / len);
-    ray.dir = Make3(ClampAxis(d.x), ClampAxis(d.y), ClampAxis(d.z));
+    const float floor = TezEpsilonf * fminf(len, 1.0f);
+    ray.dir = Make3(ClampAxis(d.x, floor), ClampAxis(d.y, floor), ClampAxis(d.z, floor));
     ray.inv = Make3(-1.0f / ray.dir.x, -1.0f / ray.dir.y, -1.0f / ray.dir.z);
+    ray.unitT = 1.0f / Max3(Make3(fabsf(ray.dir.x), fabsf(ray.dir.y), fabsf(ray.dir.z)));
     const float3s corner = Make3(ray.dir.x < 0.0f ? ray.inv.x : 0.0f, ray.dir.y < 0.0f ? ray.inv.y : 0.0f,
                                  ray.dir.z < 0.0f ? ray.inv.z : 0.0f);
     const float3s pos = Mul(o, ray.inv);
     ray.tEntry = fmaxf(Max3(Sub(pos, corner)) + 0.0005f, 0.0f);
     ray.exitBias = Sub(corner, ray.inv);
     ray.tExit = fminf(Min3(Add(pos, ray.exitBias)), TezInfinityf);
-    ApplyRange(range, o, d, ray.tEntry, ray.tExit);
+    ray.cutEntry = false;
+    ray.cutNormal = Make3(0.0f, 0.0f, 0.0f);
+    ApplyRange(range, o, d, ray);
     return ray.tEntry < ray.tExit;
 }
 
@@ -262,12 +283,25 @@ TEZ_KERNELFN float ShadeFromGradient(const float3s& g, const float3s& viewDir)
     return Saturate(Dot(viewDir, n) + 0.2f);
 }
 
-// What a march found: alpha is 0 (nothing) or 1 (a surface at hitDepth).
+// Shade of a hit on a uniform node at cell position f: lit by the normal of
+// the face the ray came in through, the axis whose entry side f is nearest.
+TEZ_KERNELFN float FaceShade(const Ray& ray, const float3s& f)
+{
+    const float dx = ray.dir.x > 0.0f ? f.x : 1.0f - f.x;
+    const float dy = ray.dir.y > 0.0f ? f.y : 1.0f - f.y;
+    const float dz = ray.dir.z > 0.0f ? f.z : 1.0f - f.z;
+    const float along = dx <= dy && dx <= dz ? ray.viewDir.x : (dy <= dz ? ray.viewDir.y : ray.viewDir.z);
+    return Saturate(fabsf(along) + 0.2f);
+}
+
+// What a march found: alpha is 0 (nothing) or 1 (a surface at hitDepth);
+// opacity is the table entry of the value that made the hit.
 struct MarchResult
 {
     float shade;
     float alpha;
     float hitDepth;
+    float opacity;
 };
 
 // t + advance, and at least the next float: far from the tree a step can be
@@ -276,6 +310,24 @@ TEZ_KERNELFN float Advance(float t, float advance)
 {
     const float next = t + advance;
     return next > t ? next : nextafterf(t, TezInfinityf);
+}
+
+// The epsilon that pushes a step past the cell's exit. The stated epsilons
+// are absolute: on a large tree, or far from one, they round away against t
+// or the position, and the ray would stand on the same cell for millions of
+// steps. A step that lands on the cell it started from therefore gets a
+// larger epsilon, four times larger at each further repeat, up to cap (half
+// the cell along the ray's main axis). One repeat keeps the stated epsilon:
+// a step can land on its exit boundary by rounding alone.
+TEZ_KERNELFN float StepEpsilon(float epsilon, int repeats, float cap)
+{
+    if (repeats < 2)
+        return epsilon;
+    float grown = epsilon;
+    for (int k = 1; k < repeats && grown < cap; ++k)
+        grown *= 4.0f;
+    grown = grown < cap ? grown : cap;
+    return grown > epsilon ? grown : epsilon;
 }
 
 // Work of one march, for measurements; the kernels pass no counters.
@@ -291,11 +343,16 @@ template <class V>
 TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float* table, bool inside, float t,
                                MarchCounters* counters = nullptr)
 {
-    MarchResult r{0.0f, 0.0f, 0.0f};
+    MarchResult r{0.0f, 0.0f, 0.0f, 0.0f};
     const V* leaves = static_cast<const V*>(oct.leaves);
+    // A hit on the very first sample of a march that starts on the cut plane
+    // is the cut face itself.
+    bool onCut = ray.cutEntry && t <= ray.tEntry && (oct.looks & LookCutShading);
+    const float cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
     const float lodScale = oct.voxelSize * 750.0f;
     const float maxDepth = static_cast<float>(oct.maxDepth);
     int stopCounter = 0;
+    int lastNode = -1, nodeRepeats = 0;
     while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
         if (r.alpha == 0.0f)
             r.hitDepth = t;
@@ -317,10 +374,12 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
         float3s f;
         Node node;
         bool left = false;
+        int index = 0;
         for (;;) {
             f = Make3(q.x - static_cast<float>(ix), q.y - static_cast<float>(iy), q.z - static_cast<float>(iz));
             nx += ix, ny += iy, nz += iz;
-            node = oct.nodes[base + ix + 2 * iy + 4 * iz];
+            index = base + ix + 2 * iy + 4 * iz;
+            node = oct.nodes[index];
             const uint32_t children = node.children & NodeIndexMask;
             if (children == 0 || level == lod)
                 break;
@@ -340,21 +399,27 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
             continue;
         }
 
+        nodeRepeats = index == lastNode ? nodeRepeats + 1 : 0;
+        lastNode = index;
         const float exitLocal = Min3(Add(Mul(ray.inv, f), ray.exitBias));
-        const float advance = cell * exitLocal + 0.0005f;
+        const float advance = cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * cell * ray.unitT);
 
         if (!(node.children & NodeFlagBit)) {
-            if (IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) != inside) {
-                r.shade = 1.0f;
+            const float entry = TableEntry(table, oct.valueScale, static_cast<float>(node.data));
+            if ((entry >= OpaqueThreshold) != inside) {
+                r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, f) : 1.0f);
                 r.alpha = 1.0f;
+                r.opacity = entry;
             }
+            onCut = false;
             t = Advance(t, advance);
             continue;
         }
         if (oct.skipByState && node.state == (inside ? StateFull : StateEmpty) && (node.data & NodeFlagBit)) {
             // Every voxel of this brick classifies as the ray already does:
             // walking it could not hit, and t moves on as after the walk.
-            t += advance;
+            onCut = false;
+            t = Advance(t, advance);
             continue;
         }
         if (!(node.data & NodeFlagBit)) {
@@ -372,26 +437,37 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
         float s = 0.0f;
         const float limit = 16.0f * exitLocal;
         const float voxelCell = cell / 16.0f;
+        int lastVoxel = -1, voxelRepeats = 0;
         if (limit > 0.0f && r.alpha < 1.0f) {
             do {
                 const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
                 if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
                     break;
+                const int voxel = BrickIndex(bx, by, bz);
+                voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
+                lastVoxel = voxel;
                 if (counters)
                     ++counters->voxels;
                 const float3s local =
                     Make3(v.x - static_cast<float>(bx), v.y - static_cast<float>(by), v.z - static_cast<float>(bz));
                 const float e = Min3(Add(Mul(ray.inv, local), ray.exitBias));
-                s = s + e + 0.001f;
+                s = s + e + StepEpsilon(0.001f, voxelRepeats, 0.5f * ray.unitT);
                 const float3s next = Add(v0, Scale(ray.dir, s));
                 if (r.alpha == 0.0f)
                     r.hitDepth = r.hitDepth + voxelCell * e;
-                const float value = static_cast<float>(brick[BrickIndex(bx, by, bz)]);
-                if (IsOpaque(table, oct.valueScale, value) != inside) {
-                    const float3s g = Gradient(oct, brick, nx, ny, nz, level, bx, by, bz);
-                    r.shade = ShadeFromGradient(g, ray.viewDir);
+                const float value = static_cast<float>(brick[voxel]);
+                const float entry = TableEntry(table, oct.valueScale, value);
+                if ((entry >= OpaqueThreshold) != inside) {
+                    if (onCut) {
+                        r.shade = cutShade;
+                    } else {
+                        const float3s g = Gradient(oct, brick, nx, ny, nz, level, bx, by, bz);
+                        r.shade = ShadeFromGradient(g, ray.viewDir);
+                    }
                     r.alpha = 1.0f;
+                    r.opacity = entry;
                 }
+                onCut = false;
                 v = next;
             } while (r.alpha < 1.0f && s < limit);
         }
@@ -468,12 +544,19 @@ RenderTransparentPixel(const __Camera& cam, const __Octree& oct, const float* tr
         return;
     bool inside = lookup.flags[0] != 0;
     float start = 0.0f;
+    float opacity = 1.0f; // of the material the ray is in, for its way out
     for (int i = 0; i < layerCount; ++i) {
         const MarchResult r = March<V>(oct, ray, lookup.table, inside, fmaxf(ray.tEntry, start));
         if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
             return;
+        float alpha = r.alpha;
+        if (oct.looks & LookTableOpacity) {
+            if (!inside)
+                opacity = Saturate(r.opacity);
+            alpha = opacity;
+        }
         const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade),
-                          ColourByte(colour.z * r.shade), ColourByte(colour.w * r.alpha)};
+                          ColourByte(colour.z * r.shade), ColourByte(colour.w * alpha)};
         inside = !inside;
 
         // Insert into the layers sorted by distance; 0 marks an empty slot and

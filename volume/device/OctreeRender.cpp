@@ -174,6 +174,7 @@ __Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
     o.leaves = source.leaves;
     o.treeSize = source.treeSize;
     o.skipByState = source.statesValid ? 1 : 0;
+    o.looks = source.looks;
     return o;
 }
 

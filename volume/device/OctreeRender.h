@@ -59,6 +59,10 @@ struct TezOctreeRenderSource
     // Set after TezCalculateOctreeNodeStates with the table the render uses:
     // the render then skips bricks that hold nothing the ray could hit.
     bool statesValid = false;
+    // TezOctreeDevice::Look... bits: shading and opacity beyond the plain
+    // pictures (face-lit uniform nodes, flat-lit cut faces, transparent
+    // layers blended by the table's opacity). 0 gives the plain pictures.
+    uint32_t looks = 0;
 };
 
 // Camera record from plain fields; fovDegrees is converted to radians.
