@@ -26,6 +26,8 @@ enum TezDeviceCopyKind {
 };
 
 constexpr int TezDeviceSuccess = 0;
+// cudaErrorUnknown, for a failure whose own status was not kept.
+constexpr int TezDeviceErrorUnknown = 999;
 constexpr int TezDeviceErrorInvalidValue = 1;
 constexpr int TezDeviceErrorMemoryAllocation = 2;
 

@@ -14,6 +14,7 @@
 #include "volume/device/OctreeRender.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -32,11 +33,14 @@ char const* const kUsage =
     "  --ortho | --perspective projection (default perspective)\n"
     "  --transparent           layered rendering, blended back to front\n"
     "  --layers N              layers per pixel when transparent (default 2)\n"
-    "  --tf X:Y,X:Y,...        opacity control points over 0..1 (default 0:0,0.3:0,0.32:1,1:1)\n"
+    "  --tf X:Y,X:Y,...        opacity Y (0..1) at data value X (0..255 for 8-bit data, 0..65535 for\n"
+    "                          16-bit), X rising, flat beyond the ends (default: opaque from 30% of the\n"
+    "                          way between the data's lowest and highest value)\n"
     "  --color R,G,B[,A]       surface colour, 0..1 (default 0.9,0.85,0.75,1)\n"
     "  --xsection PX,PY,PZ,NX,NY,NZ  keep the half space the normal points into\n"
     "  --cut x|y|z             cross-section through the centre, keeping the far half\n"
-    "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree\n"
+    "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree (the bits\n"
+    "                          default to the slices': 16 for 16-bit files)\n"
     "With no arguments at all, renders a built-in CT-like sample to tez-render.png.\n";
 
 int Usage(FILE* err, std::string const& message)
@@ -77,11 +81,11 @@ struct RenderOptions
     bool perspective = true;
     bool transparent = false;
     int layers = 2;
-    std::vector<TezVector2<float>> points{{0.0f, 0.0f}, {0.3f, 0.0f}, {0.32f, 1.0f}, {1.0f, 1.0f}};
+    std::vector<TezVector2<float>> points; // in data units; empty: from the data's range
     TezVector4<float> colour{0.9f, 0.85f, 0.75f, 1.0f};
     std::vector<float> plane;
     int cutAxis = -1;
-    int bits = 8;
+    int bits = 0; // 0: as the slices
     double voxelSize = 1.0;
     int memoryLimit = 1024;
 };
@@ -116,13 +120,13 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
         std::string pair;
         while (std::getline(stream, pair, ',')) {
             std::vector<float> const xy = Numbers(pair, ':');
-            if (xy.size() != 2 || xy[0] < 0 || xy[0] > 1 || xy[1] < 0 || xy[1] > 1 ||
+            if (xy.size() != 2 || xy[0] < 0 || xy[0] > 65535 || xy[1] < 0 || xy[1] > 1 ||
                 (!o.points.empty() && xy[0] <= o.points.back()[0]))
-                return "--tf needs X:Y pairs in 0..1 with X rising";
+                return "--tf needs X:Y pairs, X a data value rising from pair to pair, Y from 0 to 1";
             o.points.emplace_back(xy[0], xy[1]);
         }
-        if (o.points.size() < 2 || o.points.front()[0] != 0.0f || o.points.back()[0] != 1.0f)
-            return "--tf needs at least two points, from X 0 to X 1";
+        if (o.points.size() < 2)
+            return "--tf needs at least two points";
     } else if (arg == "--color") {
         std::vector<float> const c = Numbers(value, ',');
         if (c.size() < 3 || c.size() > 4)
@@ -230,6 +234,56 @@ std::string WriteSample(FILE* err)
     return TezWriteSampleStack(name.data(), 128);
 }
 
+// Lowest and highest value in the data, from the octree's histogram (at 16
+// bits to the width of its bins, 256 values). False for an empty histogram.
+bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
+{
+    std::vector<float> const& histogram = tree.GetHistogram();
+    double const unit = tree.GetBitsPerPixel() == 16 ? 256.0 : 1.0;
+    int first = -1, last = -1;
+    for (int i = 0; i < int(histogram.size()); ++i)
+        if (histogram[size_t(i)] > 0.0f) {
+            if (first < 0)
+                first = i;
+            last = i;
+        }
+    if (first < 0)
+        return false;
+    low = first * unit;
+    high = last * unit + (unit - 1.0);
+    return true;
+}
+
+// Control points in data units as the table builder takes them: over 0..1
+// of the voxel type's range, from 0 to 1, flat beyond the given ends.
+std::vector<TezVector2<float>> NormalisedPoints(std::vector<TezVector2<float>> const& points, int bits)
+{
+    float const top = bits == 16 ? 65535.0f : 255.0f;
+    std::vector<TezVector2<float>> out;
+    for (TezVector2<float> const& p : points) {
+        float const x = std::min(p[0] / top, 1.0f);
+        if (out.empty() && x > 0.0f)
+            out.emplace_back(0.0f, p[1]);
+        if (out.empty() || x > out.back()[0])
+            out.emplace_back(x, p[1]);
+    }
+    if (out.back()[0] < 1.0f)
+        out.emplace_back(1.0f, out.back()[1]);
+    return out;
+}
+
+// Bits of the slices' first file: 16 for 16-bit grey or colour, else 8.
+int SliceBits(TezImageStack const& stack)
+{
+    if (stack.GetImages().empty())
+        return 8;
+    TezImage first;
+    if (!first.Load(stack.GetImages().front().name.c_str()))
+        return 8;
+    int const bpp = first.GetBPP();
+    return bpp == 16 || bpp == 48 || bpp == 64 ? 16 : 8;
+}
+
 // A copy of the opacity table where the kernels read: device memory when
 // they run on the device, the host vector otherwise.
 class DeviceTable
@@ -273,7 +327,18 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     // Node states for this very table let the ray caster step over bricks
     // that hold nothing it could hit; the picture is the same.
     bool const onDevice = TezDeviceIsCuda();
-    DeviceTable const table(TezVolumeCreateTransferFunction(o.points, 256), onDevice);
+    double low = 0.0, high = 0.0;
+    bool const hasRange = DataRange(tree, low, high);
+    std::vector<TezVector2<float>> points = o.points;
+    if (points.empty()) {
+        // Opaque from 30% of the way up the data's range; a range of one
+        // value (a constant volume) counts from 0, so that value shows.
+        double const base = high - low < 2.0 ? 0.0 : low;
+        float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
+        points = {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
+    }
+    DeviceTable const table(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256),
+                            onDevice);
     bool const states = TezVoxelOctreeCalculateNodeStates(octree, table.Get());
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
     source.statesValid = states;
@@ -343,11 +408,13 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
             px[c] = uint8_t(std::lround(running[c]));
         px[3] = 255;
     }
-    if (shown == 0)
-        std::fprintf(err,
-                     "tez render: warning: the picture shows nothing: no ray met a voxel the transfer function "
-                     "makes opaque (see --tf; the data's values run from %g to %g)\n",
-                     0.0, 0.0);
+    if (shown == 0) {
+        std::fprintf(err, "tez render: warning: the picture shows nothing: no ray met a voxel that the transfer "
+                          "function makes opaque");
+        if (hasRange)
+            std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
+        std::fprintf(err, "\n");
+    }
     TezImage picture;
     if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
         !picture.Save(o.output.c_str())) {
@@ -391,7 +458,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
         TezRef<TezImageStack> images = stack.Open(err);
         if (!images)
             return 1;
-        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, options.voxelSize, options.bits,
+        int const bits = options.bits ? options.bits : SliceBits(*images);
+        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, options.voxelSize, bits,
                                                     options.memoryLimit);
         if (!tree)
             std::fprintf(err, "tez render: the octree build was stopped or refused\n");

@@ -2,6 +2,7 @@
 // pictures are known.
 
 #include "platform/DeviceMemory.h"
+#include "render/CameraView.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeKernels.inl"
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -369,6 +371,141 @@ TEST(OctreeKernel, FarCameraRaysStillFinish)
             ASSERT_EQ(March<uint8_t>(oct, ray, table.data(), false, ray.tEntry).alpha, 0.0f);
         }
     }
+}
+
+TEST(OctreeKernel, FarRaysStepOverTransparentBricksAndFinish)
+{
+    // Bricks of varying values, all transparent under the table, with node
+    // states for that table: rays skip them by state. Far from the tree the
+    // skip's step is below the spacing of t, and must still move the ray.
+    TestTree tree;
+    std::mt19937 random(11);
+    for (int i = 1; i <= 8; ++i)
+        tree.nodes[i] = WithBrick(tree.AddBrick([&](int, int, int) { return uint16_t(random() % 60); }));
+    const std::vector<float> table = StepTable();
+    TezOctreeRenderSource source = tree.Source(8);
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    for (int i = 1; i <= 8; ++i)
+        ASSERT_EQ(tree.nodes[i].state, StateEmpty);
+    source.statesValid = true;
+    const __Octree oct = TezMakeOctreeRecord(source);
+    const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+    __Camera cam = OrthoCamera(16, 16);
+    cam.far = 1e6f;
+    cam.fov = 0.01f;
+    for (int n = 0; n < 20000; ++n) {
+        const float distance = 20000.0f + 40000.0f * (unit(random) + 1.0f);
+        const float3s d = Scale(Make3(0.3f * unit(random), 0.3f * unit(random), 1.0f), 1.0f / 1.1f);
+        cam.eye = Make3(0.5f - d.x * distance, 0.5f - d.y * distance, 0.5f - d.z * distance);
+        cam.focus = Add(cam.eye, d);
+        Ray ray;
+        if (SetUpRay(cam, T, 8, 8, DefaultRangeFunction{}, ray)) {
+            ASSERT_EQ(March<uint8_t>(oct, ray, table.data(), false, ray.tEntry).alpha, 0.0f);
+        }
+    }
+}
+
+TEST(OctreeKernel, RootWithoutChildrenDrawsAsOneUniformCube)
+{
+    // A constant volume: the whole tree is its root. It draws as the tree
+    // of eight uniform children would, and gets its state from its value.
+    std::vector<Node> nodes{Node{0, 200, 0}};
+    const float unused = 0.0f;
+    TezOctreeRenderSource source;
+    source.voxelSize = 1.0f / 16.0f;
+    source.treeSize = 16;
+    source.nodes = nodes.data();
+    source.leaves = &unused;
+    source.nodeCount = 1;
+    const std::vector<float> table = StepTable();
+    TezOctreeRenderBuffers buffers(8, 8, 0, false);
+    ASSERT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 0.5f, 0.25f, 1},
+                                     table.data()));
+    const std::vector<uint8_t> image = buffers.ReadImage();
+    for (size_t i = 0; i < image.size(); i += 4)
+        ASSERT_EQ(image[i] + 256 * image[i + 3], 255 + 256 * 255) << i / 4;
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    EXPECT_EQ(nodes[0].state, StateFull);
+
+    nodes[0] = Node{NodeFlagBit, NodeFlagBit | 0u, 0};
+    EXPECT_THROW(TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1},
+                                      table.data()),
+                 std::runtime_error);
+}
+
+TEST(OctreeKernel, StandardViewsDrawWhereTheCameraProjects)
+{
+    // One opaque cell at the +x, -y, -z corner of the unit cube. In every
+    // standard view, framed by the camera, the cell's pixels centre on the
+    // camera's projection of the cell's centre (rows count from the bottom
+    // in both).
+    TestTree tree = TwoLevelTree([](int ix, int iy, int iz) { return ix == 3 && iy == 0 && iz == 0 ? 200u : 0u; });
+    const int w = 64, h = 48;
+    const TezBox3<float> box(TezVector3<float>(0, 0, 0), TezVector3<float>(1, 1, 1));
+    for (int view = 0; view < TezCameraView::StandardViewCount; ++view) {
+        TezRef<TezCameraView> camera = TezCameraView::Create();
+        camera->Resize(w, h);
+        camera->UsePerspective(false);
+        camera->FrameStandardView(box, view);
+        const __Camera cam = TezMakeOctreeCamera(*camera);
+        const Picture p = RenderSolid(tree, 8, w, h, nullptr, Identity(), &cam);
+        double sx = 0, sy = 0, n = 0;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if (p.Pixel(x, y, w)[3] == 255)
+                    sx += x + 0.5, sy += y + 0.5, ++n;
+        ASSERT_GT(n, 4) << TezCameraView::GetStandardViewName(view);
+        const TezVector3<float> expected = camera->PixelFromPoint(TezVector3<float>(0.875f, 0.125f, 0.125f));
+        EXPECT_NEAR(sx / n, expected.x, 1.5) << TezCameraView::GetStandardViewName(view);
+        EXPECT_NEAR(sy / n, expected.y, 1.5) << TezCameraView::GetStandardViewName(view);
+    }
+}
+
+TEST(OctreeKernel, BuiltTreeDrawsTheSameAtAnyVoxelSize)
+{
+    // A thin rod along a tall stack: drawn through bricks at every scale,
+    // in perspective, the same pixels light up and none touches the edge.
+    const int W = 16, H = 16, D = 300;
+    std::vector<uint8_t> voxels(size_t(W) * H * D, 10);
+    for (int z = 0; z < D; ++z)
+        for (int y = 5; y < 11; ++y)
+            for (int x = 5; x < 11; ++x)
+                voxels[(size_t(z) * H + y) * W + x] = 220;
+    TezRef<TezMemoryVolume> volume = TezMemoryVolume::Create8(W, H, D, voxels);
+    std::vector<float> table(256, 0.0f);
+    for (int i = 100; i < 256; ++i)
+        table[i] = 1.0f;
+    const int w = 48, h = 64;
+    std::vector<size_t> lit;
+    for (double size : {0.001, 1.0, 13.0, 1000.0}) {
+        TezRef<TezVoxelOctree> octree = TezVoxelOctree::CreateFromVolumeData(TezString("rod"), volume, size, 8, 64);
+        ASSERT_TRUE(octree);
+        TezRef<TezCameraView> camera = TezCameraView::Create();
+        camera->Resize(w, h);
+        camera->UsePerspective(true);
+        camera->FrameStandardView(octree->GetBounds(), TezCameraView::Tilted);
+        TezOctreeRenderBuffers buffers(w, h, 0, false);
+        const float edge = float(octree->GetTreeSize()) * octree->GetVoxelSize();
+        ASSERT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), TezMakeOctreeRenderSource(*octree),
+                                         TezMakeOctreeCamera(*camera), TezScaleTransform<float>(edge), {1, 1, 1, 1},
+                                         table.data()));
+        const std::vector<uint8_t> image = buffers.ReadImage();
+        size_t count = 0;
+        int top = h, bottom = -1;
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                if (image[(size_t(y) * w + x) * 4 + 3]) {
+                    ++count;
+                    top = std::min(top, y), bottom = std::max(bottom, y);
+                }
+        EXPECT_GT(top, 0) << size;
+        EXPECT_LT(bottom, h - 1) << size;
+        EXPECT_GT(bottom - top, h / 2) << size;
+        lit.push_back(count);
+    }
+    for (size_t count : lit)
+        EXPECT_NEAR(double(count), double(lit[1]), 0.03 * double(lit[1]));
 }
 
 TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)

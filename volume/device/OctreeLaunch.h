@@ -113,6 +113,10 @@ bool RunBlendCuda(const BlendLaunch& args, const char** error);
 bool RunNodeStatesCuda(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error);
 bool RunNodeStatesAdjacentCuda(const __Octree& octree, const char** error);
 
+// The CUDA status of this thread's last failed device call above (0 when
+// none failed), for the fatal check of device errors.
+int LastCudaStatus();
+
 // Device memory for the owning buffers and the host passes.
 bool CudaMallocPitch(void** pointer, size_t* pitch, size_t widthBytes, size_t height, const char** error);
 bool CudaFree(void* pointer, const char** error);

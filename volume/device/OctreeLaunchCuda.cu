@@ -16,10 +16,13 @@ dim3 PixelGrid(int width, int height)
     return dim3(static_cast<unsigned>(width >> 4) + 1, static_cast<unsigned>(height >> 4) + 1, 1);
 }
 
+thread_local int g_lastStatus = 0;
+
 bool Check(cudaError_t status, const char** error)
 {
     if (status == cudaSuccess)
         return true;
+    g_lastStatus = static_cast<int>(status);
     if (error)
         *error = cudaGetErrorString(status);
     return false;
@@ -28,6 +31,8 @@ bool Check(cudaError_t status, const char** error)
 bool CheckLaunch(const char** error) { return Check(cudaGetLastError(), error); }
 
 } // namespace
+
+int LastCudaStatus() { return g_lastStatus; }
 
 template <class V, class Range>
 __global__ void RenderSolid(__Camera camera, __Octree octree, const float* transform, float3s colour,

@@ -17,6 +17,7 @@ bool Absent(const char** error)
 } // namespace
 
 bool CudaDeviceAvailable() { return false; }
+int LastCudaStatus() { return 0; }
 bool RunSolidCuda(const SolidLaunch&, bool, const XSectionRangeFunction*, const char** error) { return Absent(error); }
 bool RunTransparentCuda(const TransparentLaunch&, bool, const XSectionRangeFunction*, const char** error)
 {

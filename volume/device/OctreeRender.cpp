@@ -1,6 +1,8 @@
 #include "volume/device/OctreeRender.h"
 
 #include "core/Logger.h"
+#include "platform/CudaCheck.h"
+#include "platform/DeviceMemory.h"
 #include "render/CameraView.h"
 #include "volume/device/OctreeLaunch.h"
 
@@ -14,9 +16,14 @@ using namespace TezOctreeDevice;
 
 namespace {
 
+// A failed device step is fatal, as every device error: the check logs the
+// tag and ends the process with a stack dump. It returns only where the
+// process is already going down.
 bool Report(const std::string& tag, const char* error)
 {
     TezLogger::error("CUDA error at \"%s\": %s\n", tag.c_str(), error ? error : "unknown error");
+    const int status = LastCudaStatus();
+    checkCudaError(status != 0 ? status : TezDeviceErrorUnknown, tag.c_str());
     return false;
 }
 
@@ -53,12 +60,66 @@ void CheckLayers(const char* operation, const TezOctreeRenderTarget& t)
 
 void CheckSource(const char* operation, const TezOctreeRenderSource& s, const float* table)
 {
-    if (!s.nodes || !table)
+    if (!s.nodes || !table || s.nodeCount < 1)
         Refuse(operation, "node pool or transfer function missing");
-    // The kernels start at the root's children, which are nodes 1 to 8.
-    if (s.nodeCount > 0 && s.nodeCount < 9)
-        Refuse(operation, "a tree of " + std::to_string(s.nodeCount) + " node(s) has no children under its root");
 }
+
+// The root of a source, read from the side its pool lives on.
+Node ReadRoot(const TezOctreeRenderSource& s, bool onDevice, const char* operation)
+{
+    if (!onDevice)
+        return s.nodes[0];
+    Node root{};
+    const char* error = nullptr;
+    if (!CudaCopy(&root, s.nodes, sizeof(root), false, &error))
+        Report(std::string(operation) + ".root", error);
+    return root;
+}
+
+// The kernels start at the root's children, nodes 1 to 8. A tree whose root
+// has none (a constant volume) is one uniform cube of the root's value, and
+// is drawn through a stand-in pool of the root and eight uniform children.
+class StandInPool
+{
+public:
+    StandInPool(const TezOctreeRenderSource& s, bool onDevice, const char* operation) : m_source(s), m_device(onDevice)
+    {
+        const Node root = ReadRoot(s, onDevice, operation);
+        if ((root.children & NodeIndexMask) != 0)
+            return;
+        if ((root.children & NodeFlagBit) && (root.data & NodeFlagBit))
+            Refuse(operation, "a root with a brick but no children");
+        m_nodes[0] = Node{1, root.data, root.state};
+        for (int k = 1; k < 9; ++k)
+            m_nodes[k] = Node{0, root.data & NodeIndexMask, root.state};
+        m_source.nodeCount = 9;
+        m_source.nodes = m_nodes;
+        if (!onDevice)
+            return;
+        const char* error = nullptr;
+        size_t pitch = 0;
+        if (!CudaMallocPitch(reinterpret_cast<void**>(&m_onDevice), &pitch, sizeof(m_nodes), 1, &error) ||
+            !CudaCopy(m_onDevice, m_nodes, sizeof(m_nodes), true, &error))
+            Report(std::string(operation) + ".root", error);
+        m_source.nodes = m_onDevice;
+    }
+    ~StandInPool()
+    {
+        const char* error = nullptr;
+        if (m_onDevice)
+            CudaFree(m_onDevice, &error);
+    }
+    StandInPool(const StandInPool&) = delete;
+    StandInPool& operator=(const StandInPool&) = delete;
+
+    const TezOctreeRenderSource& Source() const { return m_source; }
+
+private:
+    TezOctreeRenderSource m_source;
+    bool m_device;
+    Node m_nodes[9]{};
+    Node* m_onDevice = nullptr;
+};
 
 // Byte fill of a pitched buffer on either side.
 bool Fill(bool onDevice, void* p, size_t pitch, uint8_t byte, size_t widthBytes, size_t rows, const std::string& tag)
@@ -186,13 +247,15 @@ bool TezOctreeKernelsHaveDevice()
 
 namespace {
 
-bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s, const __Camera& camera,
+bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const __Camera& camera,
                  const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
                  const TezPlane<float>* xsection)
 {
     const std::string name = xsection ? "TezVoxelOctreeRenderSolidWithXSection" : "TezVoxelOctreeRenderSolid";
     CheckImage(name.c_str(), t);
-    CheckSource(name.c_str(), s, table);
+    CheckSource(name.c_str(), source, table);
+    const StandInPool pool(source, t.onDevice, name.c_str());
+    const TezOctreeRenderSource& s = pool.Source();
     SolidLaunch a{};
     a.camera = camera;
     a.camera.width = t.width;
@@ -223,14 +286,16 @@ bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s,
     return ok;
 }
 
-bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& s, const __Camera& camera,
+bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const __Camera& camera,
                        const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
                        const TezPlane<float>* xsection)
 {
     const std::string name =
         xsection ? "TezVoxelOctreeRenderTransparentWithXSection" : "TezVoxelOctreeRenderTransparent";
     CheckLayers(name.c_str(), t);
-    CheckSource(name.c_str(), s, table);
+    CheckSource(name.c_str(), source, table);
+    const StandInPool pool(source, t.onDevice, name.c_str());
+    const TezOctreeRenderSource& s = pool.Source();
     TransparentLaunch a{};
     a.camera = camera;
     a.camera.width = t.width;
@@ -336,13 +401,14 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     const char* tag = "TezVoxelOctreeCalculateNodeStates.A";
     CheckSide("TezCalculateOctreeNodeStates", onDevice);
     CheckSource("TezCalculateOctreeNodeStates", source, table);
-    if (source.nodeCount < 9)
-        Refuse("TezCalculateOctreeNodeStates", "node count " + std::to_string(source.nodeCount));
     const __Octree octree = TezMakeOctreeRecord(source);
     const bool sixteen = source.bitsPerPixel == 16;
+    // A root without children (a constant volume) gets its state from the
+    // kernel, as any childless node.
     if (!onDevice) {
         RunNodeStatesHost(octree, source.nodeCount, table, sixteen);
-        source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1);
+        if ((source.nodes[0].children & NodeIndexMask) != 0)
+            source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1);
         return true;
     }
     if (!hostNodes)
@@ -354,7 +420,8 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
         ok = Report(tag, error);
     if (!CudaCopy(hostNodes, source.nodes, bytes, false, &error))
         return Report("TezCalculateOctreeNodeStates.ReadFromCUDA", error);
-    hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1);
+    if ((hostNodes[0].children & NodeIndexMask) != 0)
+        hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1);
     if (!CudaCopy(source.nodes, hostNodes, bytes, true, &error))
         return Report("TezCalculateOctreeNodeStates.WriteToCUDA", error);
     return ok;

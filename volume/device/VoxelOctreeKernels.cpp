@@ -1,6 +1,7 @@
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include "core/Logger.h"
+#include "platform/CudaCheck.h"
 #include "platform/DeviceMemory.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeLaunch.h"
@@ -42,6 +43,8 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
         const char* error = nullptr;
         if (!RunNodeStatesCuda(record, source.nodeCount, table, sixteen, &error)) {
             TezLogger::error("CUDA error at \"TezVoxelOctreeCalculateNodeStates.A\": %s\n", error ? error : "");
+            const int status = LastCudaStatus();
+            checkCudaError(status != 0 ? status : TezDeviceErrorUnknown, "TezVoxelOctreeCalculateNodeStates.A");
             ok = false;
         }
     } else {
