@@ -188,6 +188,10 @@ public:
                 MarchRow(y, z, columns.data());
             }
         }
+        // Thin slabs are many; only their results may stay.
+        std::vector<uint32_t>().swap(m_xEdges);
+        std::vector<uint32_t>().swap(m_yEdges);
+        std::vector<uint32_t>().swap(m_zEdges);
     }
 
 private:
@@ -370,6 +374,7 @@ void MarchClosed(T const* voxels, int width, int height, int depth, int isoValue
             }
             indices.push_back(number);
         }
+        std::vector<uint32_t>().swap(here.indices);
         if (s > 0)
             std::vector<Vec>().swap(slabs[size_t(s) - 1].positions);
         previous.swap(current);
