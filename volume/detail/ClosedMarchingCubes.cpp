@@ -150,8 +150,8 @@ template <class T>
 class Slab
 {
 public:
-    Slab(T const* voxels, int width, int height, int depth, int iso, int z0, int z1)
-        : m_data(voxels), m_w(width), m_h(height), m_d(depth), m_iso(iso), m_z0(z0), m_z1(z1)
+    Slab(T const* voxels, int width, int height, int iso, int z0, int z1)
+        : m_data(voxels), m_w(width), m_h(height), m_iso(iso), m_z0(z0), m_z1(z1)
     {
     }
 
@@ -305,7 +305,7 @@ private:
     }
 
     T const* m_data;
-    int m_w, m_h, m_d;
+    int m_w, m_h;
     int m_iso;
     int m_z0, m_z1;
     // Vertex caches, reused layer by layer without clearing: an entry counts
@@ -332,7 +332,7 @@ void MarchClosed(T const* voxels, int width, int height, int depth, int isoValue
     std::vector<Slab<T>> slabs;
     slabs.reserve(size_t(count));
     for (int s = 0; s < count; ++s)
-        slabs.emplace_back(voxels, width, height, depth, isoValue, s * slab, std::min(layers, (s + 1) * slab));
+        slabs.emplace_back(voxels, width, height, isoValue, s * slab, std::min(layers, (s + 1) * slab));
     tbb::parallel_for(0, count, [&](int s) { slabs[size_t(s)].Run(); });
 
     // A bottom vertex of slab s is the top vertex of slab s - 1 on the same
