@@ -126,8 +126,8 @@ long SetFaceCallback(p_ply ply, p_ply_read_cb callback, PlyTarget* target, char 
         long instances = 0;
         ply_get_element_info(element, &name, &instances);
         if (name && std::string(name) == "face" && instances > 0)
-            TezLogger::warn("%s: the %ld faces of '%s' have no vertex_index or vertex_indices list; none is read\n",
-                            reader, instances, path);
+            TezLogger::warn("%s: '%s' has %ld face(s) with no vertex_index or vertex_indices list; none is read\n",
+                            reader, path, instances);
     }
     return 0;
 }
