@@ -1,5 +1,6 @@
 #include "mesh/detail/FileBytes.h"
 
+#include "core/Logger.h"
 #include "mesh/detail/TextScan.h"
 
 #include <cstdio>
@@ -23,7 +24,12 @@ bool FileBytes::Open(char const* path)
     if (fd < 0)
         return false;
     struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+    bool const known = fstat(fd, &info) == 0;
+    if (known && S_ISDIR(info.st_mode)) {
+        close(fd);
+        return false;
+    }
+    if (known && S_ISREG(info.st_mode)) {
         m_size = static_cast<size_t>(info.st_size);
         if (m_size == 0) {
             close(fd);
@@ -48,6 +54,18 @@ bool FileBytes::Open(char const* path)
     m_size = m_read.size();
     m_data = m_read.data();
     return read;
+}
+
+bool IsRegularMeshFile(char const* path, char const* reader)
+{
+    struct stat info;
+    if (!path || stat(path, &info) != 0)
+        return false;
+    if (S_ISREG(info.st_mode))
+        return true;
+    TezLogger::warn("%s: '%s' is %s, not a mesh file\n", reader, path,
+                    S_ISDIR(info.st_mode) ? "a directory" : "not a regular file");
+    return false;
 }
 
 } // namespace tez_detail

@@ -359,6 +359,15 @@ bool TezIndexedMesh::Check(TezMeshCheckResults& results)
     return results.degenerateTriangles + results.duplicateTriangles + results.nonManifoldEdges == 0;
 }
 
+size_t TezIndexedMesh::CountNonFiniteVertices() const
+{
+    size_t count = 0;
+    for (TezMeshVertex const& v : m_vertices)
+        if (!std::isfinite(v.position.x) || !std::isfinite(v.position.y) || !std::isfinite(v.position.z))
+            ++count;
+    return count;
+}
+
 int TezIndexedMesh::CheckDegenerate()
 {
     size_t const n = GetNumTriangles();

@@ -11,7 +11,8 @@
 // run silently without an application). Readers return a null reference on
 // any failure (missing file, bad header, short or malformed data) and never
 // throw; a file that claims more data than it holds is refused before
-// anything of that size is allocated.
+// anything of that size is allocated. A path that is not a regular file (a
+// directory, a device) is refused with a warning in the log.
 
 #include "core/RefCounter.h"
 #include "core/String.h"
@@ -129,6 +130,9 @@ public:
     // three or more triangles). True when all three counts are 0.
     bool Check(TezMeshCheckResults& results);
     void RemoveDegenerateTriangles();
+    // Vertices with a NaN or infinite coordinate, used by a triangle or not.
+    // Check leaves positions alone; a file can still carry such values.
+    size_t CountNonFiniteVertices() const;
     // keepFirst false removes every copy of a repeated triangle.
     void RemoveDuplicateTriangles(bool keepFirst);
     // Drops the listed triangles; vertices stay, used or not.
@@ -146,8 +150,9 @@ public:
     // fans. Prints "Cannot open file [path]" to stderr for a missing file.
     static TezRef<TezIndexedMesh> ReadFromObjFile(TezString const& path);
     // Vertex x, y, z (nx, ny, nz when present) and the face lists of
-    // "vertex_index"; a quad gives two triangles, longer faces lose their
-    // corners after the fourth.
+    // "vertex_index" or, failing that, "vertex_indices", of any integer
+    // types; a quad gives two triangles, longer faces lose their corners
+    // after the fourth. Faces with neither list are warned about in the log.
     static TezRef<TezIndexedMesh> ReadFromPlyFile(TezString const& path);
     // Normals are recomputed from the positions. False when the file cannot
     // be opened or written; a partial file stays on the disk.

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <memory>
 
+#include <sys/stat.h>
+
 namespace {
 
 using tez_detail::MeshProgress;
@@ -96,6 +98,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromFile(TezString const& path)
 
 TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromStlFile(TezString const& path)
 {
+    if (!tez_detail::IsRegularMeshFile(path.c_str(), "TezIndexedMesh::ReadFromStlFile"))
+        return nullptr;
     File file = Open(path, "r");
     if (!file)
         return nullptr;
@@ -302,7 +306,11 @@ bool TezIndexedMesh::WriteToStlFileBinary(TezRef<TezIndexedMesh> mesh, FILE* fil
 TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromObjFile(TezString const& path)
 {
     tez_detail::FileBytes bytes;
-    if (!bytes.Open(path.c_str())) {
+    struct stat info;
+    bool const exists = stat(path.c_str(), &info) == 0;
+    if (exists && !tez_detail::IsRegularMeshFile(path.c_str(), "TezIndexedMesh::ReadFromObjFile"))
+        return nullptr;
+    if (!exists || !bytes.Open(path.c_str())) {
         std::fprintf(stderr, "Cannot open file [%s]\n", path.c_str());
         return nullptr;
     }

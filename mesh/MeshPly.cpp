@@ -2,9 +2,12 @@
 
 #include "mesh/IndexedMesh.h"
 
+#include "core/Logger.h"
 #include "mesh/PlyReader.h"
+#include "mesh/detail/FileBytes.h"
 
 #include <algorithm>
+#include <string>
 
 namespace {
 
@@ -108,6 +111,27 @@ int TriangleValue(p_ply_argument argument)
     return 1;
 }
 
+// Registers the face callback on the index list, by either of its two
+// names: Rhino writes "vertex_index", scanners and the model repositories
+// "vertex_indices". Returns the number of faces. Faces that carry neither
+// list cannot be read, which is worth a warning: the file is not empty.
+long SetFaceCallback(p_ply ply, p_ply_read_cb callback, PlyTarget* target, char const* reader, char const* path)
+{
+    for (char const* name : {"vertex_index", "vertex_indices"})
+        if (long const faces = ply_set_read_cb(ply, "face", name, callback, target, 0))
+            return faces;
+    for (p_ply_element element = ply_get_next_element(ply, nullptr); element;
+         element = ply_get_next_element(ply, element)) {
+        char const* name = nullptr;
+        long instances = 0;
+        ply_get_element_info(element, &name, &instances);
+        if (name && std::string(name) == "face" && instances > 0)
+            TezLogger::warn("%s: '%s' has %ld face(s) with no vertex_index or vertex_indices list; none is read\n",
+                            reader, path, instances);
+    }
+    return 0;
+}
+
 bool IndicesInRange(TezIndexedMesh const& mesh)
 {
     for (unsigned int index : mesh.GetIndices())
@@ -125,6 +149,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFile(TezString const& path)
 
 TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileRhinoFlavor(TezString const& path)
 {
+    if (!tez_detail::IsRegularMeshFile(path.c_str(), "TezIndexedMesh::ReadFromPlyFile"))
+        return nullptr;
     p_ply ply = ply_open(path.c_str(), IgnoreErrors, 0, nullptr);
     if (!ply)
         return nullptr;
@@ -140,7 +166,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileRhinoFlavor(TezString cons
             vertices = std::max(vertices, ply_set_read_cb(ply, "vertex", kNames[offset], VertexValue, &target, offset));
         // The reader has bounded the counts by the file's size.
         mesh->m_vertices.resize(size_t(vertices));
-        long const faces = ply_set_read_cb(ply, "face", "vertex_index", FaceValue, &target, 0);
+        long const faces =
+            SetFaceCallback(ply, FaceValue, &target, "TezIndexedMesh::ReadFromPlyFile", path.c_str());
         // Room for triangles; quads grow the array as they come.
         mesh->m_indices.resize(3 * std::min<size_t>(size_t(faces), kPresizedFaces) + 6);
         ok = ply_read(ply) != 0;
@@ -158,6 +185,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileRhinoFlavor(TezString cons
 
 TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileBrontesFlavor(TezString const& path)
 {
+    if (!tez_detail::IsRegularMeshFile(path.c_str(), "TezIndexedMesh::ReadFromPlyFileBrontesFlavor"))
+        return nullptr;
     p_ply ply = ply_open(path.c_str(), IgnoreErrors, 0, nullptr);
     if (!ply)
         return nullptr;
@@ -172,7 +201,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileBrontesFlavor(TezString co
         for (long offset = 0; offset < 3; ++offset)
             vertices = std::max(vertices, ply_set_read_cb(ply, "vertex", kNames[offset], VertexValue, &target, offset));
         mesh->m_vertices.resize(size_t(vertices));
-        long const faces = ply_set_read_cb(ply, "face", "vertex_indices", TriangleValue, &target, 0);
+        long const faces = SetFaceCallback(ply, TriangleValue, &target, "TezIndexedMesh::ReadFromPlyFileBrontesFlavor",
+                                           path.c_str());
         mesh->m_indices.resize(3 * std::min<size_t>(size_t(faces), kPresizedFaces));
         ok = ply_read(ply) != 0;
     }

@@ -1,13 +1,21 @@
 #include "volume/VolumeTessellator.h"
 
+#include "volume/MemoryVolume.h"
+#include "volume/detail/ClosedMarchingCubes.h"
 #include "volume/detail/MarchingCubesTables.h"
 
+#include <tbb/task_arena.h>
+
+#include <algorithm>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
-// Joining crossings of equal position is what makes the mesh one surface.
-// Doing it with a map over every triangle corner would cost more than the
-// marching itself, so vertices are found through caches instead: a crossing
+// The classic method. Joining crossings of equal position is what makes the
+// mesh one surface. Doing it with a map over every triangle corner would
+// cost more than the marching itself, so vertices are found through caches
+// instead: a crossing
 // inside an edge can only coincide with a crossing of the same edge (cells
 // interpolate x and y edges in either direction, so each such edge keeps one
 // vertex per direction, and the two are one vertex when their floats agree),
@@ -26,56 +34,16 @@ using tez_detail::kTriangleTable;
 
 constexpr uint32_t kNone = 0xffffffffu;
 
-// The case of a cell from the outside flags of its two x columns: bit 0 of a
-// column is (y, z), bit 1 (y+1, z), bit 2 (y, z+1), bit 3 (y+1, z+1).
-struct CaseTable
-{
-    uint8_t value[256];
-    constexpr CaseTable() : value()
-    {
-        for (int a = 0; a < 16; ++a) {
-            for (int b = 0; b < 16; ++b) {
-                int const c = (a & 1) | (b & 1) << 1 | (b & 2) << 1 | (a & 2) << 2 | (a & 4) << 2 | (b & 4) << 3 |
-                              (b & 8) << 3 | (a & 8) << 4;
-                value[a | b << 4] = static_cast<uint8_t>(c);
-            }
-        }
-    }
-};
-constexpr CaseTable kCases;
+using tez_detail::EdgePlace;
+using tez_detail::kColumnCases;
+using tez_detail::kEdgePlaces;
 
-// Where each cell edge lies: its axis, the offset of its lower end, and
-// whether the table interpolates it downwards.
-struct EdgePlace
-{
-    int axis, dx, dy, dz;
-    bool downwards;
-};
-struct EdgePlaces
-{
-    EdgePlace value[12];
-    constexpr EdgePlaces() : value()
-    {
-        for (int e = 0; e < 12; ++e) {
-            int const* a = kCornerOffset[kEdgeCorners[e][0]];
-            int const* b = kCornerOffset[kEdgeCorners[e][1]];
-            int axis = 0;
-            while (a[axis] == b[axis])
-                ++axis;
-            bool const down = a[axis] > b[axis];
-            int const* lo = down ? b : a;
-            value[e] = EdgePlace{axis, lo[0], lo[1], lo[2], down};
-        }
-    }
-};
-constexpr EdgePlaces kEdges;
-
+template <class T>
 class Marcher
 {
 public:
-    Marcher(TezCubeVolume const& volume, uint8_t iso)
-        : m_data(volume.GetData()), m_w(volume.Dimensions().x), m_h(volume.Dimensions().y), m_d(volume.Dimensions().z),
-          m_iso(iso)
+    Marcher(T const* voxels, TezVector3<int> const& size, int iso)
+        : m_data(voxels), m_w(size.x), m_h(size.y), m_d(size.z), m_iso(iso)
     {
         size_t const layer = size_t(m_w) * size_t(m_h);
         m_xEdges.assign(2 * layer * 2, kNone);
@@ -93,12 +61,12 @@ public:
             m_layerStart[(z + 1) & 1] = Count();
             m_slabStart = Count();
             for (int y = 0; y + 1 < m_h; ++y) {
-                uint8_t const* r00 = m_data + (H * size_t(z) + size_t(y)) * W;
-                uint8_t const* r10 = r00 + W;
-                uint8_t const* r01 = r00 + W * H;
-                uint8_t const* r11 = r01 + W;
+                T const* r00 = m_data + (H * size_t(z) + size_t(y)) * W;
+                T const* r10 = r00 + W;
+                T const* r01 = r00 + W * H;
+                T const* r11 = r01 + W;
                 uint8_t* col = m_columns.data();
-                uint8_t const iso = m_iso;
+                int const iso = m_iso;
                 for (size_t x = 0; x < W; ++x)
                     col[x] = uint8_t((r00[x] < iso) | (r10[x] < iso) << 1 | (r01[x] < iso) << 2 | (r11[x] < iso) << 3);
                 MarchRow(y, z, col);
@@ -128,7 +96,7 @@ private:
                     continue;
                 }
             }
-            int const c = kCases.value[col[x] | col[x + 1] << 4];
+            int const c = kColumnCases.value[col[x] | col[x + 1] << 4];
             if (c != 0 && c != 255) {
                 signed char const* row = kTriangleTable[c];
                 for (int i = 0; row[i] >= 0; ++i)
@@ -138,7 +106,7 @@ private:
         }
     }
 
-    uint8_t Value(int x, int y, int z) const
+    T Value(int x, int y, int z) const
     {
         return m_data[(size_t(m_h) * size_t(z) + size_t(y)) * size_t(m_w) + size_t(x)];
     }
@@ -146,7 +114,7 @@ private:
     // The crossing on edge (a, b), interpolated from a towards b.
     Vec Crossing(int const a[3], int const b[3], int va, int vb) const
     {
-        float const t = static_cast<float>(int(m_iso) - va) / static_cast<float>(vb - va);
+        float const t = static_cast<float>(m_iso - va) / static_cast<float>(vb - va);
         return Vec(static_cast<float>(a[0]) + static_cast<float>(b[0] - a[0]) * t + 0.5f,
                    static_cast<float>(a[1]) + static_cast<float>(b[1] - a[1]) * t + 0.5f,
                    static_cast<float>(a[2]) + static_cast<float>(b[2] - a[2]) * t + 0.5f);
@@ -179,7 +147,7 @@ private:
             return id;
         }
 
-        EdgePlace const& place = kEdges.value[e];
+        EdgePlace const& place = kEdgePlaces.value[e];
         int const lx = x + place.dx, ly = y + place.dy, lz = z + place.dz;
         if (place.axis == 2) {
             uint32_t& id = m_zEdges[size_t(ly) * W + size_t(lx)];
@@ -202,9 +170,9 @@ private:
         return id;
     }
 
-    uint8_t const* m_data;
+    T const* m_data;
     int m_w, m_h, m_d;
-    uint8_t m_iso;
+    int m_iso;
     uint32_t m_layerStart[2] = {0, 0};
     uint32_t m_slabStart = 0;
     std::vector<uint32_t> m_xEdges, m_yEdges, m_corners, m_zEdges;
@@ -221,17 +189,49 @@ TezVolumeTessellator& TezVolumeTessellator::Instance()
 
 TezRef<TezIndexedMesh> TezVolumeTessellator::Tessellate(TezRef<TezCubeVolume> volume)
 {
-    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
     if (!volume || !volume->GetData())
-        return mesh;
-    TezVector3<int> const& size = volume->Dimensions();
-    if (size.x < 2 || size.y < 2 || size.z < 2)
-        return mesh;
+        return TezIndexedMesh::CreateEmpty();
+    return Run(volume->GetData(), volume->Dimensions(), m_isoValue);
+}
 
-    Marcher marcher(*volume, m_isoValue);
-    marcher.Run();
-    mesh->GetVertices().swap(marcher.vertices);
-    mesh->GetIndices().swap(marcher.indices);
+TezRef<TezIndexedMesh> TezVolumeTessellator::Tessellate(TezRef<TezMemoryVolume> volume, int isoValue)
+{
+    int const bits = volume ? volume->GetBitsPerPixel() : 8;
+    int const top = bits == 16 ? 65535 : 255;
+    if (isoValue < 0 || isoValue > top)
+        throw std::runtime_error("TezVolumeTessellator::Tessellate: threshold " + std::to_string(isoValue) +
+                                 " is outside 0 to " + std::to_string(top) + " of " + std::to_string(bits) +
+                                 "-bit voxels");
+    if (!volume || !volume->IsValid())
+        return TezIndexedMesh::CreateEmpty();
+    TezVector3<int> const size(volume->GetWidth(), volume->GetHeight(), volume->GetDepth());
+    if (bits == 16)
+        return Run(volume->Data16(), size, isoValue);
+    return Run(volume->Data8(), size, isoValue);
+}
+
+template <class T>
+TezRef<TezIndexedMesh> TezVolumeTessellator::Run(T const* voxels, TezVector3<int> const& size, int isoValue)
+{
+    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
+    if (!voxels || size.x < 2 || size.y < 2 || size.z < 2)
+        return mesh;
+    if (m_method == Method::Classic) {
+        Marcher<T> marcher(voxels, size, isoValue);
+        marcher.Run();
+        mesh->GetVertices().swap(marcher.vertices);
+        mesh->GetIndices().swap(marcher.indices);
+    } else {
+        // A few slabs per thread evens out the work; slabs too thin would
+        // spend more on their caches than on cells.
+        int slab = m_slabSize;
+        if (slab == 0) {
+            int const threads = std::max(1, tbb::this_task_arena::max_concurrency());
+            slab = std::max(16, (size.z - 1 + 4 * threads - 1) / (4 * threads));
+        }
+        tez_detail::MarchClosed(voxels, size.x, size.y, size.z, isoValue, slab, mesh->GetVertices(),
+                                mesh->GetIndices());
+    }
     mesh->MakeNormalsFromPositions();
     return mesh;
 }

@@ -3,11 +3,13 @@
 
 #include "core/Logger.h"
 #include "core/UIManager.h"
+#include "mesh/TopologyMesh.h"
 #include "tez/HostApplication.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include <sys/stat.h>
 
 std::vector<TezMeshSubCommand> const& TezMeshSubCommands()
 {
@@ -54,18 +56,36 @@ int TezMeshUsage(FILE* err, std::string const& sub, std::string const& problem)
 
 TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err)
 {
-    if (FILE* probe = std::fopen(args.input.c_str(), "rb")) {
-        std::fclose(probe);
-    } else {
-        std::fprintf(err, "tez mesh %s: cannot open '%s': %s\n", args.sub.c_str(), args.input.c_str(),
-                     std::strerror(errno));
+    char const* sub = args.sub.c_str();
+    char const* path = args.input.c_str();
+    struct stat info;
+    if (stat(path, &info) != 0) {
+        std::fprintf(err, "tez mesh %s: cannot open '%s': %s\n", sub, path, std::strerror(errno));
         return nullptr;
     }
-    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(TezString(args.input.c_str()));
+    // The readers refuse these too, but only in the log.
+    if (!S_ISREG(info.st_mode)) {
+        std::fprintf(err, "tez mesh %s: cannot read '%s': %s, not a mesh file\n", sub, path,
+                     S_ISDIR(info.st_mode) ? "it is a directory" : "it is not a regular file");
+        return nullptr;
+    }
+    if (FILE* probe = std::fopen(path, "rb")) {
+        std::fclose(probe);
+    } else {
+        std::fprintf(err, "tez mesh %s: cannot open '%s': %s\n", sub, path, std::strerror(errno));
+        return nullptr;
+    }
+    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(TezString(path));
     if (!mesh)
-        std::fprintf(err, "tez mesh %s: cannot read '%s': not a readable STL, OBJ or PLY mesh\n", args.sub.c_str(),
-                     args.input.c_str());
+        std::fprintf(err, "tez mesh %s: cannot read '%s': not a readable STL, OBJ or PLY mesh\n", sub, path);
+    else if (mesh->GetNumTriangles() == 0)
+        std::fprintf(err, "tez mesh %s: warning: '%s' gives 0 faces\n", sub, path);
     return mesh;
+}
+
+size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh)
+{
+    return TezTopologyMesh::Create(mesh, false)->GetNumHoles();
 }
 
 int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out, FILE* err)
@@ -79,61 +99,6 @@ int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out
     }
     std::fprintf(out, "written: %s\n", args.output.c_str());
     return 0;
-}
-
-size_t TezMeshCountHoles(TezIndexedMesh const& mesh)
-{
-    // Edges as they run in their triangles, grouped by their two ends.
-    struct Edge
-    {
-        unsigned int from, to;
-        uint64_t Key() const { return from < to ? uint64_t(from) << 32 | to : uint64_t(to) << 32 | from; }
-    };
-    std::vector<unsigned int> const& idx = mesh.GetIndices();
-    std::vector<Edge> edges;
-    edges.reserve(idx.size());
-    for (size_t t = 0; t + 2 < idx.size(); t += 3)
-        for (int e = 0; e < 3; ++e)
-            edges.push_back(Edge{idx[t + e], idx[t + (e + 1) % 3]});
-    std::sort(edges.begin(), edges.end(), [](Edge const& a, Edge const& b) { return a.Key() < b.Key(); });
-    std::vector<Edge> boundary;
-    for (size_t i = 0; i < edges.size();) {
-        size_t j = i + 1;
-        while (j < edges.size() && edges[j].Key() == edges[i].Key())
-            ++j;
-        if (j - i == 1 && edges[i].from != edges[i].to)
-            boundary.push_back(edges[i]);
-        i = j;
-    }
-    // Walk the boundary edges head to tail; each closed walk is one hole. A
-    // vertex where two holes touch is left by whichever edge comes first.
-    std::sort(boundary.begin(), boundary.end(), [](Edge const& a, Edge const& b) { return a.from < b.from; });
-    std::vector<bool> used(boundary.size(), false);
-    auto outgoing = [&](unsigned int vertex) -> size_t {
-        auto it = std::lower_bound(boundary.begin(), boundary.end(), vertex,
-                                   [](Edge const& e, unsigned int v) { return e.from < v; });
-        for (; it != boundary.end() && it->from == vertex; ++it)
-            if (!used[size_t(it - boundary.begin())])
-                return size_t(it - boundary.begin());
-        return boundary.size();
-    };
-    size_t holes = 0;
-    for (size_t first = 0; first < boundary.size(); ++first) {
-        if (used[first])
-            continue;
-        used[first] = true;
-        unsigned int const start = boundary[first].from;
-        unsigned int at = boundary[first].to;
-        while (at != start) {
-            size_t const next = outgoing(at);
-            if (next == boundary.size())
-                break; // an open chain: the surface is not oriented there
-            used[next] = true;
-            at = boundary[next].to;
-        }
-        ++holes;
-    }
-    return holes;
 }
 
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
@@ -188,10 +153,11 @@ int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezBox3<float> const bounds = mesh->ComputeBounds();
     std::fprintf(out, "vertices: %zu\n", mesh->GetNumVertices());
     std::fprintf(out, "triangles: %zu\n", mesh->GetNumTriangles());
-    std::fprintf(out, "holes: %zu\n", TezMeshCountHoles(*mesh));
+    std::fprintf(out, "holes: %zu\n", TezMeshCountHoles(mesh));
     std::fprintf(out, "degenerate triangles: %d\n", check.degenerateTriangles);
     std::fprintf(out, "duplicate triangles: %d\n", check.duplicateTriangles);
     std::fprintf(out, "non-manifold edges: %d\n", check.nonManifoldEdges);
+    std::fprintf(out, "non-finite vertices: %zu\n", mesh->CountNonFiniteVertices());
     if (bounds.Empty()) {
         std::fprintf(out, "bounds: empty\n");
     } else {
@@ -212,10 +178,13 @@ int TezMeshCheckCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     if (!mesh)
         return 1;
     TezMeshCheckResults check;
-    bool const clean = mesh->Check(check);
+    // Positions that are not numbers spoil every measure taken on the mesh.
+    size_t const nonFinite = mesh->CountNonFiniteVertices();
+    bool const clean = mesh->Check(check) && nonFinite == 0;
     std::fprintf(out, "degenerate triangles: %d\n", check.degenerateTriangles);
     std::fprintf(out, "duplicate triangles: %d\n", check.duplicateTriangles);
     std::fprintf(out, "non-manifold edges: %d\n", check.nonManifoldEdges);
+    std::fprintf(out, "non-finite vertices: %zu\n", nonFinite);
     std::fprintf(out, "result: %s\n", clean ? "ok" : "faults found");
     if (int code = TezMeshWrite(mesh, args, out, err))
         return code;

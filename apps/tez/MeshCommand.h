@@ -31,12 +31,14 @@ std::vector<TezMeshSubCommand> const& TezMeshSubCommands();
 
 // Prints "tez mesh SUB: problem" and the usage; returns 2.
 int TezMeshUsage(FILE* err, std::string const& sub, std::string const& problem);
-// Reads args.input; prints a message and returns null when it cannot.
+// Reads args.input; prints a message and returns null when it cannot, and a
+// warning when the file gives no faces.
 TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err);
 // Writes the mesh to args.output when one was given; 0, or 1 after a message.
 int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out, FILE* err);
-// Closed boundary loops: chains of edges that belong to one triangle only.
-size_t TezMeshCountHoles(TezIndexedMesh const& mesh);
+// The holes of the mesh as its topology finds them: every sub-command that
+// speaks of holes counts them here.
+size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh);
 
 // The sub-commands.
 int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err);

@@ -96,14 +96,26 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         else
             ++skipped;
     }
-    topology->FindHoles(false);
     std::fprintf(out, "holes: %zu\n", holes);
     std::fprintf(out, "filled: %zu\n", filled);
     std::fprintf(out, "skipped: %zu\n", skipped);
     std::fprintf(out, "vertices added: %zu\n", mesh->GetNumVertices() - vertices);
     std::fprintf(out, "triangles added: %zu\n", mesh->GetNumTriangles() - triangles);
-    std::fprintf(out, "holes left: %zu\n", topology->GetNumHoles());
-    return TezMeshWrite(mesh, args, out, err);
+    if (int code = TezMeshWrite(mesh, args, out, err))
+        return code;
+    // The holes left are counted afresh on the mesh as written (read back
+    // from the file), by the same count as tez mesh info: the topology that
+    // did the filling only knows what it changed.
+    TezRef<TezIndexedMesh> result = mesh;
+    if (!args.output.empty()) {
+        result = TezIndexedMesh::ReadFromFile(TezString(args.output.c_str()));
+        if (!result) {
+            std::fprintf(err, "tez mesh %s: cannot read back '%s'\n", args.sub.c_str(), args.output.c_str());
+            return 1;
+        }
+    }
+    std::fprintf(out, "holes left: %zu\n", TezMeshCountHoles(result));
+    return 0;
 }
 
 int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)

@@ -4,7 +4,8 @@
 //
 // fill-holes FILE [-o OUT.stl] [--max-edges N]
 //   removes degenerate and duplicate triangles, then fills every hole of at
-//   most N boundary edges (all by default) and reports what it did.
+//   most N boundary edges (all by default) and reports what it did; the holes
+//   left are counted on the mesh it wrote, read back, as tez mesh info would.
 // curvature FILE [--per-vertex OUT.csv] [--file-normals]
 //   prints the smallest, mean and largest mean, Gaussian and principal
 //   curvatures over the vertices; --per-vertex writes one CSV row per vertex.

@@ -1,22 +1,33 @@
-// tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--ascii]
+// tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--bpp 8|16] [--ascii]
+//
+// The slices are read at their own depth (or --bpp), so that the threshold is
+// in the data's own units, and tessellated by the library's default method:
+// a closed surface wherever the object stays off the stack's border.
 
 #include "core/Logger.h"
 #include "core/Threads.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
-#include "volume/CubeVolume.h"
+#include "volume/Image.h"
 #include "volume/ImageStack.h"
+#include "volume/MemoryVolume.h"
 #include "volume/VolumeTessellator.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
+#include <new>
+#include <vector>
 
 namespace {
 
-char const* const kUsage = "usage: tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--ascii]\n"
-                           "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
-                           "surface runs where the voxels cross V (0 to 255, default 128).\n";
+char const* const kUsage =
+    "usage: tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
+    "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
+    "surface runs where the voxels cross V, in the slices' own values: 0 to 255\n"
+    "for 8-bit slices (default 128), 0 to 65535 for 16-bit ones (default 32768).\n"
+    "The depth is the first slice's unless --bpp says otherwise.\n";
 
 int Usage(FILE* err, std::string const& problem)
 {
@@ -31,13 +42,49 @@ bool ParseInt(std::string const& text, long long& value)
     return r.ec == std::errc() && r.ptr == end;
 }
 
+// 16 for slices of 16-bit grey or 16-bit colour channels, else 8; 0 when the
+// file does not load.
+int BitsOfSlice(TezString const& path)
+{
+    TezImage image;
+    if (!image.Load(path.c_str()))
+        return 0;
+    int const bpp = image.GetBPP();
+    bool const grey16 = bpp == 16 && image.GetColorType() == TezImage::ColorTypeMinIsBlack;
+    return grey16 || bpp == 48 || bpp == 64 ? 16 : 8;
+}
+
+// The whole stack at the given depth; null after a message on err.
+template <class T>
+TezRef<TezMemoryVolume> ReadStack(TezImageStack& stack, int bits, FILE* err)
+{
+    int const w = stack.GetWidth(), h = stack.GetHeight(), d = stack.GetDepth();
+    uint64_t const row = uint64_t(w) * sizeof(T), slice = row * uint64_t(h);
+    std::vector<T> voxels;
+    try {
+        voxels.resize(size_t(w) * size_t(h) * size_t(d));
+    } catch (std::bad_alloc const&) {
+        std::fprintf(err, "tez tessellate: %d x %d x %d voxels of %d bits do not fit in memory\n", w, h, d, bits);
+        return nullptr;
+    }
+    if (!stack.Copy(voxels.data(), 0, 0, 0, w, h, d, bits, row, slice, nullptr)) {
+        std::fprintf(err, "tez tessellate: the slices cannot be read at %d bits\n", bits);
+        return nullptr;
+    }
+    if constexpr (sizeof(T) == 2)
+        return TezMemoryVolume::Create16(w, h, d, std::move(voxels));
+    else
+        return TezMemoryVolume::Create8(w, h, d, std::move(voxels));
+}
+
 } // namespace
 
 int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     std::vector<std::string> positional;
     std::string output;
-    long long iso = 128;
+    long long iso = -1;
+    long long bpp = 0;
     bool ascii = false;
     for (size_t i = 0; i < args.size(); ++i) {
         std::string const& arg = args[i];
@@ -49,8 +96,11 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
                 return Usage(err, arg + " needs a file name");
             output = args[i];
         } else if (arg == "--iso") {
-            if (++i == args.size() || !ParseInt(args[i], iso) || iso < 0 || iso > 255)
-                return Usage(err, "--iso needs a value from 0 to 255");
+            if (++i == args.size() || !ParseInt(args[i], iso) || iso < 0 || iso > 65535)
+                return Usage(err, "--iso needs a value from 0 to 65535");
+        } else if (arg == "--bpp") {
+            if (++i == args.size() || !ParseInt(args[i], bpp) || (bpp != 8 && bpp != 16))
+                return Usage(err, "--bpp must be 8 or 16");
         } else if (arg == "--ascii") {
             ascii = true;
         } else if (arg.size() > 1 && arg[0] == '-' && !(arg[1] >= '0' && arg[1] <= '9')) {
@@ -77,19 +127,42 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
                      last);
         return 1;
     }
-    TezRef<TezCubeVolume> volume = TezCubeVolume::ReadFromImageStack(stack, 1.0f);
-    TezVector3<int> const size = volume->Dimensions();
-    std::fprintf(out, "volume: %d x %d x %d\n", size.x, size.y, size.z);
+    int const bits = bpp != 0 ? int(bpp) : BitsOfSlice(stack->GetImages().front().name);
+    if (bits == 0) {
+        std::fprintf(err, "tez tessellate: cannot read '%s'\n", stack->GetImages().front().name.c_str());
+        return 1;
+    }
+    long long const top = bits == 16 ? 65535 : 255;
+    if (iso < 0)
+        iso = (top + 1) / 2;
+    if (iso > top)
+        return Usage(err, "--iso " + std::to_string(iso) + " is above " + std::to_string(top) + ", the largest " +
+                              std::to_string(bits) + "-bit value" + (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""));
+    TezRef<TezMemoryVolume> volume =
+        bits == 16 ? ReadStack<uint16_t>(*stack, bits, err) : ReadStack<uint8_t>(*stack, bits, err);
+    if (!volume)
+        return 1;
+    std::fprintf(out, "volume: %d x %d x %d\n", volume->GetWidth(), volume->GetHeight(), volume->GetDepth());
+    std::fprintf(out, "bits per voxel: %d\n", bits);
 
     TezVolumeTessellator& tessellator = TezVolumeTessellator::Instance();
-    tessellator.SetIsoValue(static_cast<uint8_t>(iso));
     int64_t const start = TezTimer::TimeNow();
-    TezRef<TezIndexedMesh> mesh = tessellator.Tessellate(volume);
+    TezRef<TezIndexedMesh> mesh = tessellator.Tessellate(volume, int(iso));
     double const seconds = TezTimer::TimeElapsed(start);
     std::fprintf(out, "iso value: %lld\n", iso);
     std::fprintf(out, "vertices: %zu\n", mesh->GetNumVertices());
     std::fprintf(out, "triangles: %zu\n", mesh->GetNumTriangles());
     std::fprintf(out, "seconds: %.3f\n", seconds);
+    if (mesh->GetNumTriangles() == 0) {
+        // Most often a threshold in other units than the slices' values.
+        int low = 65535, high = 0;
+        for (size_t i = 0, n = size_t(volume->GetWidth()) * volume->GetHeight() * volume->GetDepth(); i < n; ++i) {
+            int const v = bits == 16 ? volume->Data16()[i] : volume->Data8()[i];
+            low = std::min(low, v);
+            high = std::max(high, v);
+        }
+        std::fprintf(err, "tez tessellate: warning: the surface is empty; the voxels run from %d to %d\n", low, high);
+    }
     if (!TezIndexedMesh::WriteToStlFile(mesh, TezString(output.c_str()), !ascii)) {
         std::fprintf(err, "tez tessellate: cannot write '%s': %s\n", output.c_str(), std::strerror(errno));
         return 1;

@@ -1,14 +1,19 @@
-// Marching cubes over a 256^3 CT-like phantom, against VTK's flying edges
-// on one thread.
+// Marching cubes over a 256^3 CT-like phantom: the closed method on all
+// threads and on one, the classic table, and VTK's flying edges on one
+// thread. The counters say how many boundary edges each surface has.
 
+#include "mesh/TopologyMesh.h"
 #include "volume/CubeVolume.h"
 #include "volume/VolumeTessellator.h"
+
+#include <tbb/global_control.h>
 
 #include "../volume/Phantom.h"
 
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <memory>
 
 #if TEZ_PEER_BENCH && TEZ_PEER_VTK
 #    include <vtkFlyingEdges3D.h>
@@ -40,22 +45,54 @@ TezRef<TezCubeVolume> const& Phantom()
     return volume;
 }
 
-void BM_MeshTessellatePhantom256(benchmark::State& state)
+// Edges of one triangle: the cracks of a surface that should be closed.
+size_t BoundaryEdges(TezRef<TezIndexedMesh> mesh)
+{
+    TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, false);
+    size_t edges = 0;
+    for (size_t h = 0; h < topology->GetNumHoles(); ++h)
+        edges += size_t(topology->GetHole(h)->GetNumEdges());
+    return edges;
+}
+
+void Tessellate(benchmark::State& state, TezVolumeTessellator::Method method, int threads)
 {
     TezRef<TezCubeVolume> const& volume = Phantom();
     TezVolumeTessellator& tessellator = TezVolumeTessellator::Instance();
     tessellator.SetIsoValue(kIso);
-    size_t triangles = 0;
+    tessellator.SetMethod(method);
+    std::unique_ptr<tbb::global_control> limit;
+    if (threads > 0)
+        limit = std::make_unique<tbb::global_control>(tbb::global_control::max_allowed_parallelism, threads);
+    TezRef<TezIndexedMesh> mesh;
     for (auto _ : state) {
-        TezRef<TezIndexedMesh> mesh = tessellator.Tessellate(volume);
-        triangles = mesh->GetNumTriangles();
+        mesh = tessellator.Tessellate(volume);
         benchmark::DoNotOptimize(mesh.Get());
     }
     tessellator.SetIsoValue(128);
-    state.counters["triangles"] = double(triangles);
+    tessellator.SetMethod(TezVolumeTessellator::Method::Closed);
+    state.counters["triangles"] = double(mesh->GetNumTriangles());
+    state.counters["boundary edges"] = double(BoundaryEdges(mesh));
     state.SetItemsProcessed(int64_t(state.iterations()) * kSize * kSize * kSize);
 }
+
+void BM_MeshTessellatePhantom256(benchmark::State& state)
+{
+    Tessellate(state, TezVolumeTessellator::Method::Closed, 0);
+}
 BENCHMARK(BM_MeshTessellatePhantom256)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_MeshTessellatePhantom256_OneThread(benchmark::State& state)
+{
+    Tessellate(state, TezVolumeTessellator::Method::Closed, 1);
+}
+BENCHMARK(BM_MeshTessellatePhantom256_OneThread)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+void BM_MeshTessellatePhantom256_Classic(benchmark::State& state)
+{
+    Tessellate(state, TezVolumeTessellator::Method::Classic, 0);
+}
+BENCHMARK(BM_MeshTessellatePhantom256_Classic)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #if TEZ_PEER_BENCH && TEZ_PEER_VTK
 void BM_MeshTessellatePhantom256_VtkFlyingEdges(benchmark::State& state)

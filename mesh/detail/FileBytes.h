@@ -1,6 +1,7 @@
 #pragma once
 // The bytes of a whole file, mapped into memory where the system allows it
 // and read otherwise (pipes, special files). Read-only; empty on failure.
+// Directories are refused: reading one as a stream would claim any size.
 
 #include <cstddef>
 #include <vector>
@@ -27,5 +28,11 @@ private:
     void* m_map = nullptr;
     std::vector<char> m_read;
 };
+
+// Whether `path` names a regular file, which is what the mesh readers take.
+// A path that exists as anything else (a directory, a device, a pipe) is
+// refused with a warning in the log that names the reader; a missing path is
+// refused silently, for the reader's own report.
+bool IsRegularMeshFile(char const* path, char const* reader);
 
 } // namespace tez_detail

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -152,6 +154,31 @@ TEST(TezMeshFiles, BrokenStlFilesGiveNull)
     TezRef<TezIndexedMesh> empty = read(header + std::string(4, '\0'));
     ASSERT_TRUE(empty);
     EXPECT_EQ(0u, empty->GetNumTriangles());
+}
+
+TEST(TezMeshFiles, EveryReaderRefusesPathsThatAreNotRegularFiles)
+{
+    ScratchFolder folder;
+    // Named like mesh files, so that the choice by extension reaches each
+    // reader: a folder, a pipe (opening it would wait for a writer) and a
+    // device that reads endlessly.
+    std::vector<std::string> paths;
+    for (char const* name : {"dir.stl", "dir.obj", "dir.ply"}) {
+        std::filesystem::create_directory(folder.File(name));
+        paths.push_back(folder.File(name));
+    }
+    ASSERT_EQ(0, mkfifo(folder.File("pipe.stl").c_str(), 0600));
+    paths.push_back(folder.File("pipe.stl"));
+    paths.push_back("/dev/zero");
+    for (std::string const& path : paths) {
+        SCOPED_TRACE(path);
+        TezString const name(path.c_str());
+        EXPECT_FALSE(TezIndexedMesh::ReadFromFile(name));
+        EXPECT_FALSE(TezIndexedMesh::ReadFromStlFile(name));
+        EXPECT_FALSE(TezIndexedMesh::ReadFromObjFile(name));
+        EXPECT_FALSE(TezIndexedMesh::ReadFromPlyFile(name));
+        EXPECT_FALSE(TezIndexedMeshInternals::ReadScannerPly(path.c_str()));
+    }
 }
 
 TEST(TezMeshFiles, ObjCornersFansAndNormals)

@@ -200,12 +200,65 @@ TEST(TezMeshPly, ScannerFlavourCalibratesAndMakesNormals)
     EXPECT_EQ(Vec(0.205f, -42.216f, 26.26f), mesh->GetVertex(0).position);
     EXPECT_EQ(Vec(0.2905f + 0.205f, 0.9063f - 42.216f, -0.3067f + 26.26f), mesh->GetVertex(1).position);
     EXPECT_NEAR(1.0f, mesh->GetVertex(1).normal.Length(), 1e-6);
-    // The Rhino flavour, which the public reader uses, knows no
-    // "vertex_indices": the same file has no triangles there.
+    // The public reader takes the same list, and splits the quad.
     TezRef<TezIndexedMesh> plain = TezIndexedMesh::ReadFromPlyFile(TezString(folder.File("s.ply").c_str()));
     ASSERT_TRUE(plain);
-    EXPECT_EQ(0u, plain->GetNumTriangles());
+    EXPECT_EQ((std::vector<unsigned int>{0, 1, 2, 0, 3, 1, 0, 1, 2}), plain->GetIndices());
     EXPECT_EQ(Vec(1, 0, 0), plain->GetVertex(1).position);
+}
+
+TEST(TezMeshPly, FaceListsOfEitherNameAndAnyIntegerTypes)
+{
+    ScratchFolder folder;
+    // Value writers by PLY type name, in both spellings of each type.
+    auto put = [](PlyBytes& bytes, std::string const& type, int value) {
+        if (type == "char" || type == "int8")
+            bytes.Put<int8_t>(int8_t(value));
+        else if (type == "uchar" || type == "uint8")
+            bytes.Put<uint8_t>(uint8_t(value));
+        else if (type == "short" || type == "int16")
+            bytes.Put<int16_t>(int16_t(value));
+        else if (type == "ushort" || type == "uint16")
+            bytes.Put<uint16_t>(uint16_t(value));
+        else if (type == "int" || type == "int32")
+            bytes.Put<int32_t>(value);
+        else
+            bytes.Put<uint32_t>(uint32_t(value));
+    };
+    std::string const types[][2] = {{"uchar", "int"},    {"uint8", "uint32"}, {"char", "uint"},
+                                    {"ushort", "short"}, {"int16", "uint16"}, {"int", "int8"},
+                                    {"uint", "uchar"},   {"int32", "int32"},  {"uint32", "ushort"}};
+    for (char const* name : {"vertex_index", "vertex_indices"})
+        for (auto const& type : types)
+            for (bool big : {false, true}) {
+                std::string const header = std::string("ply\nformat ") +
+                                           (big ? "binary_big_endian" : "binary_little_endian") +
+                                           " 1.0\nelement vertex 4\nproperty float x\nproperty float y\n"
+                                           "property float z\nelement face 2\nproperty list " +
+                                           type[0] + " " + type[1] + " " + name + "\nend_header\n";
+                PlyBytes data(big);
+                for (float f : {0.f, 0.f, 0.f, 1.f, 0.f, 0.f, 1.f, 1.f, 0.f, 0.f, 1.f, 0.f})
+                    data.Put(f);
+                put(data, type[0], 3);
+                for (int i : {0, 1, 2})
+                    put(data, type[1], i);
+                put(data, type[0], 4);
+                for (int i : {3, 2, 1, 0})
+                    put(data, type[1], i);
+                SCOPED_TRACE(testing::Message() << name << " list " << type[0] << " " << type[1] << (big ? " big" : ""));
+                TezRef<TezIndexedMesh> mesh =
+                    TezIndexedMesh::ReadFromPlyFile(TezString(folder.Write("f.ply", header + data.bytes).c_str()));
+                ASSERT_TRUE(mesh);
+                EXPECT_EQ((std::vector<unsigned int>{0, 1, 2, 3, 2, 1, 3, 1, 0}), mesh->GetIndices());
+            }
+    // Both lists present: the Rhino name is the one read.
+    std::string const both = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\n"
+                             "property float z\nelement face 1\nproperty list uchar int vertex_indices\n"
+                             "property list uchar int vertex_index\nend_header\n0 0 0\n1 0 0\n0 1 0\n"
+                             "3 2 1 0 3 0 1 2\n";
+    TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromPlyFile(TezString(folder.Write("b.ply", both).c_str()));
+    ASSERT_TRUE(mesh);
+    EXPECT_EQ((std::vector<unsigned int>{0, 1, 2}), mesh->GetIndices());
 }
 
 // Real files written by many programs: each gives a mesh or a null result,
@@ -239,7 +292,7 @@ TEST(TezMeshFiles, AssimpSampleModels)
     };
     for (Known const& known :
          {Known{"STL/triangle.stl", 3, 1}, Known{"PLY/cube.ply", 8, 12},
-          Known{"PLY/cube_binary.ply", 8, 0} /* "vertex_indices" */, Known{"OBJ/box.obj", 8, 12}}) {
+          Known{"PLY/cube_binary.ply", 8, 12} /* faces as "vertex_indices" */, Known{"OBJ/box.obj", 8, 12}}) {
         TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(TezString((root / known.file).c_str()));
         ASSERT_TRUE(mesh) << known.file;
         EXPECT_EQ(known.vertices, mesh->GetNumVertices()) << known.file;

@@ -310,4 +310,49 @@ inline constexpr signed char kTriangleTable[256][16] = {
     {-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1},
 };
 
+// The case of a cell from the outside flags of its two x columns, as
+// value[a | b << 4]: bit 0 of a column is (y, z), bit 1 (y+1, z), bit 2
+// (y, z+1), bit 3 (y+1, z+1); a is the column at x, b the one at x+1.
+struct ColumnCases
+{
+    unsigned char value[256];
+    constexpr ColumnCases() : value()
+    {
+        for (int a = 0; a < 16; ++a) {
+            for (int b = 0; b < 16; ++b) {
+                int const c = (a & 1) | (b & 1) << 1 | (b & 2) << 1 | (a & 2) << 2 | (a & 4) << 2 | (b & 4) << 3 |
+                              (b & 8) << 3 | (a & 8) << 4;
+                value[a | b << 4] = static_cast<unsigned char>(c);
+            }
+        }
+    }
+};
+inline constexpr ColumnCases kColumnCases;
+
+// Where each cell edge lies: its axis, the offset of its lower end, and
+// whether kEdgeCorners runs it downwards.
+struct EdgePlace
+{
+    int axis, dx, dy, dz;
+    bool downwards;
+};
+struct EdgePlaces
+{
+    EdgePlace value[12];
+    constexpr EdgePlaces() : value()
+    {
+        for (int e = 0; e < 12; ++e) {
+            int const* a = kCornerOffset[kEdgeCorners[e][0]];
+            int const* b = kCornerOffset[kEdgeCorners[e][1]];
+            int axis = 0;
+            while (a[axis] == b[axis])
+                ++axis;
+            bool const down = a[axis] > b[axis];
+            int const* lo = down ? b : a;
+            value[e] = EdgePlace{axis, lo[0], lo[1], lo[2], down};
+        }
+    }
+};
+inline constexpr EdgePlaces kEdgePlaces;
+
 } // namespace tez_detail
