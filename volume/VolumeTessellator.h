@@ -10,7 +10,7 @@
 // normals are made from the positions, area-weighted.
 //
 // Two methods:
-// - Closed (the default): a closed, manifold surface, with no degenerate or
+// - Closed (what `tez tessellate` uses): a closed, manifold surface, with no degenerate or
 //   repeated triangles, wherever the inside stays off the grid's border. One
 //   vertex per crossed lattice edge, faces with diagonal inside corners
 //   decided by the asymptotic decider (Nielson and Hamann, Visualization
@@ -23,7 +23,8 @@
 //   in the table's direction along its edge, crossings of equal position
 //   joined. That leaves cracks where the two directions round apart or two
 //   cells decide a face differently, and folds triangles onto the centre of
-//   a voxel equal to the threshold; kept for results that must match it.
+//   a voxel equal to the threshold. The default, for results that must
+//   match the classic algorithm; ask for Closed for a clean surface.
 // Cells are taken with z outermost, then y, then x; vertices are numbered in
 // the order the triangles first use them.
 //
@@ -77,6 +78,6 @@ private:
     TezRef<TezIndexedMesh> Run(T const* voxels, TezVector3<int> const& size, int isoValue);
 
     uint8_t m_isoValue = 128;
-    Method m_method = Method::Closed;
+    Method m_method = Method::Classic;
     int m_slabSize = 0;
 };

@@ -92,15 +92,17 @@ struct IsoScope
 struct MethodScope
 {
     explicit MethodScope(TezVolumeTessellator::Method method, int slab = 0)
+        : saved(TezVolumeTessellator::Instance().GetMethod())
     {
         TezVolumeTessellator::Instance().SetMethod(method);
         TezVolumeTessellator::Instance().SetSlabSize(slab);
     }
     ~MethodScope()
     {
-        TezVolumeTessellator::Instance().SetMethod(TezVolumeTessellator::Method::Closed);
+        TezVolumeTessellator::Instance().SetMethod(saved);
         TezVolumeTessellator::Instance().SetSlabSize(0);
     }
+    TezVolumeTessellator::Method saved;
 };
 
 // Everything that keeps a mesh from bounding a solid: edges of one triangle
@@ -218,7 +220,7 @@ TEST(TezVolumeTessellator, EmptyForNullFlatAndConstantVolumes)
 {
     TezVolumeTessellator& tessellator = TezVolumeTessellator::Instance();
     EXPECT_EQ(128, tessellator.GetIsoValue());
-    EXPECT_EQ(TezVolumeTessellator::Method::Closed, tessellator.GetMethod());
+    EXPECT_EQ(TezVolumeTessellator::Method::Classic, tessellator.GetMethod());
     for (auto method : {TezVolumeTessellator::Method::Closed, TezVolumeTessellator::Method::Classic}) {
         MethodScope scope(method);
         EXPECT_EQ(0u, tessellator.Tessellate(nullptr)->GetNumIndices());
@@ -392,6 +394,7 @@ TEST(TezVolumeTessellator, SaddlesAndThresholdVoxelsLeaveNoFaults)
 
 TEST(TezVolumeTessellator, ClosedMethodKeepsTheSimpleCasesAndStepsOffVoxelCentres)
 {
+    MethodScope closed(TezVolumeTessellator::Method::Closed);
     // A lone bright voxel is still eight triangles around it.
     TezRef<TezCubeVolume> single = MakeVolume(3, 3, 3);
     single->SetValue(1, 1, 1, 255);
@@ -416,6 +419,7 @@ TEST(TezVolumeTessellator, ClosedMethodKeepsTheSimpleCasesAndStepsOffVoxelCentre
 
 TEST(TezVolumeTessellator, SixteenBitVolumesAtTheirOwnThreshold)
 {
+    MethodScope closed(TezVolumeTessellator::Method::Closed);
     // A ball whose values only 16 bits can hold: everything below 256.
     int const n = 24;
     double const c = n / 2.0, r = 8.0;
