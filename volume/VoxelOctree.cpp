@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -128,7 +129,20 @@ TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int 
     }
     plan.startIndex = FullTreeCount(plan.blocksInRow * kBrickEdge / 2);
     plan.startCount = FullTreeCount(plan.blocksInRow * kBrickEdge);
+    uint64_t const slice = uint64_t(bitsPerPixel / 8) * uint64_t(plan.blocksX) * block * uint64_t(plan.rowsPerPass) * block;
+    plan.bufferBytes = slice * block + 2 * slice;
     return plan;
+}
+
+int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bitsPerPixel)
+{
+    // The plan's buffers shrink as the limit does, down to one row of blocks
+    // per pass; start from that size and go up until a plan fits.
+    uint64_t const least = TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, 0).bufferBytes;
+    for (uint64_t limit = std::max<uint64_t>(1, (least + 1048575) / 1048576); limit < uint64_t(INT32_MAX); ++limit)
+        if (TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, int(limit)).bufferBytes <= limit * 1048576)
+            return int(limit);
+    return INT32_MAX;
 }
 
 // The build of one octree; lives for one CreateFromVolumeData call.
@@ -153,9 +167,17 @@ private:
 
     template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
     Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
-    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick);
-    void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick);
-    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick);
+    // What one block took from the pools, in the order it took them.
+    struct Taken
+    {
+        std::vector<uint32_t> octets; // first node of each
+        std::vector<uint32_t> bricks;
+    };
+
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
+    void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
+    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken);
+    void PutInBlockOrder();
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
     void ZeroChunk();
@@ -175,6 +197,10 @@ private:
     std::unique_ptr<uint8_t[]> m_chunk;
     uint64_t m_chunkBytes = 0;
     std::atomic<bool> m_stop{false};
+    // Every octet and brick in block order: the order of a build on one
+    // thread, which the pools are put in once the blocks are built.
+    std::vector<uint32_t> m_octetOrder;
+    std::vector<uint32_t> m_brickOrder;
 };
 
 uint32_t TezVoxelOctreeBuilder::BlockNode(int bx, int by, int bz) const
@@ -281,7 +307,7 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     return SampleCube<uint16_t>(ox, oy, oz, edge, reinterpret_cast<uint16_t*>(brick));
 }
 
-void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick)
+void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken)
 {
     TezVoxelOctreeNode& node = Node(index);
     if (sample.uniform) {
@@ -295,6 +321,7 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
         m_stop = true;
         return;
     }
+    taken.bricks.push_back(uint32_t(leaf));
     std::memcpy(leaves.Brick(leaf), brick, size_t(kBrickVoxels) * size_t(m_bytesPerVoxel));
     node.data = uint32_t(leaf) | TezNodeFlagBit;
     node.children |= TezNodeFlagBit;
@@ -303,7 +330,7 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
 // Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
 // and answers the pool index of their octet, or 0 when the cube needs none:
 // eight uniform, equal and childless children are represented by the parent.
-uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick)
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken)
 {
     int const half = edge / 2;
     if (half < kBrickEdge)
@@ -314,15 +341,16 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
-        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick);
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick, taken);
         Sample const sample = SampleCube(cx, cy, cz, half, brick);
         if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
-            uint64_t const taken = m_tree.m_nodePool.Allocate(8);
-            if (taken == TezMemoryPoolBase::InvalidIndex) {
+            uint64_t const first = m_tree.m_nodePool.Allocate(8);
+            if (first == TezMemoryPoolBase::InvalidIndex) {
                 m_stop = true;
                 return 0;
             }
-            octet = uint32_t(taken);
+            octet = uint32_t(first);
+            taken.octets.push_back(octet);
             for (int j = 0; j < k; ++j) {
                 TezVoxelOctreeNode& passed = Node(octet + j);
                 passed.children = 0;
@@ -333,21 +361,22 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         if (octet != 0) {
             TezVoxelOctreeNode& child = Node(octet + k);
             child.children = (child.children & TezNodeFlagBit) | childFirst;
-            StoreNode(octet + k, sample, brick);
+            StoreNode(octet + k, sample, brick, taken);
         }
     }
     return octet;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick)
+void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick,
+                                       Taken& taken)
 {
     int const edge = m_plan.blockSize;
     int const ox = (bx - chunkX) * edge;
     int const oy = (by - chunkY) * edge;
-    uint32_t const first = BuildNode(ox, oy, 0, edge, brick);
+    uint32_t const first = BuildNode(ox, oy, 0, edge, brick, taken);
     uint32_t const index = BlockNode(bx, by, bz);
     Node(index).children = first;
-    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick);
+    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick, taken);
 }
 
 // Links the full levels above the blocks and gives each of their nodes the
@@ -398,6 +427,88 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
         for (size_t bin = 0; bin < 256; ++bin)
             table[bin] += counts[bin];
     });
+}
+
+// The blocks of a pass are built in parallel, so their octets and bricks come
+// from the pools in whatever order the threads reach them, and two builds of
+// one source would differ. Moving each octet and brick to its place in block
+// order gives the pools of a build on one thread, at any thread count: one
+// pass over the nodes to relink them, then each element moved once along
+// the cycles of the permutation, with no second copy of the pools.
+void TezVoxelOctreeBuilder::PutInBlockOrder()
+{
+    uint32_t const start = m_plan.startCount;
+    size_t const octets = m_octetOrder.size();
+    size_t const bricks = m_brickOrder.size();
+    auto octetOf = [start](uint32_t first) { return size_t((first - start) / 8); };
+
+    // Where each octet and brick goes: its position in block order.
+    std::vector<uint32_t> octetTo(octets), brickTo(bricks);
+    bool inOrder = true;
+    for (size_t p = 0; p < octets; ++p) {
+        octetTo[octetOf(m_octetOrder[p])] = uint32_t(p);
+        inOrder = inOrder && octetOf(m_octetOrder[p]) == p;
+    }
+    for (size_t p = 0; p < bricks; ++p) {
+        brickTo[m_brickOrder[p]] = uint32_t(p);
+        inOrder = inOrder && m_brickOrder[p] == p;
+    }
+    if (inOrder)
+        return;
+
+    TezVoxelOctreeNodePool& nodes = m_tree.m_nodePool;
+    TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
+    uint64_t const count = nodes.GetNumElements();
+    for (uint64_t i = 0; i < count; ++i) {
+        TezVoxelOctreeNode& node = Node(i);
+        uint32_t const first = node.children & TezNodeLowMask;
+        if (first != 0)
+            node.children = (node.children & TezNodeFlagBit) | (start + 8 * octetTo[octetOf(first)]);
+        if (node.data & TezNodeFlagBit)
+            node.data = TezNodeFlagBit | brickTo[node.data & TezNodeLowMask];
+    }
+
+    // Slot p takes the element that block order puts there; following
+    // p <- from(p) <- from(from(p)) ... closes each cycle with the one saved.
+    auto permute = [](size_t size, auto from, auto save, auto move, auto restore) {
+        std::vector<bool> done(size, false);
+        for (size_t p = 0; p < size; ++p) {
+            if (done[p] || from(p) == p)
+                continue;
+            save(p);
+            size_t j = p;
+            for (size_t k = from(j); k != p; j = k, k = from(j)) {
+                move(k, j);
+                done[j] = true;
+            }
+            restore(j);
+            done[j] = true;
+        }
+    };
+
+    TezVoxelOctreeNode octet[8];
+    permute(
+        octets, [&](size_t p) { return octetOf(m_octetOrder[p]); },
+        [&](size_t p) {
+            for (uint64_t k = 0; k < 8; ++k)
+                octet[k] = Node(start + 8 * p + k);
+        },
+        [&](size_t from, size_t to) {
+            for (uint64_t k = 0; k < 8; ++k)
+                Node(start + 8 * to + k) = Node(start + 8 * from + k);
+        },
+        [&](size_t to) {
+            for (uint64_t k = 0; k < 8; ++k)
+                Node(start + 8 * to + k) = octet[k];
+        });
+
+    size_t const brickBytes = size_t(leaves.GetElementSize());
+    std::vector<uint8_t> brick(brickBytes);
+    permute(
+        bricks, [&](size_t p) { return size_t(m_brickOrder[p]); },
+        [&](size_t p) { std::memcpy(brick.data(), leaves.Brick(p), brickBytes); },
+        [&](size_t from, size_t to) { std::memcpy(leaves.Brick(to), leaves.Brick(from), brickBytes); },
+        [&](size_t to) { std::memcpy(leaves.Brick(to), brick.data(), brickBytes); });
 }
 
 // The ray caster finds the root's children at node 1, as the pyramid places
@@ -491,12 +602,17 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
                     progress.EndNested();
                     AddHistogram(boxWidth, boxHeight, boxDepth, table);
                     int const count = countX * countY;
+                    std::vector<Taken> taken(static_cast<size_t>(count));
                     tbb::parallel_for(0u, threads, [&](unsigned t) {
                         uint8_t* brick = scratch.data() + brickBytes * t;
                         for (int n = int(t); n < count && !m_stop.load(std::memory_order_relaxed);
                              n += int(threads))
-                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick);
+                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick, taken[size_t(n)]);
                     });
+                    for (Taken const& block : taken) {
+                        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
+                        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
+                    }
                 } else {
                     for (int j = 0; j < countY; ++j)
                         for (int i = 0; i < countX; ++i) {
@@ -517,6 +633,7 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
     }
     m_chunk.reset();
 
+    PutInBlockOrder();
     LinkPyramid(0, 0, 0, 1, 0, 0);
     MoveRootOctetToFront();
     TezLogger::info("Nodes %d, Leafs %d\n", int(nodes.GetNumElements()), int(leaves.GetNumElements()));
