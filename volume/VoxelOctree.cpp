@@ -429,25 +429,72 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
     });
 }
 
+namespace
+{
+// Rearranges n elements in place so that slot p receives the element now at
+// from[p]. The permutation's cycles are cut into runs of at most kRun slots
+// that move in parallel: the first element of every run is saved before any
+// moves, and each run ends with the saved head of the run after it, which
+// is the element that run overwrites first.
+template <class Save, class Move, class Restore>
+void PermuteInPlace(std::vector<uint32_t> const& from, Save save, Move move, Restore restore)
+{
+    constexpr size_t kRun = 256;
+    size_t const n = from.size();
+    std::vector<uint32_t> slots;   // every cycle, slot by slot
+    std::vector<size_t> runs;      // start of each run in slots
+    std::vector<size_t> nextHead;  // the run whose head ends each run
+    std::vector<bool> seen(n, false);
+    for (size_t p = 0; p < n; ++p) {
+        if (seen[p] || from[p] == p)
+            continue;
+        size_t const begin = slots.size();
+        size_t const firstRun = runs.size();
+        for (size_t j = p; !seen[j]; j = from[j]) {
+            seen[j] = true;
+            if ((slots.size() - begin) % kRun == 0)
+                runs.push_back(slots.size());
+            slots.push_back(uint32_t(j));
+        }
+        for (size_t r = firstRun; r < runs.size(); ++r)
+            nextHead.push_back(r + 1 < runs.size() ? r + 1 : firstRun);
+    }
+    runs.push_back(slots.size());
+    size_t const count = runs.size() - 1;
+    for (size_t r = 0; r < count; ++r)
+        save(r, slots[runs[r]]);
+    tbb::parallel_for(size_t(0), count, [&](size_t r) {
+        // The run's slots are j[a] ... j[b-1]; each takes from the next, the
+        // last from the saved head of the following run.
+        size_t const a = runs[r], b = runs[r + 1];
+        size_t const last = b - 1;
+        for (size_t i = a; i < last; ++i)
+            move(slots[i + 1], slots[i]);
+        restore(nextHead[r], slots[last]);
+    });
+}
+} // namespace
+
 // The blocks of a pass are built in parallel, so their octets and bricks come
 // from the pools in whatever order the threads reach them, and two builds of
 // one source would differ. Moving each octet and brick to its place in block
 // order gives the pools of a build on one thread, at any thread count: one
-// pass over the nodes to relink them, then each element moved once along
-// the cycles of the permutation, with no second copy of the pools.
+// pass over the nodes to relink them, then each element moved once, in
+// parallel, with no second copy of the pools.
 void TezVoxelOctreeBuilder::PutInBlockOrder()
 {
     uint32_t const start = m_plan.startCount;
     size_t const octets = m_octetOrder.size();
     size_t const bricks = m_brickOrder.size();
-    auto octetOf = [start](uint32_t first) { return size_t((first - start) / 8); };
+    auto octetOf = [start](uint32_t first) { return uint32_t((first - start) / 8); };
 
-    // Where each octet and brick goes: its position in block order.
-    std::vector<uint32_t> octetTo(octets), brickTo(bricks);
+    // Where each octet and brick comes from, and where each goes.
+    std::vector<uint32_t> octetFrom(octets), octetTo(octets), brickTo(bricks);
     bool inOrder = true;
     for (size_t p = 0; p < octets; ++p) {
-        octetTo[octetOf(m_octetOrder[p])] = uint32_t(p);
-        inOrder = inOrder && octetOf(m_octetOrder[p]) == p;
+        octetFrom[p] = octetOf(m_octetOrder[p]);
+        octetTo[octetFrom[p]] = uint32_t(p);
+        inOrder = inOrder && octetFrom[p] == p;
     }
     for (size_t p = 0; p < bricks; ++p) {
         brickTo[m_brickOrder[p]] = uint32_t(p);
@@ -468,47 +515,37 @@ void TezVoxelOctreeBuilder::PutInBlockOrder()
             node.data = TezNodeFlagBit | brickTo[node.data & TezNodeLowMask];
     }
 
-    // Slot p takes the element that block order puts there; following
-    // p <- from(p) <- from(from(p)) ... closes each cycle with the one saved.
-    auto permute = [](size_t size, auto from, auto save, auto move, auto restore) {
-        std::vector<bool> done(size, false);
-        for (size_t p = 0; p < size; ++p) {
-            if (done[p] || from(p) == p)
-                continue;
-            save(p);
-            size_t j = p;
-            for (size_t k = from(j); k != p; j = k, k = from(j)) {
-                move(k, j);
-                done[j] = true;
-            }
-            restore(j);
-            done[j] = true;
-        }
-    };
-
-    TezVoxelOctreeNode octet[8];
-    permute(
-        octets, [&](size_t p) { return octetOf(m_octetOrder[p]); },
-        [&](size_t p) {
+    std::vector<TezVoxelOctreeNode> savedOctets;
+    PermuteInPlace(
+        octetFrom,
+        [&](size_t run, uint32_t slot) {
+            if (savedOctets.size() < 8 * (run + 1))
+                savedOctets.resize(8 * (run + 1));
             for (uint64_t k = 0; k < 8; ++k)
-                octet[k] = Node(start + 8 * p + k);
+                savedOctets[8 * run + k] = Node(start + 8 * uint64_t(slot) + k);
         },
-        [&](size_t from, size_t to) {
+        [&](uint32_t from, uint32_t to) {
             for (uint64_t k = 0; k < 8; ++k)
-                Node(start + 8 * to + k) = Node(start + 8 * from + k);
+                Node(start + 8 * uint64_t(to) + k) = Node(start + 8 * uint64_t(from) + k);
         },
-        [&](size_t to) {
+        [&](size_t run, uint32_t to) {
             for (uint64_t k = 0; k < 8; ++k)
-                Node(start + 8 * to + k) = octet[k];
+                Node(start + 8 * uint64_t(to) + k) = savedOctets[8 * run + k];
         });
 
     size_t const brickBytes = size_t(leaves.GetElementSize());
-    std::vector<uint8_t> brick(brickBytes);
-    permute(
-        bricks, [&](size_t p) { return size_t(m_brickOrder[p]); },
-        [&](size_t p) { std::memcpy(brick.data(), leaves.Brick(p), brickBytes); },
-        [&](size_t from, size_t to) { std::memcpy(leaves.Brick(to), leaves.Brick(from), brickBytes); },
-        [&](size_t to) { std::memcpy(leaves.Brick(to), brick.data(), brickBytes); });
+    std::vector<uint8_t> savedBricks;
+    PermuteInPlace(
+        m_brickOrder,
+        [&](size_t run, uint32_t slot) {
+            if (savedBricks.size() < brickBytes * (run + 1))
+                savedBricks.resize(brickBytes * (run + 1));
+            std::memcpy(savedBricks.data() + brickBytes * run, leaves.Brick(slot), brickBytes);
+        },
+        [&](uint32_t from, uint32_t to) { std::memcpy(leaves.Brick(to), leaves.Brick(from), brickBytes); },
+        [&](size_t run, uint32_t to) {
+            std::memcpy(leaves.Brick(to), savedBricks.data() + brickBytes * run, brickBytes);
+        });
 }
 
 // The ray caster finds the root's children at node 1, as the pyramid places
