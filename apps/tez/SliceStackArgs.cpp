@@ -152,17 +152,16 @@ bool TezSliceStackArgs::AcceptUnreadable(TezImageStack const& stack, FILE* err) 
 {
     size_t const bad = stack.GetUnreadableFiles().size();
     size_t const files = stack.GetFileCount();
-    if (bad > m_reported) {
-        std::fprintf(err, "tez: %zu of %zu slice files cannot be read as images (named above); their slices are %s\n",
-                     bad, files, allowUnreadable || double(bad) <= kMaxUnreadableShare * double(files)
-                                     ? "filled by interpolation"
-                                     : "too many");
-        m_reported = bad;
+    bool const accepted = allowUnreadable || double(bad) <= kMaxUnreadableShare * double(files);
+    if (bad > m_reported || !accepted)
+        std::fprintf(err, "tez: %zu of %zu slice files cannot be read as images (named above)", bad, files);
+    if (!accepted) {
+        std::fprintf(err, ": more than %d%% is refused%s%s%s\n", int(kMaxUnreadableShare * 100 + 0.5),
+                     allowOption.empty() ? "" : " (", allowOption.c_str(), allowOption.empty() ? "" : " uses the rest)");
+        return false;
     }
-    if (allowUnreadable || double(bad) <= kMaxUnreadableShare * double(files))
-        return true;
-    std::fprintf(err, "tez: refused: more than %d%% of the slice files are unreadable%s%s%s\n",
-                 int(kMaxUnreadableShare * 100 + 0.5), allowOption.empty() ? "" : " (", allowOption.c_str(),
-                 allowOption.empty() ? "" : " uses the rest)");
-    return false;
+    if (bad > m_reported)
+        std::fprintf(err, "; their slices are filled by interpolation\n");
+    m_reported = bad;
+    return true;
 }
