@@ -11,6 +11,7 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <unordered_set>
 #include <utility>
 
 #if __has_include(<dlfcn.h>)
@@ -21,7 +22,7 @@ namespace {
 
 // The file being read on this thread. The image libraries' messages (a TIFF
 // with private tags gives dozens per file) are gathered here and logged as
-// one debug line when the read ends.
+// one debug line when the file's first read ends.
 struct ReadContext
 {
     char const* path;
@@ -102,6 +103,19 @@ void EnsureFreeImage()
     });
 }
 
+// A stack reads each file several times (probe, header check, slab after
+// slab); its messages are logged at the first read only. The set forgets
+// everything once it is large, to stay bounded in a long-lived host.
+bool FirstReport(char const* path)
+{
+    static std::mutex mutex;
+    static std::unordered_set<std::string> reported;
+    std::lock_guard<std::mutex> lock(mutex);
+    if (reported.size() >= 100000)
+        reported.clear();
+    return reported.insert(path).second;
+}
+
 // Gathers the libraries' messages while it lives.
 class ReadScope
 {
@@ -114,6 +128,8 @@ public:
     ~ReadScope()
     {
         t_reading = m_outer;
+        if (m_context.count == 0 || !FirstReport(m_context.path))
+            return;
         if (m_context.count == 1)
             TezLogger::debug("TezImage: %s: %s\n", m_context.path, m_context.first.c_str());
         else if (m_context.count > 1)

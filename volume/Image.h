@@ -13,7 +13,7 @@
 // Only regular files are read: directories, pipes and devices are refused
 // before the library opens them. The image libraries' own messages (FreeImage's
 // and those of the shared libtiff it loads, such as one line per unknown TIFF
-// tag) go to the log at debug level, one line per file read; taking them over
+// tag) go to the log at debug level, one line per file; taking them over
 // replaces libtiff's handlers for the whole process.
 //
 // Not copyable; one bitmap per object, no shared state: distinct images may
