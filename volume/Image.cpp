@@ -1,30 +1,169 @@
 #include "volume/Image.h"
 
+#include "core/Logger.h"
+
 #include <FreeImage.h>
 
+#include <sys/stat.h>
+
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <mutex>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
-// The shared FreeImage library initialises itself when it is loaded; only a
-// static build of it (FREEIMAGE_LIB) needs the explicit call, made once.
-#if defined(FREEIMAGE_LIB)
-#    include <mutex>
-namespace {
-void EnsureFreeImage()
-{
-    static std::once_flag once;
-    std::call_once(once, [] { FreeImage_Initialise(FALSE); });
-}
-} // namespace
-#else
-namespace {
-void EnsureFreeImage() {}
-} // namespace
+#if __has_include(<dlfcn.h>)
+#    include <dlfcn.h>
 #endif
 
 namespace {
 
+// The file being read on this thread. The image libraries' messages (a TIFF
+// with private tags gives dozens per file) are gathered here and logged as
+// one debug line when the file's first read ends.
+struct ReadContext
+{
+    char const* path;
+    std::string first;
+    int count = 0;
+};
+thread_local ReadContext* t_reading = nullptr;
+
+void LibraryMessage(char const* text)
+{
+    if (ReadContext* reading = t_reading) {
+        if (reading->count++ == 0)
+            reading->first = text;
+        return;
+    }
+    TezLogger::debug("FreeImage: %s\n", text);
+}
+
+void OnFreeImageMessage(FREE_IMAGE_FORMAT, char const* message) { LibraryMessage(message ? message : ""); }
+
+#if __has_include(<dlfcn.h>)
+using TiffHandler = void (*)(char const* module, char const* format, va_list args);
+using TiffSetHandler = TiffHandler (*)(TiffHandler);
+
+void OnTiffMessage(char const* module, char const* format, va_list args)
+{
+    char text[512];
+    std::vsnprintf(text, sizeof text, format, args);
+    if (module && *module) {
+        char line[600];
+        std::snprintf(line, sizeof line, "%s: %s", module, text);
+        LibraryMessage(line);
+    } else {
+        LibraryMessage(text);
+    }
+}
+
+// A FreeImage built against the shared libtiff (as distributions build it)
+// leaves libtiff's own handlers in place, and those print every warning and
+// every unknown tag to stderr. Reach the libtiff that is already loaded -
+// never load one - and hand its messages to ours.
+void RouteTiffMessages()
+{
+    void* library = nullptr;
+    void* setWarning = dlsym(RTLD_DEFAULT, "TIFFSetWarningHandler");
+    void* setError = dlsym(RTLD_DEFAULT, "TIFFSetErrorHandler");
+    for (char const* name : {"libtiff.so.6", "libtiff.so.5"}) {
+        if (setWarning && setError)
+            break;
+        if ((library = dlopen(name, RTLD_LAZY | RTLD_NOLOAD)) != nullptr) {
+            setWarning = dlsym(library, "TIFFSetWarningHandler");
+            setError = dlsym(library, "TIFFSetErrorHandler");
+        }
+    }
+    if (setWarning && setError) {
+        reinterpret_cast<TiffSetHandler>(setWarning)(OnTiffMessage);
+        reinterpret_cast<TiffSetHandler>(setError)(OnTiffMessage);
+    }
+    // FreeImage keeps libtiff loaded; the reference taken here is not needed.
+    if (library)
+        dlclose(library);
+}
+#else
+void RouteTiffMessages() {}
+#endif
+
+void EnsureFreeImage()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        // Only a static build of FreeImage needs the explicit start; the
+        // shared library starts itself when it is loaded.
+#if defined(FREEIMAGE_LIB)
+        FreeImage_Initialise(FALSE);
+#endif
+        FreeImage_SetOutputMessage(OnFreeImageMessage);
+        RouteTiffMessages();
+    });
+}
+
+// A stack reads each file several times (probe, header check, slab after
+// slab); its messages are logged at the first read only. The set forgets
+// everything once it is large, to stay bounded in a long-lived host.
+bool FirstReport(char const* path)
+{
+    static std::mutex mutex;
+    static std::unordered_set<std::string> reported;
+    std::lock_guard<std::mutex> lock(mutex);
+    if (reported.size() >= 100000)
+        reported.clear();
+    return reported.insert(path).second;
+}
+
+// Gathers the libraries' messages while it lives.
+class ReadScope
+{
+public:
+    explicit ReadScope(char const* path)
+    {
+        m_context.path = path;
+        m_outer = std::exchange(t_reading, &m_context);
+    }
+    ~ReadScope()
+    {
+        t_reading = m_outer;
+        if (m_context.count == 0 || !FirstReport(m_context.path))
+            return;
+        if (m_context.count == 1)
+            TezLogger::debug("TezImage: %s: %s\n", m_context.path, m_context.first.c_str());
+        else if (m_context.count > 1)
+            TezLogger::debug("TezImage: %s: %s (and %d more messages from the image library)\n", m_context.path,
+                             m_context.first.c_str(), m_context.count - 1);
+    }
+    ReadScope(ReadScope const&) = delete;
+    ReadScope& operator=(ReadScope const&) = delete;
+
+private:
+    ReadContext m_context;
+    ReadContext* m_outer;
+};
+
 bool PathFits(char const* path) { return path && std::strlen(path) <= TezImage::MaxPathLength; }
+
+// Directories, pipes and devices are refused before the library opens them:
+// a pipe would block the read, a directory reads as garbage.
+bool IsRegularFile(char const* path)
+{
+    struct stat info;
+    return stat(path, &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// The format from the contents, then from the name; unknown when unreadable.
+FREE_IMAGE_FORMAT ReadableFormat(char const* path)
+{
+    FREE_IMAGE_FORMAT format = FreeImage_GetFileType(path, 0);
+    if (format == FIF_UNKNOWN)
+        format = FreeImage_GetFIFFromFilename(path);
+    if (format != FIF_UNKNOWN && !FreeImage_FIFSupportsReading(format))
+        format = FIF_UNKNOWN;
+    return format;
+}
 
 } // namespace
 
@@ -49,13 +188,12 @@ void TezImage::Replace(FIBITMAP* bitmap)
 bool TezImage::Load(char const* path)
 {
     Replace(nullptr);
-    if (!PathFits(path))
+    if (!PathFits(path) || !IsRegularFile(path))
         return false;
     EnsureFreeImage();
-    FREE_IMAGE_FORMAT format = FreeImage_GetFileType(path, 0);
+    ReadScope scope(path);
+    FREE_IMAGE_FORMAT const format = ReadableFormat(path);
     if (format == FIF_UNKNOWN)
-        format = FreeImage_GetFIFFromFilename(path);
-    if (format == FIF_UNKNOWN || !FreeImage_FIFSupportsReading(format))
         return false;
     FIBITMAP* bitmap = FreeImage_Load(format, path, 0);
     if (!bitmap)
@@ -66,6 +204,24 @@ bool TezImage::Load(char const* path)
     }
     Replace(bitmap);
     return true;
+}
+
+bool TezImage::IsReadable(char const* path)
+{
+    if (!PathFits(path) || !IsRegularFile(path))
+        return false;
+    EnsureFreeImage();
+    ReadScope scope(path);
+    FREE_IMAGE_FORMAT const format = ReadableFormat(path);
+    if (format == FIF_UNKNOWN)
+        return false;
+    int const flags = FreeImage_FIFSupportsNoPixels(format) ? FIF_LOAD_NOPIXELS : 0;
+    FIBITMAP* bitmap = FreeImage_Load(format, path, flags);
+    if (!bitmap)
+        return false;
+    bool const sized = FreeImage_GetWidth(bitmap) > 0 && FreeImage_GetHeight(bitmap) > 0;
+    FreeImage_Unload(bitmap);
+    return sized;
 }
 
 bool TezImage::Save(char const* path) const

@@ -10,6 +10,12 @@
 // their channels in the library's order (BGR(A) on little-endian machines),
 // which CreateFromPixels and ReadPixels translate.
 //
+// Only regular files are read: directories, pipes and devices are refused
+// before the library opens them. The image libraries' own messages (FreeImage's
+// and those of the shared libtiff it loads, such as one line per unknown TIFF
+// tag) go to the log at debug level, one line per file; taking them over
+// replaces libtiff's handlers for the whole process.
+//
 // Not copyable; one bitmap per object, no shared state: distinct images may
 // be used on distinct threads.
 
@@ -37,6 +43,10 @@ public:
     // Drops any old bitmap first. False for unknown or unreadable formats and
     // for bitmaps without pixels or with a zero size.
     bool Load(char const* path);
+    // True when Load would find a readable format and a non-zero size. Reads
+    // only the header where the format allows it, so a file whose pixel data
+    // is damaged can pass and fail Load later.
+    static bool IsReadable(char const* path);
     bool Save(char const* path) const;
     // Bicubic rescale; the bitmap is kept when the library fails.
     bool Resize(int width, int height);

@@ -6,14 +6,18 @@
 
 #include <tbb/parallel_for.h>
 
+#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <mutex>
+#include <string>
 #include <thread>
 
 TEZ_TYPIFIED_IMPL(TezImageStack, "TezImageStack")
@@ -76,6 +80,80 @@ TezString FormatNumber(char const* pattern, int number)
     std::snprintf(text.data(), text.size(), pattern, number);
 #pragma GCC diagnostic pop
     return TezString(text.data());
+}
+
+// The parts of a pattern with one conversion around the path component
+// that holds it: the folder to list, the component as a pattern of its own,
+// its literal text before and after the conversion, and the conversion letter.
+struct NumberedComponent
+{
+    std::string folder;
+    std::string pattern;
+    std::string prefix, suffix;
+    char conversion = 'd';
+};
+
+std::string Unescape(std::string const& text)
+{
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i) {
+        plain.push_back(text[i]);
+        if (text[i] == '%' && i + 1 < text.size() && text[i + 1] == '%')
+            ++i;
+    }
+    return plain;
+}
+
+NumberedComponent SplitPattern(std::string const& pattern)
+{
+    size_t start = 0;
+    while ((start = pattern.find('%', start)) != std::string::npos && pattern.compare(start, 2, "%%") == 0)
+        start += 2;
+    size_t const letter = pattern.find_first_of("diouxX", start);
+    size_t const slash = pattern.rfind('/', start);
+    size_t const next = pattern.find('/', letter);
+    size_t const begin = slash == std::string::npos ? 0 : slash + 1;
+    size_t const end = next == std::string::npos ? pattern.size() : next;
+
+    NumberedComponent part;
+    part.folder = slash == std::string::npos ? "." : slash == 0 ? "/" : Unescape(pattern.substr(0, slash));
+    part.pattern = pattern.substr(begin, end - begin);
+    part.prefix = Unescape(pattern.substr(begin, start - begin));
+    part.suffix = Unescape(pattern.substr(letter + 1, end - letter - 1));
+    part.conversion = pattern[letter];
+    return part;
+}
+
+// The number that the component's pattern prints as `name`, if any.
+bool MatchNumber(NumberedComponent const& part, std::string const& name, int& number)
+{
+    if (name.size() <= part.prefix.size() + part.suffix.size() || name.compare(0, part.prefix.size(), part.prefix) ||
+        name.compare(name.size() - part.suffix.size(), part.suffix.size(), part.suffix))
+        return false;
+    std::string const digits = name.substr(part.prefix.size(), name.size() - part.prefix.size() - part.suffix.size());
+    int const base = part.conversion == 'o' ? 8 : (part.conversion == 'x' || part.conversion == 'X') ? 16 : 10;
+    errno = 0;
+    char* end = nullptr;
+    long long const value = std::strtoll(digits.c_str(), &end, base);
+    if (errno || end != digits.c_str() + digits.size() || value < std::numeric_limits<int>::min() ||
+        value > std::numeric_limits<int>::max())
+        return false;
+    number = static_cast<int>(value);
+    // Only the exact spelling counts: "7" is not "%04d".
+    TezString const printed = FormatNumber(part.pattern.c_str(), number);
+    return printed.Length() > 0 && name == printed.c_str();
+}
+
+bool IsDirectory(char const* path)
+{
+    struct stat info;
+    return stat(path, &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool IsRegularFile(char const* path)
+{
+    struct stat info;
+    return stat(path, &info) == 0 && S_ISREG(info.st_mode);
 }
 
 // Progress through the application's UI manager; silent without an application.
@@ -158,13 +236,35 @@ TezRef<TezImageStack> TezImageStack::Create(char const* pattern, int first, int 
         return stack;
     }
     std::vector<ImageFile> images;
-    for (int64_t number = first; number <= last; ++number) {
-        TezString name = FormatNumber(pattern, static_cast<int>(number));
-        if (name.Length() > 0 && FileExists(name.c_str()))
-            images.push_back(ImageFile{name, static_cast<int>(number - first)});
-    }
+    for (ImageFile& file : FindNumberedFiles(pattern, first, last))
+        if (!IsDirectory(file.name.c_str()))
+            images.push_back(std::move(file));
     stack->LoadImageList(images);
     return stack;
+}
+
+std::vector<TezImageStack::ImageFile> TezImageStack::FindNumberedFiles(char const* pattern, int first, int last)
+{
+    std::vector<ImageFile> files;
+    if (!pattern || !IsNumberPattern(pattern) || last < first || std::strlen(pattern) > TezImage::MaxPathLength)
+        return files;
+    NumberedComponent const part = SplitPattern(pattern);
+    DIR* folder = opendir(part.folder.c_str());
+    if (!folder)
+        return files;
+    while (dirent const* entry = readdir(folder)) {
+        int number = 0;
+        if (!MatchNumber(part, entry->d_name, number) || number < first || number > last)
+            continue;
+        // The numbered part may be a folder with more path after it.
+        TezString name = FormatNumber(pattern, number);
+        struct stat info;
+        if (name.Length() > 0 && stat(name.c_str(), &info) == 0)
+            files.push_back(ImageFile{name, static_cast<int>(int64_t(number) - first)});
+    }
+    closedir(folder);
+    std::sort(files.begin(), files.end(), [](ImageFile const& a, ImageFile const& b) { return a.index < b.index; });
+    return files;
 }
 
 TezRef<TezImageStack> TezImageStack::Create(std::vector<TezString> const& names)
@@ -189,16 +289,17 @@ bool TezImageStack::LoadImageList(std::vector<ImageFile> const& images)
 {
     m_images.clear();
     m_fileWidth = m_fileHeight = m_fileDepth = m_width = m_height = m_depth = 0;
+    m_fileCount = images.size();
     TezImage image;
     size_t first = 0;
     while (first < images.size() && !image.Load(images[first].name.c_str()))
-        ++first;
+        NoteUnreadable(images[first++].name);
     if (first == images.size())
         return false;
     size_t last = images.size() - 1;
     TezImage probe;
     while (last > first && !probe.Load(images[last].name.c_str()))
-        --last;
+        NoteUnreadable(images[last--].name);
     int const depth = images[last].index - images[first].index + 1;
     if (depth < 1) // not ascending
         return false;
@@ -207,6 +308,45 @@ bool TezImageStack::LoadImageList(std::vector<ImageFile> const& images)
     m_fileHeight = m_height = image.GetHeight();
     m_fileDepth = m_depth = depth;
     return true;
+}
+
+// ---- unreadable files ----
+
+void TezImageStack::NoteUnreadable(TezString const& name)
+{
+    std::lock_guard<std::mutex> lock(m_unreadableMutex);
+    if (std::find(m_unreadable.begin(), m_unreadable.end(), name) != m_unreadable.end())
+        return;
+    m_unreadable.push_back(name);
+    TezLogger::warn("TezImageStack: skipping slice file '%s': %s\n", name.c_str(),
+                    IsRegularFile(name.c_str()) ? "not a readable image" : "not a regular file");
+}
+
+std::vector<TezString> TezImageStack::GetUnreadableFiles() const
+{
+    std::lock_guard<std::mutex> lock(m_unreadableMutex);
+    return m_unreadable;
+}
+
+size_t TezImageStack::CheckFiles()
+{
+    // Header reads are bound by file access, like the slice reads of Copy.
+    int const workers = WorkerCount();
+    tbb::parallel_for(0, workers, [&](int worker) {
+        for (size_t i = static_cast<size_t>(worker); i < m_images.size(); i += static_cast<size_t>(workers))
+            if (!TezImage::IsReadable(m_images[i].name.c_str()))
+                NoteUnreadable(m_images[i].name);
+    });
+    std::lock_guard<std::mutex> lock(m_unreadableMutex);
+    return m_unreadable.size();
+}
+
+bool TezImageStack::LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination, Box const& box)
+{
+    if (image.Load(file.name.c_str()) && ExtractSlice(image, destination, box))
+        return true;
+    NoteUnreadable(file.name);
+    return false;
 }
 
 // ---- size ----
@@ -314,8 +454,7 @@ void TezImageStack::CopySameDepth(Box const& box, uint8_t* interpolation[2])
             // Indices count from the stack's first image, which need not be 0.
             if (file.index - m_images.front().index >= m_depth) {
                 TezLogger::error("error: image depth out of bounds\n");
-            } else if (slice >= 0 && slice < box.depth && image.Load(file.name.c_str()) &&
-                       ExtractSlice(image, box.Slice(slice), box)) {
+            } else if (slice >= 0 && slice < box.depth && LoadSlice(image, file, box.Slice(slice), box)) {
                 loaded[static_cast<size_t>(slice)] = 1;
             }
             progress.Step();
@@ -332,7 +471,7 @@ void TezImageStack::CopySameDepth(Box const& box, uint8_t* interpolation[2])
     if ((slices.empty() || slices.front() > 0) && i0 >= 1) {
         TezLogger::info("Find and load first image for interpolation %d\n", slices.empty() ? -1 : slices.front());
         for (size_t position = i0; position-- > 0;) {
-            if (image.Load(m_images[position].name.c_str()) && ExtractSlice(image, interpolation[0], box)) {
+            if (LoadSlice(image, m_images[position], interpolation[0], box)) {
                 slices.insert(slices.begin(), m_images[position].index - zAbsolute);
                 break;
             }
@@ -341,7 +480,7 @@ void TezImageStack::CopySameDepth(Box const& box, uint8_t* interpolation[2])
     if (!slices.empty() && slices.back() + 1 < box.depth && i1 < count) {
         TezLogger::info("Find and load last image for interpolation %d\n", slices.back());
         for (size_t position = i1; position < count; ++position) {
-            if (image.Load(m_images[position].name.c_str()) && ExtractSlice(image, interpolation[1], box)) {
+            if (LoadSlice(image, m_images[position], interpolation[1], box)) {
                 slices.push_back(m_images[position].index - zAbsolute);
                 break;
             }
@@ -411,11 +550,10 @@ void TezImageStack::CopyResampled(Box const& box, uint8_t* interpolation[2])
     // loads, extracted to `destination`; its position, or -1.
     auto loadNear = [&](long position, long step, uint8_t* destination) -> long {
         for (; position >= 0 && position < count; position += step) {
-            if (!image.Load(m_images[static_cast<size_t>(position)].name.c_str()))
-                continue;
-            ++loads;
-            if (ExtractSlice(image, destination, box))
+            if (LoadSlice(image, m_images[static_cast<size_t>(position)], destination, box)) {
+                ++loads;
                 return position;
+            }
         }
         return -1;
     };

@@ -10,6 +10,13 @@
 // copied. SetScale resamples the depth as well; Copy then reads sequentially
 // and interpolates between the two slices around each output slice.
 //
+// Files that will not read as images are not fatal: each is warned about
+// once, naming it ("TezImageStack: skipping slice file ..."), its slice is
+// interpolated like a gap, and GetUnreadableFiles lists them so that callers
+// can refuse a stack with too many. CheckFiles finds most of them up front by
+// reading only the files' headers; damaged pixel data shows only when Copy
+// reads the file.
+//
 // Copy reports progress through the application's UI manager when there is
 // an application. Only the creators' file list is state: the stack does not
 // persist it (Save writes an empty section).
@@ -18,6 +25,7 @@
 #include "core/String.h"
 #include "volume/VolumeData.h"
 
+#include <mutex>
 #include <vector>
 
 class TezImage;
@@ -35,7 +43,8 @@ public:
 
     // pattern: a printf format taking the number (one integer conversion,
     // e.g. "slice%03d.png"); index = number - first. Other patterns give an
-    // invalid stack.
+    // invalid stack. The folder is listed rather than every number tried, so
+    // a huge range costs no more than the folder's size.
     static TezRef<TezImageStack> Create(char const* pattern, int first, int last);
     // index = position in the list; missing files leave gaps.
     static TezRef<TezImageStack> Create(std::vector<TezString> const& names);
@@ -50,6 +59,22 @@ public:
     int GetFileHeight() const { return m_fileHeight; }
     int GetFileDepth() const { return m_fileDepth; }
     std::vector<ImageFile> const& GetImages() const { return m_images; }
+
+    // The paths of a numbered series that exist in any form (directories
+    // included), ascending by number, index = number - first: the entries of
+    // the folder that holds the numbered part of the pattern whose names
+    // that pattern prints for some number in [first, last]. Empty for a
+    // pattern without exactly one integer conversion or a missing folder.
+    static std::vector<ImageFile> FindNumberedFiles(char const* pattern, int first, int last);
+
+    // Reads every file's header (in parallel) and records those that are not
+    // readable images; answers how many files are on record as unreadable.
+    size_t CheckFiles();
+    // Files found unreadable so far (by the creators, CheckFiles or Copy),
+    // each once, in the order found.
+    std::vector<TezString> GetUnreadableFiles() const;
+    // The files the stack was made from, unreadable ones included.
+    size_t GetFileCount() const { return m_fileCount; }
 
     // The delivered slice size; the files keep theirs.
     void Resize(int width, int height);
@@ -74,8 +99,14 @@ private:
     bool ExtractSlice(TezImage& image, uint8_t* destination, Box const& box) const;
     void CopySameDepth(Box const& box, uint8_t* interpolation[2]);
     void CopyResampled(Box const& box, uint8_t* interpolation[2]);
+    // Loads and extracts one file, recording it as unreadable on failure.
+    bool LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination, Box const& box);
+    void NoteUnreadable(TezString const& name);
 
     std::vector<ImageFile> m_images;
     int m_fileWidth = 0, m_fileHeight = 0, m_fileDepth = 0;
     int m_width = 0, m_height = 0, m_depth = 0;
+    size_t m_fileCount = 0;
+    mutable std::mutex m_unreadableMutex;
+    std::vector<TezString> m_unreadable;
 };

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -128,7 +129,20 @@ TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int 
     }
     plan.startIndex = FullTreeCount(plan.blocksInRow * kBrickEdge / 2);
     plan.startCount = FullTreeCount(plan.blocksInRow * kBrickEdge);
+    uint64_t const slice = uint64_t(bitsPerPixel / 8) * uint64_t(plan.blocksX) * block * uint64_t(plan.rowsPerPass) * block;
+    plan.bufferBytes = slice * block + 2 * slice;
     return plan;
+}
+
+int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bitsPerPixel)
+{
+    // The plan's buffers shrink as the limit does, down to one row of blocks
+    // per pass; start from that size and go up until a plan fits.
+    uint64_t const least = TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, 0).bufferBytes;
+    for (uint64_t limit = std::max<uint64_t>(1, (least + 1048575) / 1048576); limit < uint64_t(INT32_MAX); ++limit)
+        if (TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, int(limit)).bufferBytes <= limit * 1048576)
+            return int(limit);
+    return INT32_MAX;
 }
 
 // The build of one octree; lives for one CreateFromVolumeData call.
@@ -153,9 +167,17 @@ private:
 
     template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
     Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
-    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick);
-    void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick);
-    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick);
+    // What one block took from the pools, in the order it took them.
+    struct Taken
+    {
+        std::vector<uint32_t> octets; // first node of each
+        std::vector<uint32_t> bricks;
+    };
+
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
+    void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
+    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken);
+    void PutInBlockOrder();
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
     void ZeroChunk();
@@ -175,6 +197,10 @@ private:
     std::unique_ptr<uint8_t[]> m_chunk;
     uint64_t m_chunkBytes = 0;
     std::atomic<bool> m_stop{false};
+    // Every octet and brick in block order: the order of a build on one
+    // thread, which the pools are put in once the blocks are built.
+    std::vector<uint32_t> m_octetOrder;
+    std::vector<uint32_t> m_brickOrder;
 };
 
 uint32_t TezVoxelOctreeBuilder::BlockNode(int bx, int by, int bz) const
@@ -281,7 +307,7 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     return SampleCube<uint16_t>(ox, oy, oz, edge, reinterpret_cast<uint16_t*>(brick));
 }
 
-void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick)
+void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken)
 {
     TezVoxelOctreeNode& node = Node(index);
     if (sample.uniform) {
@@ -295,6 +321,7 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
         m_stop = true;
         return;
     }
+    taken.bricks.push_back(uint32_t(leaf));
     std::memcpy(leaves.Brick(leaf), brick, size_t(kBrickVoxels) * size_t(m_bytesPerVoxel));
     node.data = uint32_t(leaf) | TezNodeFlagBit;
     node.children |= TezNodeFlagBit;
@@ -303,7 +330,7 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
 // Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
 // and answers the pool index of their octet, or 0 when the cube needs none:
 // eight uniform, equal and childless children are represented by the parent.
-uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick)
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken)
 {
     int const half = edge / 2;
     if (half < kBrickEdge)
@@ -314,15 +341,16 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
-        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick);
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick, taken);
         Sample const sample = SampleCube(cx, cy, cz, half, brick);
         if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
-            uint64_t const taken = m_tree.m_nodePool.Allocate(8);
-            if (taken == TezMemoryPoolBase::InvalidIndex) {
+            uint64_t const first = m_tree.m_nodePool.Allocate(8);
+            if (first == TezMemoryPoolBase::InvalidIndex) {
                 m_stop = true;
                 return 0;
             }
-            octet = uint32_t(taken);
+            octet = uint32_t(first);
+            taken.octets.push_back(octet);
             for (int j = 0; j < k; ++j) {
                 TezVoxelOctreeNode& passed = Node(octet + j);
                 passed.children = 0;
@@ -333,21 +361,22 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         if (octet != 0) {
             TezVoxelOctreeNode& child = Node(octet + k);
             child.children = (child.children & TezNodeFlagBit) | childFirst;
-            StoreNode(octet + k, sample, brick);
+            StoreNode(octet + k, sample, brick, taken);
         }
     }
     return octet;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick)
+void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick,
+                                       Taken& taken)
 {
     int const edge = m_plan.blockSize;
     int const ox = (bx - chunkX) * edge;
     int const oy = (by - chunkY) * edge;
-    uint32_t const first = BuildNode(ox, oy, 0, edge, brick);
+    uint32_t const first = BuildNode(ox, oy, 0, edge, brick, taken);
     uint32_t const index = BlockNode(bx, by, bz);
     Node(index).children = first;
-    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick);
+    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick, taken);
 }
 
 // Links the full levels above the blocks and gives each of their nodes the
@@ -398,6 +427,125 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
         for (size_t bin = 0; bin < 256; ++bin)
             table[bin] += counts[bin];
     });
+}
+
+namespace
+{
+// Rearranges n elements in place so that slot p receives the element now at
+// from[p]. The permutation's cycles are cut into runs of at most kRun slots
+// that move in parallel: the first element of every run is saved before any
+// moves, and each run ends with the saved head of the run after it, which
+// is the element that run overwrites first.
+template <class Save, class Move, class Restore>
+void PermuteInPlace(std::vector<uint32_t> const& from, Save save, Move move, Restore restore)
+{
+    constexpr size_t kRun = 256;
+    size_t const n = from.size();
+    std::vector<uint32_t> slots;   // every cycle, slot by slot
+    std::vector<size_t> runs;      // start of each run in slots
+    std::vector<size_t> nextHead;  // the run whose head ends each run
+    std::vector<bool> seen(n, false);
+    for (size_t p = 0; p < n; ++p) {
+        if (seen[p] || from[p] == p)
+            continue;
+        size_t const begin = slots.size();
+        size_t const firstRun = runs.size();
+        for (size_t j = p; !seen[j]; j = from[j]) {
+            seen[j] = true;
+            if ((slots.size() - begin) % kRun == 0)
+                runs.push_back(slots.size());
+            slots.push_back(uint32_t(j));
+        }
+        for (size_t r = firstRun; r < runs.size(); ++r)
+            nextHead.push_back(r + 1 < runs.size() ? r + 1 : firstRun);
+    }
+    runs.push_back(slots.size());
+    size_t const count = runs.size() - 1;
+    for (size_t r = 0; r < count; ++r)
+        save(r, slots[runs[r]]);
+    tbb::parallel_for(size_t(0), count, [&](size_t r) {
+        // The run's slots are j[a] ... j[b-1]; each takes from the next, the
+        // last from the saved head of the following run.
+        size_t const a = runs[r], b = runs[r + 1];
+        size_t const last = b - 1;
+        for (size_t i = a; i < last; ++i)
+            move(slots[i + 1], slots[i]);
+        restore(nextHead[r], slots[last]);
+    });
+}
+} // namespace
+
+// The blocks of a pass are built in parallel, so their octets and bricks come
+// from the pools in whatever order the threads reach them, and two builds of
+// one source would differ. Moving each octet and brick to its place in block
+// order gives the pools of a build on one thread, at any thread count: one
+// pass over the nodes to relink them, then each element moved once, in
+// parallel, with no second copy of the pools.
+void TezVoxelOctreeBuilder::PutInBlockOrder()
+{
+    uint32_t const start = m_plan.startCount;
+    size_t const octets = m_octetOrder.size();
+    size_t const bricks = m_brickOrder.size();
+    auto octetOf = [start](uint32_t first) { return uint32_t((first - start) / 8); };
+
+    // Where each octet and brick comes from, and where each goes.
+    std::vector<uint32_t> octetFrom(octets), octetTo(octets), brickTo(bricks);
+    bool inOrder = true;
+    for (size_t p = 0; p < octets; ++p) {
+        octetFrom[p] = octetOf(m_octetOrder[p]);
+        octetTo[octetFrom[p]] = uint32_t(p);
+        inOrder = inOrder && octetFrom[p] == p;
+    }
+    for (size_t p = 0; p < bricks; ++p) {
+        brickTo[m_brickOrder[p]] = uint32_t(p);
+        inOrder = inOrder && m_brickOrder[p] == p;
+    }
+    if (inOrder)
+        return;
+
+    TezVoxelOctreeNodePool& nodes = m_tree.m_nodePool;
+    TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
+    uint64_t const count = nodes.GetNumElements();
+    for (uint64_t i = 0; i < count; ++i) {
+        TezVoxelOctreeNode& node = Node(i);
+        uint32_t const first = node.children & TezNodeLowMask;
+        if (first != 0)
+            node.children = (node.children & TezNodeFlagBit) | (start + 8 * octetTo[octetOf(first)]);
+        if (node.data & TezNodeFlagBit)
+            node.data = TezNodeFlagBit | brickTo[node.data & TezNodeLowMask];
+    }
+
+    std::vector<TezVoxelOctreeNode> savedOctets;
+    PermuteInPlace(
+        octetFrom,
+        [&](size_t run, uint32_t slot) {
+            if (savedOctets.size() < 8 * (run + 1))
+                savedOctets.resize(8 * (run + 1));
+            for (uint64_t k = 0; k < 8; ++k)
+                savedOctets[8 * run + k] = Node(start + 8 * uint64_t(slot) + k);
+        },
+        [&](uint32_t from, uint32_t to) {
+            for (uint64_t k = 0; k < 8; ++k)
+                Node(start + 8 * uint64_t(to) + k) = Node(start + 8 * uint64_t(from) + k);
+        },
+        [&](size_t run, uint32_t to) {
+            for (uint64_t k = 0; k < 8; ++k)
+                Node(start + 8 * uint64_t(to) + k) = savedOctets[8 * run + k];
+        });
+
+    size_t const brickBytes = size_t(leaves.GetElementSize());
+    std::vector<uint8_t> savedBricks;
+    PermuteInPlace(
+        m_brickOrder,
+        [&](size_t run, uint32_t slot) {
+            if (savedBricks.size() < brickBytes * (run + 1))
+                savedBricks.resize(brickBytes * (run + 1));
+            std::memcpy(savedBricks.data() + brickBytes * run, leaves.Brick(slot), brickBytes);
+        },
+        [&](uint32_t from, uint32_t to) { std::memcpy(leaves.Brick(to), leaves.Brick(from), brickBytes); },
+        [&](size_t run, uint32_t to) {
+            std::memcpy(leaves.Brick(to), savedBricks.data() + brickBytes * run, brickBytes);
+        });
 }
 
 // The ray caster finds the root's children at node 1, as the pyramid places
@@ -491,12 +639,17 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
                     progress.EndNested();
                     AddHistogram(boxWidth, boxHeight, boxDepth, table);
                     int const count = countX * countY;
+                    std::vector<Taken> taken(static_cast<size_t>(count));
                     tbb::parallel_for(0u, threads, [&](unsigned t) {
                         uint8_t* brick = scratch.data() + brickBytes * t;
                         for (int n = int(t); n < count && !m_stop.load(std::memory_order_relaxed);
                              n += int(threads))
-                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick);
+                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick, taken[size_t(n)]);
                     });
+                    for (Taken const& block : taken) {
+                        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
+                        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
+                    }
                 } else {
                     for (int j = 0; j < countY; ++j)
                         for (int i = 0; i < countX; ++i) {
@@ -517,6 +670,7 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
     }
     m_chunk.reset();
 
+    PutInBlockOrder();
     LinkPyramid(0, 0, 0, 1, 0, 0);
     MoveRootOctetToFront();
     TezLogger::info("Nodes %d, Leafs %d\n", int(nodes.GetNumElements()), int(leaves.GetNumElements()));

@@ -87,9 +87,17 @@ struct TezVoxelOctreePlan
     int passes = 0;
     bool memoryRaised = false; // one row of blocks did not fit the limit
     uint64_t bytesPerBlock = 0;
+    // The slab of the source held at once plus the two slices kept for its
+    // interpolation: the build's working memory besides the pools.
+    uint64_t bufferBytes = 0;
     uint32_t startIndex = 0;
     uint32_t startCount = 0;
 };
 
 TEZ_API TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel,
                                                   int memoryLimit);
+
+// The smallest memoryLimit (MiB) whose plan's bufferBytes stay within it.
+// Below it the plan takes more than the limit: one slab never holds less
+// than a full row of blocks along x.
+TEZ_API int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bitsPerPixel);

@@ -17,8 +17,12 @@
 namespace
 {
 char const* const kUsage =
-    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB] -o FILE\n"
-    "       tez octree --info FILE\n";
+    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB]\n"
+    "                  [--allow-bad-slices] -o FILE\n"
+    "       tez octree --info FILE\n"
+    "FIRST and LAST must be numbers of files that exist. Unreadable slice files are\n"
+    "filled by interpolation; more than 10% of them is refused unless --allow-bad-slices.\n"
+    "--memory-limit bounds the slices held while building; the octree comes on top.\n";
 
 int Usage(FILE* err, std::string const& message)
 {
@@ -105,6 +109,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
     int bits = 8;
     double voxelSize = 1.0;
     int memoryLimit = 1024;
+    bool limitGiven = false;
     std::string output;
     std::vector<std::string> positional;
     for (size_t i = 0; i < args.size(); ++i) {
@@ -133,6 +138,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
                     memoryLimit = std::stoi(*text, &used);
                     if (memoryLimit < 1)
                         return Usage(err, "--memory-limit must be at least 1 MiB");
+                    limitGiven = true;
                 } else {
                     output = *text;
                     used = text->size();
@@ -142,6 +148,8 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
             } catch (std::exception const&) {
                 return Usage(err, "bad value '" + *text + "' for " + arg);
             }
+        } else if (arg == "--allow-bad-slices") {
+            stack.allowUnreadable = true;
         } else if (arg.size() > 1 && arg[0] == '-' && !std::isdigit(static_cast<unsigned char>(arg[1]))) {
             return Usage(err, "unknown option '" + arg + "'");
         } else {
@@ -157,9 +165,24 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return Usage(err, problem);
 
     TezHostApplication app;
+    stack.allowOption = "--allow-bad-slices";
     TezRef<TezImageStack> images = stack.Open(err);
     if (!images)
         return 1;
+
+    // A limit below one row of blocks would be exceeded, not obeyed: refuse
+    // it. The default gives way to what the stack needs, with the builder's
+    // warning.
+    int const smallest = TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(),
+                                                            images->GetDepth(), bits);
+    if (limitGiven && memoryLimit < smallest) {
+        std::fprintf(err,
+                     "tez octree: --memory-limit %d MiB is too small for this %d x %d x %d stack at %d bits: one "
+                     "slab of slices needs %d MiB; use --memory-limit %d or more\n",
+                     memoryLimit, images->GetWidth(), images->GetHeight(), images->GetDepth(), bits, smallest,
+                     smallest);
+        return 2;
+    }
 
     TezRef<TezVoxelOctree> tree = TezVoxelOctree::CreateFromVolumeData(
         TezString(output.c_str()), images, voxelSize, bits, memoryLimit);
@@ -167,6 +190,9 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         std::fprintf(err, "tez octree: the build was stopped or refused\n");
         return 1;
     }
+    // Damaged pixel data shows only while the slices are read.
+    if (!stack.AcceptUnreadable(*images, err))
+        return 1;
     TezRef<TezArchive> archive = TezArchive::Open(output.c_str(), TezArchive::Write);
     if (!archive) {
         std::fprintf(err, "tez octree: cannot write %s\n", output.c_str());

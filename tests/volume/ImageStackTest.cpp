@@ -5,11 +5,17 @@
 #include "volume/Image.h"
 
 #include "../core/TestApplication.h"
+#include "core/Logger.h"
 #include "core/UIManager.h"
 
 #include <FreeImage.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -366,4 +372,150 @@ TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
     EXPECT_FALSE(image.IsValid());
     EXPECT_FALSE(image.Load(m_dir.c_str()));
     EXPECT_FALSE(back.Save((m_dir + "/" + std::string(1100, 'a')).c_str()));
+}
+
+TEST_F(ImageStackTest, NumberedFilesAreFoundByListingTheFolder)
+{
+    GappedStack();
+    std::string const pattern = m_dir + "/slice%02d.png";
+    // A last number near the largest int costs no more than the folder's
+    // size: every number is never tried.
+    TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 10, 2147483646);
+    ASSERT_TRUE(stack->IsValid());
+    EXPECT_EQ(stack->GetDepth(), 10);
+
+    // Only the pattern's exact spelling matches; a directory of a matching
+    // name is found but never becomes a slice.
+    WriteGrey(Path("slice%d.png", 7), 5, 3, 0, 8);
+    ASSERT_EQ(mkdir(Path("slice%02d.png", 20).c_str(), 0700), 0);
+    std::vector<TezImageStack::ImageFile> found = TezImageStack::FindNumberedFiles(pattern.c_str(), 0, 99);
+    ASSERT_EQ(found.size(), 9u);
+    EXPECT_EQ(found.front().index, 10);
+    EXPECT_EQ(found.back().name, TezString(Path("slice%02d.png", 20).c_str()));
+    stack = TezImageStack::Create(pattern.c_str(), 0, 99);
+    EXPECT_EQ(stack->GetImages().size(), 8u);
+    EXPECT_EQ(stack->GetDepth(), 10);
+
+    // The number may name a folder; the index counts from FIRST.
+    for (int run : {3, 5}) {
+        ASSERT_EQ(mkdir(Path("run%d", run).c_str(), 0700), 0);
+        WriteGrey(Path("run%d", run) + "/a.png", 5, 3, run, 8);
+    }
+    ASSERT_EQ(mkdir(Path("run%d", 4).c_str(), 0700), 0); // no a.png inside
+    found = TezImageStack::FindNumberedFiles((m_dir + "/run%d/a.png").c_str(), 2, 9);
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[0].index, 1);
+    EXPECT_EQ(found[1].index, 3);
+    EXPECT_TRUE(TezImageStack::FindNumberedFiles((m_dir + "/none/s%d.png").c_str(), 0, 9).empty());
+}
+
+TEST_F(ImageStackTest, UnreadableSlicesAreNamedOnceAndInterpolated)
+{
+    std::string const pattern = m_dir + "/s%d.png";
+    for (int n = 0; n < 10; ++n)
+        WriteGrey(Path("s%d.png", n), 5, 3, 20 * n, 8);
+    // 3: not an image at all; 6: a PNG cut short in its pixel data; 8: a
+    // pipe, which a reader that opened it would wait on for ever.
+    FILE* file = std::fopen(Path("s%d.png", 3).c_str(), "wb");
+    std::fputs("this is not a picture", file);
+    std::fclose(file);
+    std::string png;
+    file = std::fopen(Path("s%d.png", 6).c_str(), "rb");
+    for (int c; (c = std::fgetc(file)) != EOF;)
+        png.push_back(char(c));
+    std::fclose(file);
+    file = std::fopen(Path("s%d.png", 6).c_str(), "wb");
+    std::fwrite(png.data(), 1, png.size() - 30, file);
+    std::fclose(file);
+    std::remove(Path("s%d.png", 8).c_str());
+    ASSERT_EQ(mkfifo(Path("s%d.png", 8).c_str(), 0600), 0);
+
+    TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 0, 9);
+    ASSERT_TRUE(stack->IsValid());
+    EXPECT_EQ(stack->GetFileCount(), 10u);
+    EXPECT_EQ(stack->CheckFiles(), 2u); // the cut PNG has a sound header
+
+    std::vector<uint8_t> voxels(5 * 3 * 10, 0);
+    for (int pass = 0; pass < 2; ++pass)
+        ASSERT_TRUE(stack->Copy(voxels.data(), 0, 0, 0, 5, 3, 10, 8, 5, 15, nullptr));
+    std::vector<TezString> const bad = stack->GetUnreadableFiles();
+    ASSERT_EQ(bad.size(), 3u);
+    EXPECT_NE(std::find(bad.begin(), bad.end(), TezString(Path("s%d.png", 6).c_str())), bad.end());
+    // Each bad slice lies between two good ones whose bases differ by 40.
+    for (int s : {3, 6, 8})
+        EXPECT_EQ(voxels[size_t(s) * 15], Blend(20 * (s - 1), 20 * (s + 1), s - 1, s + 1, s)) << s;
+}
+
+TEST_F(ImageStackTest, ImageLibraryMessagesGoToTheDebugLogOneLinePerFile)
+{
+    // A little-endian 8-bit grey TIFF of 4 x 2 with three private tags: the
+    // TIFF library has a warning for each, and more.
+    std::vector<uint8_t> tiff{'I', 'I', 42, 0, 8, 0, 0, 0};
+    auto u16 = [&](uint32_t v) {
+        tiff.push_back(uint8_t(v));
+        tiff.push_back(uint8_t(v >> 8));
+    };
+    uint32_t const tags[][3] = {{256, 3, 4},     {257, 3, 2},     {258, 3, 8},     {259, 3, 1},
+                                {262, 3, 1},     {273, 4, 0},     {277, 3, 1},     {278, 3, 2},
+                                {279, 4, 8},     {65000, 3, 7},   {65001, 3, 9},   {65002, 4, 5}};
+    size_t const count = sizeof tags / sizeof tags[0];
+    u16(uint32_t(count));
+    for (auto const& tag : tags) {
+        u16(tag[0]);
+        u16(tag[1]);
+        u16(1);
+        u16(0);
+        uint32_t const value = tag[0] == 273 ? uint32_t(8 + 2 + 12 * count + 4) : tag[2];
+        u16(value & 0xFFFF);
+        u16(value >> 16);
+    }
+    u16(0);
+    u16(0);
+    for (int i = 0; i < 8; ++i)
+        tiff.push_back(uint8_t(10 * i));
+    std::string const path = m_dir + "/tagged.tif";
+    FILE* file = std::fopen(path.c_str(), "wb");
+    std::fwrite(tiff.data(), 1, tiff.size(), file);
+    std::fclose(file);
+
+    // Both standard streams into files while the image loads, with the
+    // console showing debug messages.
+    std::string const outPath = m_dir + "/out.txt", errPath = m_dir + "/err.txt";
+    int const level = TezLogger::GetConsoleLevel();
+    TezLogger::SetConsoleLevel(TezLogger::Debug);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    int const savedOut = dup(1), savedErr = dup(2);
+    int const outFile = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int const errFile = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(outFile, 1);
+    dup2(errFile, 2);
+    TezImage image;
+    bool const loaded = image.Load(path.c_str());
+    std::fflush(stdout);
+    std::fflush(stderr);
+    dup2(savedOut, 1);
+    dup2(savedErr, 2);
+    close(savedOut);
+    close(savedErr);
+    close(outFile);
+    close(errFile);
+    TezLogger::SetConsoleLevel(level);
+
+    ASSERT_TRUE(loaded);
+    EXPECT_EQ(image.GetWidth(), 4);
+    auto slurp = [](std::string const& name) {
+        std::string text;
+        FILE* f = std::fopen(name.c_str(), "rb");
+        for (int c; f && (c = std::fgetc(f)) != EOF;)
+            text.push_back(char(c));
+        if (f)
+            std::fclose(f);
+        return text;
+    };
+    EXPECT_EQ(slurp(errPath), "");
+    std::string const out = slurp(outPath);
+    EXPECT_EQ(std::count(out.begin(), out.end(), '\n'), 1) << out;
+    EXPECT_NE(out.find("tagged.tif"), std::string::npos) << out;
+    EXPECT_NE(out.find("65000"), std::string::npos) << out;
 }

@@ -6,9 +6,12 @@
 #include "../core/TestApplication.h"
 
 #include <gtest/gtest.h>
+#include <tbb/task_arena.h>
 
 #include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <random>
 
 namespace
@@ -104,6 +107,20 @@ TEST(TezVoxelOctreePlan, SizesAndPasses)
     TezVoxelOctreePlan halves = TezVoxelOctreeMakePlan(512, 1024, 16, 8, 64);
     EXPECT_EQ(halves.rowsPerPass, 2);
     EXPECT_EQ(halves.passes, 2);
+}
+
+TEST(TezVoxelOctreePlan, SmallestMemoryLimitHoldsTheBuffers)
+{
+    // One row of two 16 MiB blocks plus two 128 KiB slices; twice that at 16 bits.
+    EXPECT_EQ(TezVoxelOctreeSmallestMemoryLimit(512, 512, 512, 8), 33);
+    EXPECT_EQ(TezVoxelOctreeSmallestMemoryLimit(512, 512, 512, 16), 65);
+    EXPECT_EQ(TezVoxelOctreeSmallestMemoryLimit(100, 100, 100, 8), 3);
+    for (int bits : {8, 16}) {
+        int const smallest = TezVoxelOctreeSmallestMemoryLimit(1000, 700, 300, bits);
+        EXPECT_LE(TezVoxelOctreeMakePlan(1000, 700, 300, bits, smallest).bufferBytes, uint64_t(smallest) << 20);
+        EXPECT_GT(TezVoxelOctreeMakePlan(1000, 700, 300, bits, smallest - 1).bufferBytes,
+                  uint64_t(smallest - 1) << 20);
+    }
 }
 
 TEST(TezVoxelOctree, RefusesBadSources)
@@ -236,6 +253,35 @@ TEST(TezVoxelOctree, ArchiveRoundTripIsExact)
     wrong = TezRef<TezArchive>();
     other->Load(TezArchive::Open(second.c_str(), TezArchive::Read));
     EXPECT_EQ(other->GetTreeSize(), 0);
+}
+
+TEST(TezVoxelOctree, SameArchiveAtAnyThreadCount)
+{
+    // Two blocks side by side, both full of bricks: built in parallel, they
+    // take from the pools at the same time.
+    int const w = 300, h = 40, d = 40;
+    auto volume = TezMemoryVolume::Create8(w, h, d, MakeBlobs(w, h, d, 5));
+    auto buildAndSave = [&](int threads, char const* name) -> std::string {
+        std::string const path = ::testing::TempDir() + name;
+        tbb::task_arena arena(threads);
+        TezRef<TezVoxelOctree> tree;
+        arena.execute([&] { tree = Build(volume, 8); });
+        EXPECT_TRUE(tree);
+        if (tree) {
+            tree->Save(TezArchive::Open(path.c_str(), TezArchive::Write));
+            int wrong = 0; // across both blocks, after the pools were put in order
+            for (int x = 0; x < w; ++x)
+                wrong += Lookup<uint8_t>(*tree, x, 30, 29) != volume->Data8()[(size_t(29) * h + 30) * w + x];
+            EXPECT_EQ(wrong, 0) << threads << " threads";
+        }
+        std::ifstream file(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    std::string const one = buildAndSave(1, "octree-1.tez");
+    ASSERT_GT(one.size(), 100000u);
+    EXPECT_TRUE(one == buildAndSave(2, "octree-2a.tez"));
+    EXPECT_TRUE(one == buildAndSave(2, "octree-2b.tez"));
+    EXPECT_TRUE(one == buildAndSave(4, "octree-4.tez"));
 }
 
 namespace
