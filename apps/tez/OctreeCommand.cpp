@@ -17,7 +17,7 @@
 namespace
 {
 char const* const kUsage =
-    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB]\n"
+    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16 (default: as the slices)] [--voxel-size S] [--memory-limit MiB]\n"
     "                  [--allow-bad-slices] -o FILE\n"
     "       tez octree --info FILE\n"
     "FIRST and LAST must be numbers of files that exist. Unreadable slice files are\n"
@@ -106,7 +106,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return Usage(err, "--info takes one FILE");
 
     TezSliceStackArgs stack;
-    int bits = 8;
+    int bits = 0; // 0: as the slices
     double voxelSize = 1.0;
     int memoryLimit = 1024;
     bool limitGiven = false;
@@ -169,6 +169,8 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
     TezRef<TezImageStack> images = stack.Open(err);
     if (!images)
         return 1;
+    if (bits == 0)
+        bits = std::max(TezSliceStackArgs::SliceBits(*images), 8);
 
     // A limit below one row of blocks would be exceeded, not obeyed: refuse
     // it. The default gives way to what the stack needs, with the builder's

@@ -88,6 +88,7 @@ struct RenderOptions
     int bits = 0; // 0: as the slices
     double voxelSize = 1.0;
     int memoryLimit = 1024;
+    bool limitGiven = false;
 };
 
 std::string ParseValue(std::string const& arg, std::string const& value, RenderOptions& o)
@@ -154,6 +155,7 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
         if (m.size() != 1 || !WholeIn(m[0], 1, 1 << 30))
             return "--memory-limit must be a whole number of MiB, at least 1";
         o.memoryLimit = int(m[0]);
+        o.limitGiven = true;
     }
     return std::string();
 }
@@ -270,18 +272,6 @@ std::vector<TezVector2<float>> NormalisedPoints(std::vector<TezVector2<float>> c
     if (out.back()[0] < 1.0f)
         out.emplace_back(1.0f, out.back()[1]);
     return out;
-}
-
-// Bits of the slices' first file: 16 for 16-bit grey or colour, else 8.
-int SliceBits(TezImageStack const& stack)
-{
-    if (stack.GetImages().empty())
-        return 8;
-    TezImage first;
-    if (!first.Load(stack.GetImages().front().name.c_str()))
-        return 8;
-    int const bpp = first.GetBPP();
-    return bpp == 16 || bpp == 48 || bpp == 64 ? 16 : 8;
 }
 
 // A copy of the opacity table where the kernels read: device memory when
@@ -458,11 +448,24 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
         TezRef<TezImageStack> images = stack.Open(err);
         if (!images)
             return 1;
-        int const bits = options.bits ? options.bits : SliceBits(*images);
+        int const bits = options.bits ? options.bits : std::max(TezSliceStackArgs::SliceBits(*images), 8);
+        int const smallest = TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(),
+                                                                images->GetDepth(), bits);
+        if (options.limitGiven && options.memoryLimit < smallest) {
+            std::fprintf(err,
+                         "tez render: --memory-limit %d MiB is too small for this %d x %d x %d stack at %d bits: "
+                         "one slab of slices needs %d MiB; use --memory-limit %d or more\n",
+                         options.memoryLimit, images->GetWidth(), images->GetHeight(), images->GetDepth(), bits,
+                         smallest, smallest);
+            return 2;
+        }
         tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, options.voxelSize, bits,
                                                     options.memoryLimit);
         if (!tree)
             std::fprintf(err, "tez render: the octree build was stopped or refused\n");
+        // Damaged pixel data shows only while the slices are read.
+        else if (!stack.AcceptUnreadable(*images, err))
+            tree = TezRef<TezVoxelOctree>();
         if (!sampleFolder.empty()) {
             std::error_code ignored;
             std::filesystem::remove_all(sampleFolder, ignored);

@@ -1,6 +1,7 @@
 #include "tez/SliceStackArgs.h"
 
 #include "platform/System.h"
+#include "volume/Image.h"
 
 #include <cctype>
 #include <cstring>
@@ -72,6 +73,18 @@ std::string TezSliceStackArgs::Parse(std::string const& pattern_, std::string co
     if (first < 0 || last < first)
         return "FIRST must be at least 0 and LAST at least FIRST";
     return std::string();
+}
+
+int TezSliceStackArgs::SliceBits(TezImageStack const& stack)
+{
+    if (stack.GetImages().empty())
+        return 0;
+    TezImage image;
+    if (!image.Load(stack.GetImages().front().name.c_str()))
+        return 0;
+    int const bpp = image.GetBPP();
+    bool const grey16 = bpp == 16 && image.GetColorType() == TezImage::ColorTypeMinIsBlack;
+    return grey16 || bpp == 48 || bpp == 64 ? 16 : 8;
 }
 
 std::string TezSliceStackArgs::FileName(int number) const

@@ -42,6 +42,10 @@ struct TezSliceStackArgs
 
     std::string FileName(int number) const;
 
+    // Bits per voxel the slices hold: 16 for files of 16-bit grey or 16-bit
+    // colour channels, 8 for the rest; 0 when the first file does not load.
+    static int SliceBits(TezImageStack const& stack);
+
 private:
     mutable size_t m_reported = 0;
 };

@@ -8,6 +8,7 @@
 #include "core/Threads.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/SliceStackArgs.h"
 #include "volume/Image.h"
 #include "volume/ImageStack.h"
 #include "volume/MemoryVolume.h"
@@ -40,18 +41,6 @@ bool ParseInt(std::string const& text, long long& value)
     char const* end = text.data() + text.size();
     std::from_chars_result const r = std::from_chars(text.data(), end, value);
     return r.ec == std::errc() && r.ptr == end;
-}
-
-// 16 for slices of 16-bit grey or 16-bit colour channels, else 8; 0 when the
-// file does not load.
-int BitsOfSlice(TezString const& path)
-{
-    TezImage image;
-    if (!image.Load(path.c_str()))
-        return 0;
-    int const bpp = image.GetBPP();
-    bool const grey16 = bpp == 16 && image.GetColorType() == TezImage::ColorTypeMinIsBlack;
-    return grey16 || bpp == 48 || bpp == 64 ? 16 : 8;
 }
 
 // The whole stack at the given depth; null after a message on err.
@@ -111,23 +100,19 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
     }
     if (positional.size() != 3)
         return Usage(err, positional.size() < 3 ? "missing arguments" : "unexpected argument '" + positional[3] + "'");
-    long long first, last;
-    if (!ParseInt(positional[1], first) || !ParseInt(positional[2], last) || first < 0 || last < first ||
-        last > 1000000000)
-        return Usage(err, "FIRST and LAST must be numbers with 0 <= FIRST <= LAST");
     if (output.empty())
         return Usage(err, "missing -o OUT.stl");
+    TezSliceStackArgs slices;
+    std::string const problem = slices.Parse(positional[0], positional[1], positional[2]);
+    if (!problem.empty())
+        return Usage(err, problem);
 
     TezLogger::SetConsoleLevel(TezLogger::Warn);
     TezHostApplication app;
-    std::string const& pattern = positional[0];
-    TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), int(first), int(last));
-    if (!stack || !stack->IsValid()) {
-        std::fprintf(err, "tez tessellate: no readable images for '%s' from %lld to %lld\n", pattern.c_str(), first,
-                     last);
+    TezRef<TezImageStack> stack = slices.Open(err);
+    if (!stack)
         return 1;
-    }
-    int const bits = bpp != 0 ? int(bpp) : BitsOfSlice(stack->GetImages().front().name);
+    int const bits = bpp != 0 ? int(bpp) : TezSliceStackArgs::SliceBits(*stack);
     if (bits == 0) {
         std::fprintf(err, "tez tessellate: cannot read '%s'\n", stack->GetImages().front().name.c_str());
         return 1;
@@ -140,7 +125,8 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
                               std::to_string(bits) + "-bit value" + (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""));
     TezRef<TezMemoryVolume> volume =
         bits == 16 ? ReadStack<uint16_t>(*stack, bits, err) : ReadStack<uint8_t>(*stack, bits, err);
-    if (!volume)
+    // Damaged pixel data shows only while the slices are read.
+    if (!volume || !slices.AcceptUnreadable(*stack, err))
         return 1;
     std::fprintf(out, "volume: %d x %d x %d\n", volume->GetWidth(), volume->GetHeight(), volume->GetDepth());
     std::fprintf(out, "bits per voxel: %d\n", bits);
