@@ -65,8 +65,8 @@ void SetSymbol(char const* mangled)
 
 #if defined(TEZ_HAVE_LIBDW)
 // Line tables may name a file relative to the folder it was compiled in
-// ("../core/Archive.cpp"); the report names it from the root, with ".." and
-// "." taken out.
+// ("../core/Archive.cpp"); the report names it from that folder, with "."
+// and "dir/.." taken out.
 void SetFile(char const* file, char const* folder)
 {
     char joined[sizeof g_file];
@@ -74,27 +74,30 @@ void SetFile(char const* file, char const* folder)
         std::snprintf(joined, sizeof joined, "%s/%s", folder, file);
     else
         CopyText(joined, sizeof joined, file);
-    if (joined[0] != '/') {
-        CopyText(g_file, sizeof g_file, joined);
-        return;
-    }
+    bool const absolute = joined[0] == '/';
     size_t used = 0;
+    size_t kept = 0; // parts that ".." may take back
+    g_file[0] = '\0';
     char* rest = nullptr;
     for (char* part = strtok_r(joined, "/", &rest); part; part = strtok_r(nullptr, "/", &rest)) {
         if (std::strcmp(part, ".") == 0)
             continue;
-        if (std::strcmp(part, "..") == 0) {
+        if (std::strcmp(part, "..") == 0 && kept > 0) {
             while (used > 0 && g_file[used] != '/')
                 --used;
             g_file[used] = '\0';
+            --kept;
             continue;
         }
-        used += std::snprintf(g_file + used, sizeof g_file - used, "/%s", part);
+        if (std::strcmp(part, "..") != 0)
+            ++kept;
+        char const* separator = used > 0 || absolute ? "/" : "";
+        used += std::snprintf(g_file + used, sizeof g_file - used, "%s%s", separator, part);
         if (used >= sizeof g_file - 1)
-            break;
+            return;
     }
     if (used == 0)
-        CopyText(g_file, sizeof g_file, "/");
+        CopyText(g_file, sizeof g_file, absolute ? "/" : ".");
 }
 #endif
 
