@@ -19,6 +19,7 @@ root=$PWD
 bash scripts/install-deps.sh
 
 build=${TEZ_SANITIZE_BUILD_DIR:-build-sanitize}
+case $build in /*) ;; *) build=$root/$build ;; esac
 seconds=${TEZ_FUZZ_SECONDS:-60}
 jobs=${TEZ_JOBS:-$(nproc)}
 started=$SECONDS
@@ -46,7 +47,7 @@ UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 step "suites passed"
 
 for target in $(bash scripts/fuzz.sh --list); do
-  TEZ_FUZZ_LIBRARY_DIR="$root/$build" TEZ_FUZZ_OUT="$root/$build/fuzz" \
+  TEZ_FUZZ_LIBRARY_DIR="$build" TEZ_FUZZ_OUT="$build/fuzz" \
     bash scripts/fuzz.sh "$target" "$seconds" -close_fd_mask=1
   step "fuzzed $target"
 done
