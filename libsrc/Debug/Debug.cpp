@@ -275,12 +275,9 @@ void OnSignal(int signal, siginfo_t* info, void* context)
     }
     // The fault happens again on return (or is sent again) under the former
     // handler, or under the default action, which ends the process.
-    if (result == TezDebug::ExecuteHandler) {
-        RestoreFormer();
+    RestoreFormer();
+    if (result == TezDebug::ExecuteHandler)
         SetDefault(signal);
-    } else {
-        RestoreFormer();
-    }
     Resend(signal, info);
 }
 
@@ -291,6 +288,8 @@ bool TezDebug::SetCrashHandlerFilter(Filter filter)
     g_filter = filter;
     if (filter && !g_installed) {
         EnsureAltStack();
+        // A crash that the former handler survived is over.
+        g_crashThread = 0;
         struct sigaction action {};
         action.sa_sigaction = OnSignal;
         // SA_NODEFER lets a fault inside the handler reach it again, where it

@@ -12,7 +12,9 @@
 //
 // A stack overflow (a SIGSEGV close to the stack pointer) is reported at once
 // on stderr, with a line of 33 exclamation marks around
-// "EXCEPTION_STACK_OVERFLOW occurred", without calling the filter.
+// "EXCEPTION_STACK_OVERFLOW occurred", without calling the filter. Only the
+// thread that installed the handler has the alternate stack: an overflow on
+// another thread ends the process unreported.
 //
 // The text operations describe a fault given to the filter; each returns a
 // static buffer of its own, valid until its next call. One crash is handled
