@@ -15,8 +15,15 @@
 #
 # The library is built with clang into build-fuzz/<subsystems>, the target
 # links against it; the corpus lives in build-fuzz/corpus-<target> and crash
-# inputs land in build-fuzz/crashes-<target>. Exit status is libFuzzer's:
-# 0 when the time ran out without a finding.
+# inputs land in build-fuzz/crashes-<target>. A saved corpus in
+# tests/<subsystem>/fuzz/corpus/<Target>/ is read as well (new inputs are
+# written to the build's corpus only). Exit status is libFuzzer's: 0 when the
+# time ran out without a finding.
+#
+#   TEZ_FUZZ_OUT=DIR          put builds, corpora and crashes there instead
+#   TEZ_FUZZ_LIBRARY_DIR=DIR  link against that build of the whole library
+#                             (clang, the same sanitizers and
+#                             -fsanitize=fuzzer-no-link) instead of building one
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -46,18 +53,22 @@ for tool in clang clang++; do
 done
 
 sanitize="-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer -g -O1"
-out="$root/build-fuzz"
-build="$out/lib-$(echo "$subsystems" | tr ' ' '-')"
+out=${TEZ_FUZZ_OUT:-$root/build-fuzz}
 mkdir -p "$out"
 
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug \
-  -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
-  "-DCMAKE_C_FLAGS=$sanitize -fsanitize=fuzzer-no-link" \
-  "-DCMAKE_CXX_FLAGS=$sanitize -fsanitize=fuzzer-no-link" \
-  "-DCMAKE_SHARED_LINKER_FLAGS=-fsanitize=address,undefined" \
-  "-DTEZ_SUBSYSTEMS=$(echo "$subsystems" | tr ' ' ';')" \
-  -DTEZ_BUILD_TESTS=OFF -DTEZ_BUILD_BENCH=OFF >"$out/cmake-$name.log"
-cmake --build "$build" -j2 --target Tezcore >>"$out/cmake-$name.log"
+if [ -n "${TEZ_FUZZ_LIBRARY_DIR:-}" ]; then
+  build=$TEZ_FUZZ_LIBRARY_DIR
+else
+  build="$out/lib-$(echo "$subsystems" | tr ' ' '-')"
+  cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Debug \
+    -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    "-DCMAKE_C_FLAGS=$sanitize -fsanitize=fuzzer-no-link" \
+    "-DCMAKE_CXX_FLAGS=$sanitize -fsanitize=fuzzer-no-link" \
+    "-DCMAKE_SHARED_LINKER_FLAGS=-fsanitize=address,undefined" \
+    "-DTEZ_SUBSYSTEMS=$(echo "$subsystems" | tr ' ' ';')" \
+    -DTEZ_BUILD_TESTS=OFF -DTEZ_BUILD_BENCH=OFF >"$out/cmake-$name.log"
+  cmake --build "$build" -j2 --target Tezcore >>"$out/cmake-$name.log"
+fi
 
 binary="$out/fuzz-$name"
 # shellcheck disable=SC2086
@@ -68,10 +79,13 @@ corpus="$out/corpus-$name" crashes="$out/crashes-$name"
 mkdir -p "$corpus" "$crashes"
 seedDir=""
 [ -n "$(ls -A "$corpus")" ] || seedDir=$corpus
+saved=$(dirname "$src")/corpus/$(basename "$src" Fuzz.cpp)
+corpora=("$corpus")
+[ -d "$saved" ] && corpora+=("$saved")
 
-echo "fuzzing $name for $seconds s (corpus $corpus)"
+echo "fuzzing $name for $seconds s (corpus ${corpora[*]})"
 TEZ_FUZZ_SEED_DIR=$seedDir \
 ASAN_OPTIONS=${ASAN_OPTIONS:-abort_on_error=1} \
 UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1} \
   "$binary" -max_total_time="$seconds" -rss_limit_mb=4096 -timeout=20 \
-  -artifact_prefix="$crashes/" -print_final_stats=1 "$@" "$corpus"
+  -artifact_prefix="$crashes/" -print_final_stats=1 "$@" "${corpora[@]}"

@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Installs everything Tezcore needs to build, test and run on Debian 12.
 # Idempotent: packages already present are left alone.
-#   --extras  also the tools for fuzzing (clang) and the peer benchmarks
+#   --extras  also the peer libraries of the benchmarks
+# clang and its sanitizer and libFuzzer runtimes are for the sanitizer tier
+# (scripts/sanitize.sh) and scripts/fuzz.sh.
 set -euo pipefail
 
 packages=(
   build-essential cmake ninja-build ccache pkg-config git
   python3 python3-dev pybind11-dev
   libtbb-dev libfreeimage-dev libtinyxml2-dev
-  libdeflate-dev libisal-dev zlib1g-dev
+  libdeflate-dev libisal-dev zlib1g-dev libdw-dev
   libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
   assimp-testmodels
+  clang libclang-rt-14-dev
 )
 
 if [ "${1:-}" = "--extras" ]; then
-  packages+=(clang libclang-rt-14-dev libzstd-dev liblz4-dev
+  packages+=(libzstd-dev liblz4-dev
              libopenvdb-dev libboost-iostreams-dev libassimp-dev libtinyobjloader-dev
              libcgal-dev libgmp-dev libmpfr-dev libvtk9-dev)
 fi

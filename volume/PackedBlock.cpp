@@ -125,9 +125,12 @@ size_t EncodeGroups(uint8_t const* data, size_t size, uint8_t* out)
     return written;
 }
 
+// The counting pass (Write false) has no output: out is null there, and even
+// out + 1 would be undefined, so the encoders get null instead.
 template <bool Write>
 size_t EncodeChunk(uint8_t const* data, size_t size, ChunkCode code, uint8_t* out)
 {
+    auto at = [out](size_t offset) { return Write ? out + offset : nullptr; };
     if (Write)
         out[0] = code.tag;
     switch (code.tag) {
@@ -141,15 +144,15 @@ size_t EncodeChunk(uint8_t const* data, size_t size, ChunkCode code, uint8_t* ou
     case kRuns1:
     case kRuns2:
     case kRuns3:
-        return 1 + EncodeRuns<Write>(data, size, 0, ValueBits(code.tag), out + 1);
+        return 1 + EncodeRuns<Write>(data, size, 0, ValueBits(code.tag), at(1));
     case kBasedRuns1:
     case kBasedRuns2:
     case kBasedRuns3:
         if (Write)
             out[1] = code.base;
-        return 2 + EncodeRuns<Write>(data, size, code.base, ValueBits(code.tag), out + 2);
+        return 2 + EncodeRuns<Write>(data, size, code.base, ValueBits(code.tag), at(2));
     default:
-        return 1 + EncodeGroups<Write>(data, size, out + 1);
+        return 1 + EncodeGroups<Write>(data, size, at(1));
     }
 }
 

@@ -3,6 +3,7 @@
 #include "core/Logger.h"
 #include "core/UIManager.h"
 #include "tez/CommandLine.h"
+#include "tez/CrashReport.h"
 #include "tez/TerminalUI.h"
 
 #include <cstdlib>
@@ -11,6 +12,7 @@
 
 int main(int argc, char** argv)
 {
+    TezInstallCrashReport();
     TezTerminalUI::InstallInterruptHandler();
     // The kernel's progress notes belong in the log file; the terminal gets
     // warnings and errors unless MVLog asks for more.
