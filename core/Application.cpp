@@ -7,20 +7,28 @@
 #include "core/Threads.h"
 #include "core/UIManager.h"
 #include "platform/OpenNurbs.h"
-#include "render/RenderViewManager.h"
 
 int NvOptimusEnablementCuda = 1;
 
 TezApplication* TezApplication::m_instance = nullptr;
+TezApplication::RenderViewManagerFactory TezApplication::m_renderViewManagerFactory = nullptr;
+
+void TezApplication::SetRenderViewManagerFactory(RenderViewManagerFactory factory)
+{
+    m_renderViewManagerFactory = factory;
+}
 
 TezApplication::TezApplication(HGLRC renderContext, HWND appWindow)
     : m_renderContext(renderContext), m_appWindow(appWindow)
 {
-    // The render view manager joins this order with the render views.
     m_threadManager = TezThreadManager::Create();
     TezLogger::traceCat("Application", "built the thread manager");
     m_eventManager = TezEventManager::Create();
     TezLogger::traceCat("Application", "built the event manager");
+    if (m_renderViewManagerFactory) {
+        m_renderViewManager = m_renderViewManagerFactory();
+        TezLogger::traceCat("Application", "built the render view manager");
+    }
     m_uiManager = TezUIManager::Create();
     TezLogger::traceCat("Application", "built the UI manager");
     m_resourceManager = TezResourceManager::Create();

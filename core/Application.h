@@ -47,6 +47,12 @@ public:
     static TezApplication* Instance();
     bool IsNo3DGraphicsMode() const;
 
+    // The render views live above the kernel core: their subsystem hands the
+    // application the function that builds its manager (at load time), and
+    // an application built afterwards makes it in its place in the order.
+    using RenderViewManagerFactory = TezRef<TezRenderViewManager> (*)();
+    static void SetRenderViewManagerFactory(RenderViewManagerFactory factory);
+
     TezApplication(TezApplication const&) = delete;
     TezApplication& operator=(TezApplication const&) = delete;
 
@@ -54,6 +60,7 @@ protected:
     TezApplication(HGLRC renderContext, HWND appWindow);
 
     static TezApplication* m_instance;
+    static RenderViewManagerFactory m_renderViewManagerFactory;
 
 private:
     bool Check3DGraphics();

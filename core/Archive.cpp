@@ -1,6 +1,6 @@
 #include "core/Archive.h"
 
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -18,7 +18,7 @@
 // user = <XDG documents>/Morvane/. TEZ_LOG_ROOT, when set, puts all three
 // below one folder: ROOT/Logs/, ROOT/AppData/Morvane/, ROOT/Documents/Morvane/.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 class TEZ_API TezLogger
 {

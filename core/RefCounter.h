@@ -10,7 +10,7 @@
 // A class that is used through TezRef while only forward-declared declares its
 // pair with TEZ_DECLARE_REF_FUNCTIONS and defines it with TEZ_DEFINE_REF_FUNCTIONS.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <atomic>
 #include <cstddef>

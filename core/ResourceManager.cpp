@@ -51,7 +51,7 @@ CursorFiles const kCursorFiles[] = {
 
 } // namespace
 
-TezResourceManager::TezResourceManager() : m_resourcePath(TezGetExecutableDir()) {}
+TezResourceManager::TezResourceManager() : m_resourcePath(TezGetExecutableDir().c_str()) {}
 
 TezRef<TezResourceManager> TezResourceManager::Create()
 {

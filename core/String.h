@@ -12,7 +12,7 @@
 // ignores its second argument, Convert(unsigned int&) takes the absolute value
 // and Convert(double&) parses in single precision.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstdarg>
 #include <vector>

@@ -1,5 +1,5 @@
 #pragma once
 // The library's version, as built.
-#include "core/Api.h"
+#include "platform/Api.h"
 
 TEZ_API char const* TezGetVersion();

@@ -3,7 +3,7 @@
 // Piegl and Tiller, "The NURBS Book" (span search A2.1, basis functions A2.2,
 // derivatives A2.3). Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 template <class T>
 class TEZ_API TezBasisFunction

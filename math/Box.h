@@ -9,7 +9,7 @@
 // (exact for scale and translation); TezMatrix44 * box transforms all eight.
 // TezBox2 is instantiated for float and double, TezBox3 also for int.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"
 

@@ -9,7 +9,7 @@
 // true. They may answer true for solids closer than about 1e-6 of their size,
 // or when the search does not settle. Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"

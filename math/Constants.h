@@ -2,7 +2,7 @@
 // Numeric constants exported by the library. Infinity is the finite 1e30 and
 // the tolerance 1e-6 for float and double alike.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 extern TEZ_API const double TezPi;

@@ -6,7 +6,7 @@
 // angle-like quantity of the given period: each window is unwrapped around its
 // centre sample and the result brought back into [0, period).
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 #pragma once
 // Point, line and box distances. Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Vector.h"
 

@@ -3,7 +3,7 @@
 // Nothing here reports an error: a false result or a zero count means no
 // intersection.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Matrix.h"
 #include "math/Plane.h"

@@ -1,7 +1,7 @@
 #pragma once
 // Polynomial least squares fit of y over x by the normal equations.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <vector>
 

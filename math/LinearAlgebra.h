@@ -4,7 +4,7 @@
 // flag and leave partial work in the outputs. A negative size throws
 // std::runtime_error.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 

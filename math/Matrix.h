@@ -15,7 +15,7 @@
 //   yields whatever the elimination reached, and nothing is reported.
 // Instantiated for int, float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 template <class T>

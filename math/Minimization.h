@@ -1,7 +1,7 @@
 #pragma once
 // Derivative-free minimisation of a function of two variables over a box.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <functional>
 

@@ -7,7 +7,7 @@
 // for a parameter outside the knots or an empty surface.
 // Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 #include <vector>

@@ -7,7 +7,7 @@
 // are given and re-derive nothing. Distance is signed and not divided by the
 // normal's length. Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 template <class T>

@@ -2,7 +2,7 @@
 // Closed-form roots of monic cubics and quartics. Each root is a
 // TezVector2<double>: real part, then imaginary part.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 // Real cube root that keeps the sign.

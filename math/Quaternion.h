@@ -9,7 +9,7 @@
 // the behaviour callers were written against.
 // Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // TezRay: a start point and a direction (used as given, not normalised).
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 class TEZ_API TezRay

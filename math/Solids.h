@@ -2,7 +2,7 @@
 // Simple analytic solids as value classes, and a region bounded by planes.
 // Instantiated for float and double.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Plane.h"
 #include "math/Vector.h"

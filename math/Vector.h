@@ -12,7 +12,7 @@
 //   every negative divisor too). Integer element types saturate instead.
 // Instantiated for int, float, double (TezVector4 also for unsigned char).
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/detail/Numeric.h"
 
 #include <cmath>

@@ -17,7 +17,7 @@
 // plane) by more than 1e-6. When P E F is too thin for a circumcircle, retry
 // asks the same of Q F E and P instead, and without retry the answer is no.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 #include <utility>

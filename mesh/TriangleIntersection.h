@@ -9,7 +9,7 @@
 // intersecting. Degenerate triangles (no normal) give a zero normal and thus
 // a coplanar test in the xy plane.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 class TezMeshTriangle;

@@ -11,10 +11,10 @@
 // error value (host arrays answer TezDeviceErrorMemoryAllocation when memory
 // runs out and TezDeviceErrorInvalidValue for a bad argument, the values the
 // runtime uses for the same faults). Callers hand the code to checkCudaError
-// (platform/CudaCheck.h) with their tag. A size of 0 allocates nothing and
+// (core/CudaCheck.h) with their tag. A size of 0 allocates nothing and
 // succeeds with a null pointer.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 

@@ -35,7 +35,7 @@ double MemInfoBytes(char const* key)
 
 } // namespace
 
-TezString TezGetExecutableDir()
+std::string TezGetExecutableDir()
 {
     char path[PATH_MAX + 1];
     ssize_t n = readlink("/proc/self/exe", path, PATH_MAX);
@@ -45,18 +45,18 @@ TezString TezGetExecutableDir()
     char* slash = std::strrchr(path, '/');
     if (slash)
         *slash = '\0';
-    return TezString(path);
+    return std::string(path);
 }
 
-TezString TezGetCurrentDir()
+std::string TezGetCurrentDir()
 {
     std::vector<char> buffer(256);
     while (!getcwd(buffer.data(), buffer.size())) {
         if (errno != ERANGE || buffer.size() > (1u << 20))
-            return TezString();
+            return std::string();
         buffer.resize(buffer.size() * 2);
     }
-    return TezString(buffer.data());
+    return std::string(buffer.data());
 }
 
 std::string TezGetEnv(char const* name)
@@ -65,9 +65,9 @@ std::string TezGetEnv(char const* name)
     return value ? std::string(value) : std::string();
 }
 
-bool TezCreateDir(TezString const& path)
+bool TezCreateDir(char const* path)
 {
-    std::string full = TezTransformPath(path.c_str());
+    std::string full = TezTransformPath(path ? path : "");
     for (size_t i = 1; i <= full.size(); ++i) {
         if (i == full.size() || full[i] == '/') {
             std::string part = full.substr(0, i);
@@ -78,10 +78,10 @@ bool TezCreateDir(TezString const& path)
     return false;
 }
 
-bool TezIsDirectory(TezString const& path)
+bool TezIsDirectory(char const* path)
 {
     struct stat info;
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return path && stat(path, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 double TezGetTotalMemory()

@@ -4,7 +4,7 @@
 // one whole unit, and bytes beyond the last whole unit of a larger count are
 // left alone. Buffers must be aligned and padded to that.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 #include <cstdint>

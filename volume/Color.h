@@ -5,7 +5,7 @@
 // TezColorIncrementor steps a colour through HSV space: each ++ adds the
 // increment to one HSV component (0 hue, 1 saturation, 2 value, 3 alpha).
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Vector.h"
 
 class TEZ_API TezColor

@@ -19,7 +19,7 @@
 // Not copyable; one bitmap per object, no shared state: distinct images may
 // be used on distinct threads.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 #include <cstdint>

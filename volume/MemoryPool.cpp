@@ -1,9 +1,9 @@
 #include "volume/MemoryPool.h"
 
 #include "core/Archive.h"
-#include "platform/CudaCheck.h"
+#include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include <tbb/concurrent_vector.h>
 

@@ -24,7 +24,7 @@
 // use and refuses, with std::runtime_error, sizes the archive cannot hold.
 // The element size is not stored: set it before Load.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <atomic>
 #include <cstdint>

@@ -3,10 +3,10 @@
 #include "core/Archive.h"
 #include "core/Logger.h"
 #include "core/Threads.h"
-#include "platform/CudaCheck.h"
+#include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include <tbb/parallel_for.h>
 

@@ -6,7 +6,7 @@
 // other depth voxels are 16-bit, strides (given in bytes) are taken in
 // elements, and the bin is the voxel's high byte.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstdint>
 

@@ -54,8 +54,8 @@ std::string TezWriteSampleStack(std::string const& folder, int size)
         std::fprintf(stderr, "tez: the sample size must be 2 to 2048\n");
         return std::string();
     }
-    TezCreateDir(TezString(folder.c_str())); // answers false whatever happened
-    if (!TezIsDirectory(TezString(folder.c_str()))) {
+    TezCreateDir(folder.c_str()); // answers false whatever happened
+    if (!TezIsDirectory(folder.c_str())) {
         std::fprintf(stderr, "tez: cannot create folder %s\n", folder.c_str());
         return std::string();
     }

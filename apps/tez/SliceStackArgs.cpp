@@ -100,7 +100,7 @@ TezRef<TezImageStack> TezSliceStackArgs::Open(FILE* err) const
     size_t const slash = pattern.find_last_of('/');
     if (slash != std::string::npos)
         folder = slash == 0 ? "/" : pattern.substr(0, slash);
-    if (pattern.find('%') > slash && !TezIsDirectory(TezString(folder.c_str()))) {
+    if (pattern.find('%') > slash && !TezIsDirectory(folder.c_str())) {
         std::fprintf(err, "tez: folder '%s' does not exist\n", folder.c_str());
         return TezRef<TezImageStack>();
     }

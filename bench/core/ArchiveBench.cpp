@@ -3,7 +3,7 @@
 // with TezCompress and writing the frame with fwrite.
 
 #include "core/Archive.h"
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include "../volume/Phantom.h"
 

@@ -5,7 +5,7 @@
 // parallel. Counters: ratio = source / compressed; vs_zlib1 = compressed
 // size over zlib level 1's.
 
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include "Phantom.h"
 

@@ -22,7 +22,7 @@
 // the process. Symbols come from the ELF symbol tables, files and lines from
 // the DWARF line tables where the objects carry them (libdw).
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <csignal>
 #include <cstdint>

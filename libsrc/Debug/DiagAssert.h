@@ -15,7 +15,7 @@
 // error), and the stack or not; with TezAssertAbort the process then ends
 // by abort(). errno is left as it was.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 enum TezDiagAssertOptions : unsigned {
     TezAssertShowStderr = 1,

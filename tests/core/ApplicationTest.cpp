@@ -148,7 +148,7 @@ TEST(TezResourceManager, PathsAreTheResourcePathPlusTheFolder)
 {
     TestApplication app(nullptr, nullptr);
     TezRef<TezResourceManager> resources = app.GetResourceManager();
-    EXPECT_EQ(TezGetExecutableDir(), resources->GetResourcePath());
+    EXPECT_STREQ(TezGetExecutableDir().c_str(), resources->GetResourcePath().c_str());
 
     resources->SetResourcePath(TezString("X"));
     EXPECT_STREQ("X/media/cursors/name.ico",
@@ -187,8 +187,8 @@ TEST(TezSystem, HelpersAnswerSensibly)
     EXPECT_LE(load, 1.0);
     EXPECT_GT(TezGetTotalMemory(), TezGetAvailableMemory());
     EXPECT_GE(TezGetNumberOfProcessors(), 1u);
-    EXPECT_TRUE(TezIsDirectory(TezGetExecutableDir()));
-    EXPECT_TRUE(TezIsDirectory(TezGetCurrentDir()));
+    EXPECT_TRUE(TezIsDirectory(TezGetExecutableDir().c_str()));
+    EXPECT_TRUE(TezIsDirectory(TezGetCurrentDir().c_str()));
     EXPECT_EQ("a/b/c/", TezTransformPath("a\\b/c\\"));
     EXPECT_EQ("ABC1", TezToUpper("aBc1"));
     EXPECT_EQ("", TezGetEnv("TEZ_SURELY_UNSET_VARIABLE"));

@@ -1,7 +1,7 @@
 #include "core/Archive.h"
 #include "core/Events.h"
 
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include <gtest/gtest.h>
 

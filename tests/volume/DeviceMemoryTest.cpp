@@ -1,5 +1,5 @@
 #include "platform/DeviceMemory.h"
-#include "platform/CudaCheck.h"
+#include "core/CudaCheck.h"
 
 #include <gtest/gtest.h>
 

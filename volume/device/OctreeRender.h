@@ -15,7 +15,7 @@
 // Invalid arguments (null buffers, sizes, bit depth, a tree whose root has no
 // children: the kernels start at nodes 1 to 8) throw std::runtime_error.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Vector.h"

@@ -2,7 +2,7 @@
 // loaders do. The first input byte picks the stream kind (a regular file,
 // whose size the reader knows, or a pipe, whose size it does not); the rest
 // is the file. Every read is chosen by the tag it finds.
-// fuzz-subsystems: core math document render volume platform
+// fuzz-subsystems: platform core
 
 #include "core/Archive.h"
 

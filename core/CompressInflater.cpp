@@ -1,8 +1,8 @@
-#include "volume/CompressInflater.h"
+#include "core/CompressInflater.h"
 
-#include "volume/CompressChecksum.h"
-#include "volume/CompressErrors.h"
-#include "volume/detail/InflaterParts.h"
+#include "core/CompressChecksum.h"
+#include "core/CompressErrors.h"
+#include "core/detail/InflaterParts.h"
 
 #include <climits>
 #include <memory>

@@ -1,6 +1,6 @@
-#include "volume/CompressChecksum.h"
+#include "core/CompressChecksum.h"
 
-#include "volume/CompressErrors.h"
+#include "core/CompressErrors.h"
 
 #include <libdeflate.h>
 

@@ -27,7 +27,7 @@
 // stretch of the destination unfilled, with unspecified content; that is what
 // a wrong S looks like. Every part is independent: the calls are re-entrant.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <tbb/cache_aligned_allocator.h>
 

@@ -1,7 +1,7 @@
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
-#include "volume/CompressInflater.h"
-#include "volume/detail/CompressEngine.h"
+#include "core/CompressInflater.h"
+#include "core/detail/CompressEngine.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>

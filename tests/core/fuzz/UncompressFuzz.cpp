@@ -2,9 +2,9 @@
 // trip of the same bytes through TezCompress::Compress.
 // Input: three bytes of uncompressed size (little-endian, at most 1 MiB), a
 // level byte, then the frame.
-// fuzz-subsystems: volume
+// fuzz-subsystems: platform core
 
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include <cstdio>
 #include <cstdlib>

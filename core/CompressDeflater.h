@@ -18,8 +18,8 @@
 // outside -1..9, SetInput after Finish or while old input is pending, bad
 // buffer arguments, SetDictionary after the stream began, Deflate after End.
 
-#include "core/Api.h"
-#include "volume/CompressChecksum.h"
+#include "platform/Api.h"
+#include "core/CompressChecksum.h"
 
 #include <cstddef>
 #include <cstdint>

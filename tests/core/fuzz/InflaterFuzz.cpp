@@ -2,10 +2,10 @@
 // expands in full must expand to the same bytes with ours, fed and drained
 // in the pieces the first byte chooses; anything else must end in a clean
 // std::runtime_error or a stop for want of input.
-// fuzz-subsystems: volume
+// fuzz-subsystems: platform core
 // fuzz-libs: -lz
 
-#include "volume/CompressInflater.h"
+#include "core/CompressInflater.h"
 
 #include <zlib.h>
 

@@ -1,9 +1,9 @@
 // The Compression namespace: checksums, the streaming deflater and inflater,
 // zlib interoperation in both directions and the fixed error texts.
 
-#include "volume/CompressChecksum.h"
-#include "volume/CompressDeflater.h"
-#include "volume/CompressInflater.h"
+#include "core/CompressChecksum.h"
+#include "core/CompressDeflater.h"
+#include "core/CompressInflater.h"
 
 #include "CompressTestData.h"
 

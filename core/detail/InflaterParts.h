@@ -4,7 +4,7 @@
 // of a dynamic block's code lengths. Each stops cleanly where the input
 // ends and picks up from there once more arrives.
 
-#include "volume/CompressErrors.h"
+#include "core/CompressErrors.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include "volume/detail/CompressEngine.h"
+#include "core/detail/CompressEngine.h"
 
-#include "volume/CompressErrors.h"
+#include "core/CompressErrors.h"
 
 #include <libdeflate.h>
 

@@ -1,7 +1,7 @@
-#include "volume/CompressDeflater.h"
+#include "core/CompressDeflater.h"
 
-#include "volume/CompressErrors.h"
-#include "volume/detail/CompressEngine.h"
+#include "core/CompressErrors.h"
+#include "core/detail/CompressEngine.h"
 
 #include <algorithm>
 #include <cstring>

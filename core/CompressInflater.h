@@ -18,7 +18,7 @@
 // range, or a distance before the start of the output) raises
 // "Inflater.Decode unknown mode". Never reads past the input it was given.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "platform/CudaCheck.h"
+#include "core/CudaCheck.h"
 
 #include "core/Logger.h"
 #include "platform/DeviceMemory.h"

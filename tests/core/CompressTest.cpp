@@ -1,6 +1,6 @@
 // TezCompress: the frame, round trips, zlib interoperation and hostile frames.
 
-#include "volume/Compress.h"
+#include "core/Compress.h"
 
 #include "CompressTestData.h"
 

@@ -10,7 +10,7 @@
 // argument checks throw std::runtime_error with the texts in
 // CompressErrors.h; the caller vouches that the range lies in the buffer.
 
-#include "core/Api.h"
+#include "platform/Api.h"
 
 #include <cstddef>
 #include <cstdint>
