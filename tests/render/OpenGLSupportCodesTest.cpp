@@ -35,3 +35,27 @@ TEST(OpenGLSupportCodes, GridIndicesCoverEveryCellTwice)
     TezOpenGLSupport::MakeIndicesForGrid(1, 5, indices);
     EXPECT_TRUE(indices.empty());
 }
+
+#include "render/gl/Texture.h"
+
+#include <GL/glew.h>
+
+TEST(TextureTarget, ChosenFromSizeAndHint)
+{
+    EXPECT_EQ(unsigned(GL_TEXTURE_1D), TezTexture::ChooseTarget(1, 1, TezTexture::TypeAuto));
+    EXPECT_EQ(unsigned(GL_TEXTURE_1D), TezTexture::ChooseTarget(1, 1, TezTexture::Type1D));
+    EXPECT_EQ(unsigned(GL_TEXTURE_2D), TezTexture::ChooseTarget(1, 1, TezTexture::Type2D));
+    EXPECT_EQ(unsigned(GL_TEXTURE_2D), TezTexture::ChooseTarget(5, 1, TezTexture::Type1D));
+    EXPECT_EQ(unsigned(GL_TEXTURE_3D), TezTexture::ChooseTarget(1, 2, TezTexture::TypeAuto));
+    EXPECT_EQ(unsigned(GL_TEXTURE_2D_ARRAY), TezTexture::ChooseTarget(1, 1, TezTexture::Type2DArray));
+    EXPECT_EQ(unsigned(GL_TEXTURE_2D_ARRAY), TezTexture::ChooseTarget(4, 6, TezTexture::Type2DArray));
+    EXPECT_EQ(unsigned(GL_TEXTURE_3D), TezTexture::ChooseTarget(1, 1, TezTexture::Type3D));
+
+    unsigned internalFormat, dataFormat, dataType;
+    int bytes;
+    ASSERT_TRUE(TezTexture::GetFormatInfo(TezTexture::PixelRGB565, internalFormat, dataFormat, dataType, bytes));
+    EXPECT_EQ(unsigned(GL_UNSIGNED_SHORT_5_6_5), dataType);
+    EXPECT_EQ(2, bytes);
+    EXPECT_FALSE(TezTexture::GetFormatInfo(static_cast<TezTexture::PixelFormat>(12), internalFormat, dataFormat,
+                                           dataType, bytes));
+}
