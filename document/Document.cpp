@@ -6,7 +6,7 @@
 #include "document/CommandManager.h"
 #include "document/DocumentObject.h"
 #include "document/Selection.h"
-#include "render/Scene.h"
+#include "render/scene/Scene.h"
 
 #include <exception>
 #include <stdexcept>

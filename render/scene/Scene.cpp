@@ -1,4 +1,4 @@
-#include "render/Scene.h"
+#include "render/scene/Scene.h"
 
 TEZ_DEFINE_REF_FUNCTIONS(TezScene)
 
