@@ -6,7 +6,9 @@
 #include "document/CommandManager.h"
 #include "document/DocumentObject.h"
 #include "document/Selection.h"
-#include "render/Scene.h"
+#include "render/objects/SceneBackground.h"
+#include "render/scene/Scene.h"
+#include "render/scene/SceneObject.h"
 
 #include <exception>
 #include <stdexcept>
@@ -25,6 +27,7 @@ TezDocument::TezDocument()
         return; // no render context: no scenes
     m_scene = TezScene::Create();
     m_auxiliaryScene = TezScene::Create();
+    m_scene->AddChild(m_scene->GetRoot(), TezSceneBackground::Create());
 }
 
 TezDocument::~TezDocument()
@@ -33,6 +36,10 @@ TezDocument::~TezDocument()
         m_commandManager->ClearAll();
     if (m_focusCommandManager)
         m_focusCommandManager->ClearAll();
+    if (m_scene)
+        m_scene->RemoveAllChildren(m_scene->GetRoot());
+    if (m_auxiliaryScene)
+        m_auxiliaryScene->RemoveAllChildren(m_auxiliaryScene->GetRoot());
     if (m_selection)
         m_selection->RemoveAll();
     m_commandManager = nullptr;
@@ -53,6 +60,19 @@ TezRef<TezCommandManager> TezDocument::GetFocusCommandManager() { return m_focus
 TezRef<TezScene> TezDocument::GetScene() { return m_scene; }
 TezRef<TezScene> TezDocument::GetAuxiliaryScene() { return m_auxiliaryScene; }
 TezRef<TezSelection> TezDocument::GetSelection() { return m_selection; }
+
+// The scene's statics live here: a scene knows nothing of documents.
+TezRef<TezScene> TezScene::GetActiveScene()
+{
+    TezRef<TezDocument> document = TezDocument::GetActiveDocument();
+    return document ? document->GetScene() : nullptr;
+}
+
+TezRef<TezScene> TezScene::GetAuxiliaryScene()
+{
+    TezRef<TezDocument> document = TezDocument::GetActiveDocument();
+    return document ? document->GetAuxiliaryScene() : nullptr;
+}
 
 void TezDocument::Report(DocEventType type)
 {

@@ -12,7 +12,7 @@ packages=(
   libtbb-dev libfreeimage-dev libtinyxml2-dev
   libdeflate-dev libisal-dev zlib1g-dev libdw-dev
   libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
-  libegl-mesa0 libgl1-mesa-dri libglfw3-dev
+  libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
   assimp-testmodels
   clang libclang-rt-14-dev

@@ -25,6 +25,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
         // render
         {"render", "tez render [PATTERN FIRST LAST | --octree FILE]", "ray cast slices or an octree into a PNG",
          TezRenderCommand},
+        {"effects-demo", "tez effects-demo [-o OUT.png] [--size WxH]",
+         "draw the sample meshes with the GL effects side by side into a PNG", TezEffectsDemoCommand},
 
     };
     return commands;

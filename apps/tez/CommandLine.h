@@ -43,3 +43,6 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez render [PATTERN FIRST LAST | --octree FILE] [-o OUT.png] [options]; no
 // arguments: the built-in sample to tez-render.png
 int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez effects-demo [-o OUT.png] [--size WxH]: the sample meshes with the GL
+// effects, drawn off-screen
+int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err);

@@ -1,6 +1,6 @@
 #include "core/Events.h"
 #include "document/Selection.h"
-#include "render/Scene.h"
+#include "render/scene/Scene.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,9 @@
 #include "DocumentFixture.h"
 
 #include "core/Archive.h"
+#include "render/objects/SceneBackground.h"
+#include "render/scene/Scene.h"
+#include "render/scene/SceneObject.h"
 
 #include <cstdio>
 
@@ -47,6 +50,11 @@ TEST(DocumentsWithContext, HaveTwoScenes)
     EXPECT_TRUE(document->GetScene());
     EXPECT_TRUE(document->GetAuxiliaryScene());
     EXPECT_NE(document->GetScene(), document->GetAuxiliaryScene());
+    // The main scene starts with its background under the root; the
+    // auxiliary one starts empty.
+    ASSERT_EQ(1, document->GetScene()->GetRoot()->GetNumChildren());
+    EXPECT_EQ(TezSceneBackground::StaticType(), document->GetScene()->GetRoot()->GetChild(0)->Type());
+    EXPECT_EQ(0, document->GetAuxiliaryScene()->GetRoot()->GetNumChildren());
 }
 
 TEST_F(Documents, SaveNeedsANameAndCatchesFailures)

@@ -1,0 +1,30 @@
+#pragma once
+// TezSelectableObject: anything a user can select, as a whole and by
+// sub-element indices: document objects and scene objects alike. Select()
+// always goes through the ACTIVE document's selection (it is defined with
+// TezSelection in document/); only TezSelection writes the selected flag.
+
+#include "core/Identifiable.h"
+
+#include <set>
+
+class TEZ_API TezSelectableObject : public TezIdentifiableObject
+{
+public:
+    // Adds to or removes from the active document's selection; needs one.
+    virtual void Select(bool on);
+    virtual bool IsSelected() const { return m_selected; }
+    virtual void SelectIndex(unsigned int index) { m_selectedIndices.insert(index); }
+    virtual void UnselectIndex(unsigned int index) { m_selectedIndices.erase(index); }
+    virtual void ClearIndices() { m_selectedIndices.clear(); }
+
+    std::set<uint32_t> const& GetSelectedIndices() const { return m_selectedIndices; }
+
+protected:
+    TezSelectableObject() : TezIdentifiableObject(0) {}
+
+private:
+    friend class TezSelection;
+    std::set<uint32_t> m_selectedIndices;
+    bool m_selected = false;
+};

@@ -1,5 +1,0 @@
-#include "render/Scene.h"
-
-TEZ_DEFINE_REF_FUNCTIONS(TezScene)
-
-TezRef<TezScene> TezScene::Create() { return TezRef<TezScene>(new TezScene()); }

@@ -1,0 +1,3 @@
+#include "render/effects/Effect.h"
+
+TEZ_DEFINE_REF_FUNCTIONS(TezEffect)
