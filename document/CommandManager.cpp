@@ -19,9 +19,9 @@ TezString TezCommand::BuildPython() const
     return TezString("# The ability to build python for this command is not yet implemented.\n");
 }
 
-std::vector<TezCommand::__commandDef>& TezCommand::GetCommandList()
+std::vector<TezCommand::CommandDef>& TezCommand::GetCommandList()
 {
-    static auto* commandList = new std::vector<__commandDef>();
+    static auto* commandList = new std::vector<CommandDef>();
     return *commandList;
 }
 
@@ -34,9 +34,9 @@ void* TezCommand::CallParseMethod(TezScriptRunMethod run, char const* format, vo
     return method ? method(run, format, "v", args, kwargs, nullptr) : nullptr;
 }
 
-std::vector<TezCommand::__commandDef>& TezQuery::GetCommandList()
+std::vector<TezCommand::CommandDef>& TezQuery::GetCommandList()
 {
-    static auto* commandList = new std::vector<TezCommand::__commandDef>();
+    static auto* commandList = new std::vector<TezCommand::CommandDef>();
     return *commandList;
 }
 

@@ -12,7 +12,7 @@
 // once; that is how the limit has always behaved and hosts rely on it.
 // Every list change reports TezEventCommandManagerStatusChanged.
 //
-// Script functions: each built-in command registers a __commandDef at load
+// Script functions: each built-in command registers a CommandDef at load
 // into TezCommand::GetCommandList(); the host's parse method (SetParseMethod)
 // converts script arguments by the format string ("s", "f", "i") into the
 // array a run function takes.
@@ -32,7 +32,7 @@ using TezScriptParseMethod = void* (*)(TezScriptRunMethod, char const*, char con
 class TEZ_API TezCommand : public TezRefCounter
 {
 public:
-    struct __commandDef
+    struct CommandDef
     {
         void* (*pyRun)(void*, void*);
         void (*defaultsMethod)(std::vector<TezString>*);
@@ -48,7 +48,7 @@ public:
     virtual void ClearUndoMemory() {}
     virtual TezString BuildPython() const;
 
-    static std::vector<__commandDef>& GetCommandList();
+    static std::vector<CommandDef>& GetCommandList();
     static void SetParseMethod(TezScriptParseMethod method);
     static TezScriptParseMethod GetParseMethod();
 
@@ -65,7 +65,7 @@ protected:
 class TEZ_API TezQuery : public TezRefCounter
 {
 public:
-    static std::vector<TezCommand::__commandDef>& GetCommandList();
+    static std::vector<TezCommand::CommandDef>& GetCommandList();
     static void SetParseMethod(TezScriptParseMethod method);
     static TezScriptParseMethod GetParseMethod();
 

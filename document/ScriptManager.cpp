@@ -37,7 +37,7 @@ void* TezScriptManager::ParseMethod(TezScriptRunMethod run, char const* format, 
     return nullptr;
 }
 
-TezScriptRunMethod TezScriptManager::GetCommandRunMethod(TezCommand::__commandDef const& def)
+TezScriptRunMethod TezScriptManager::GetCommandRunMethod(TezCommand::CommandDef const& def)
 {
     if (!def.pyRun)
         return nullptr;
@@ -45,7 +45,7 @@ TezScriptRunMethod TezScriptManager::GetCommandRunMethod(TezCommand::__commandDe
     return m_lastRunMethod;
 }
 
-char const* TezScriptManager::GetCommandFormat(TezCommand::__commandDef const& def)
+char const* TezScriptManager::GetCommandFormat(TezCommand::CommandDef const& def)
 {
     if (!def.pyRun)
         return nullptr;
@@ -53,7 +53,7 @@ char const* TezScriptManager::GetCommandFormat(TezCommand::__commandDef const& d
     return m_lastFormat;
 }
 
-char const* TezScriptManager::GetCommandRtnArg(TezCommand::__commandDef const& def)
+char const* TezScriptManager::GetCommandRtnArg(TezCommand::CommandDef const& def)
 {
     if (!def.pyRun)
         return nullptr;
@@ -61,7 +61,7 @@ char const* TezScriptManager::GetCommandRtnArg(TezCommand::__commandDef const& d
     return m_lastRtnArg;
 }
 
-void* TezScriptManager::GetCommandRtnArgPtr(TezCommand::__commandDef const& def)
+void* TezScriptManager::GetCommandRtnArgPtr(TezCommand::CommandDef const& def)
 {
     if (!def.pyRun)
         return nullptr;
@@ -69,7 +69,7 @@ void* TezScriptManager::GetCommandRtnArgPtr(TezCommand::__commandDef const& def)
     return m_lastRtnArgPtr;
 }
 
-std::vector<TezScriptManager::__commandDef>& TezScriptManager::GetCommandList()
+std::vector<TezScriptManager::CommandDef>& TezScriptManager::GetCommandList()
 {
     Initialize();
     return m_commandList;
@@ -81,13 +81,13 @@ std::vector<TezString>& TezScriptManager::GetCommandListNames()
     return m_commandNames;
 }
 
-void TezScriptManager::BuildCommandList(std::vector<TezCommand::__commandDef> const& definitions)
+void TezScriptManager::BuildCommandList(std::vector<TezCommand::CommandDef> const& definitions)
 {
     m_commandList.clear();
     m_commandList.resize(definitions.size());
     for (size_t i = 0; i < definitions.size(); ++i) {
-        __commandDef& entry = m_commandList[i];
-        TezCommand::__commandDef const& def = definitions[i];
+        CommandDef& entry = m_commandList[i];
+        TezCommand::CommandDef const& def = definitions[i];
         entry.runMethod = GetCommandRunMethod(def);
         char const* format = GetCommandFormat(def);
         char const* rtnArg = GetCommandRtnArg(def);
@@ -307,7 +307,7 @@ bool TezScriptManager::ParseScriptLine(int lineIndex)
         return false;
     m_activeScriptCommand = found;
 
-    __commandDef& entry = m_commandList[static_cast<size_t>(found)];
+    CommandDef& entry = m_commandList[static_cast<size_t>(found)];
     entry.prefix = line.Left(start);
     int suffixStart = std::max(end + 1, start);
     entry.suffix = suffixStart < length ? line.Mid(suffixStart, length - suffixStart) : TezString("");
@@ -348,7 +348,7 @@ void TezScriptManager::UpdateActiveScriptLine()
 {
     if (m_activeScriptCommand < 0 || static_cast<size_t>(m_activeScriptCommand) >= m_commandList.size())
         return;
-    __commandDef const& entry = m_commandList[static_cast<size_t>(m_activeScriptCommand)];
+    CommandDef const& entry = m_commandList[static_cast<size_t>(m_activeScriptCommand)];
     TezString line = entry.prefix;
     for (size_t i = 0; i < entry.params.size(); ++i) {
         if (i > 0)
@@ -369,7 +369,7 @@ bool TezScriptManager::SetNewParamValue(int command, int param, TezString const&
 {
     if (command != m_activeScriptCommand || command < 0)
         return false;
-    __commandDef& entry = m_commandList[static_cast<size_t>(command)];
+    CommandDef& entry = m_commandList[static_cast<size_t>(command)];
     if (param < 0 || static_cast<size_t>(param) >= entry.params.size())
         return false;
     entry.params[static_cast<size_t>(param)].value = value;

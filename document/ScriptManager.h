@@ -30,12 +30,12 @@ public:
         TezString value;
     };
 
-    struct __commandDef
+    struct CommandDef
     {
         char rtnArg = 0;
         void* rtnArgPtr = nullptr;
         TezScriptRunMethod runMethod = nullptr;
-        TezCommand::__commandDef def{};
+        TezCommand::CommandDef def{};
         TezString description;
         TezString prefix;
         TezString suffix;
@@ -49,7 +49,7 @@ public:
 
     std::vector<TezString> const& GetScript() const { return m_useMerged ? m_mergedScript : m_liveScript; }
     std::vector<int> const& GetScriptFlags() const { return m_useMerged ? m_mergedFlags : m_liveFlags; }
-    std::vector<__commandDef>& GetCommandList();
+    std::vector<CommandDef>& GetCommandList();
     std::vector<TezString>& GetCommandListNames();
 
     // Ignored while executing.
@@ -85,14 +85,14 @@ protected:
     TezScriptManager() = default;
     virtual ~TezScriptManager() = default;
 
-    void BuildCommandList(std::vector<TezCommand::__commandDef> const& definitions);
+    void BuildCommandList(std::vector<TezCommand::CommandDef> const& definitions);
     bool ParseScriptLine(int line);
     void UpdateActiveScriptLine();
 
-    TezScriptRunMethod GetCommandRunMethod(TezCommand::__commandDef const& def);
-    char const* GetCommandFormat(TezCommand::__commandDef const& def);
-    char const* GetCommandRtnArg(TezCommand::__commandDef const& def);
-    void* GetCommandRtnArgPtr(TezCommand::__commandDef const& def);
+    TezScriptRunMethod GetCommandRunMethod(TezCommand::CommandDef const& def);
+    char const* GetCommandFormat(TezCommand::CommandDef const& def);
+    char const* GetCommandRtnArg(TezCommand::CommandDef const& def);
+    void* GetCommandRtnArgPtr(TezCommand::CommandDef const& def);
 
     static TezScriptManager* m_instance;
 
@@ -110,7 +110,7 @@ protected:
     std::vector<int> m_executingFlags;
     int m_executingLine = 0;
     std::vector<TezString> m_commandNames;
-    std::vector<__commandDef> m_commandList;
+    std::vector<CommandDef> m_commandList;
     TezScriptRunMethod m_lastRunMethod = nullptr;
     char const* m_lastFormat = nullptr;
     char const* m_lastRtnArg = nullptr;

@@ -20,12 +20,12 @@ void TezHostScriptManager::Initialize()
         // the reporting parse method answers without running anything.
         TezCommand::SetParseMethod(&TezScriptManager::ParseMethod);
         TezQuery::SetParseMethod(&TezScriptManager::ParseMethod);
-        std::vector<TezCommand::__commandDef> definitions = TezCommand::GetCommandList();
-        std::vector<TezCommand::__commandDef> const& queries = TezQuery::GetCommandList();
+        std::vector<TezCommand::CommandDef> definitions = TezCommand::GetCommandList();
+        std::vector<TezCommand::CommandDef> const& queries = TezQuery::GetCommandList();
         definitions.insert(definitions.end(), queries.begin(), queries.end());
         BuildCommandList(definitions);
         m_commandNames.clear();
-        for (__commandDef const& command : m_commandList)
+        for (CommandDef const& command : m_commandList)
             m_commandNames.emplace_back(command.def.name);
     }
     TezCommand::SetParseMethod(&TezScriptBridge::ParseMethod);

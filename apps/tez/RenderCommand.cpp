@@ -3,7 +3,7 @@
 #include "core/Archive.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
-#include "render/CameraView.h"
+#include "render/OctreeCamera.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/SampleStack.h"
@@ -350,7 +350,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
 
     TezOctreeRenderBuffers buffers(o.width, o.height, o.transparent ? o.layers : 0, onDevice);
     TezOctreeRenderTarget const& target = buffers.GetTarget();
-    TezOctreeDevice::__Camera const record = TezMakeOctreeCamera(*camera);
+    TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);
     TezClearOctreeImage(target, 0);
     bool drawn = false;
     if (o.transparent) {

@@ -67,7 +67,7 @@ void RecordCall(char const* function, py::args const& args)
         document->GetCommandManager()->Push(TezCmdDocumentSaveAs::Create(TezString(TextOf(args[0])->c_str())));
 }
 
-py::object CallScriptFunction(TezCommand::__commandDef const& def, py::args const& args, py::kwargs const& kwargs)
+py::object CallScriptFunction(TezCommand::CommandDef const& def, py::args const& args, py::kwargs const& kwargs)
 {
     // Python buffers its own output; the kernel's log goes through C stdio.
     FlushPythonStreams();
@@ -244,10 +244,10 @@ TezScriptBridge::TezScriptBridge() : m_interpreter(std::make_unique<Interpreter>
         },
         "Ends a script run.");
 
-    std::vector<TezCommand::__commandDef> definitions = TezCommand::GetCommandList();
-    std::vector<TezCommand::__commandDef> const& queries = TezQuery::GetCommandList();
+    std::vector<TezCommand::CommandDef> definitions = TezCommand::GetCommandList();
+    std::vector<TezCommand::CommandDef> const& queries = TezQuery::GetCommandList();
     definitions.insert(definitions.end(), queries.begin(), queries.end());
-    for (TezCommand::__commandDef const& def : definitions) {
+    for (TezCommand::CommandDef const& def : definitions) {
         if (!def.name || !def.pyRun || py::hasattr(module, def.name))
             continue;
         module.def(

@@ -217,7 +217,7 @@ BENCHMARK(BM_OctreeBuildPeakMemory)->Arg(64)->Arg(256)->Unit(benchmark::kMillise
 
 // ---- Ray casting the built octree: 1024 x 768 from the "tilted" view ----
 
-#include "render/CameraView.h"
+#include "render/OctreeCamera.h"
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeRender.h"
 
@@ -233,7 +233,7 @@ struct RenderScene
     TezRef<TezVoxelOctree> tree;
     TezOctreeRenderSource source;
     std::vector<float> table = std::vector<float>(256, 0.0f);
-    TezOctreeDevice::__Camera camera;
+    TezOctreeDevice::Camera camera;
     TezMatrix44<float> matrix;
 
     RenderScene()
@@ -290,7 +290,7 @@ void BM_OctreeRaySolid(benchmark::State& state)
     // Mean root descents per ray, over every 4th row.
     float const unit = float(scene.tree->GetTreeSize());
     float const inverse[16] = {1 / unit, 0, 0, 0, 0, 1 / unit, 0, 0, 0, 0, 1 / unit, 0, 0, 0, 0, 1};
-    TezOctreeDevice::__Octree const octree = TezMakeOctreeRecord(scene.source);
+    TezOctreeDevice::Octree const octree = TezMakeOctreeRecord(scene.source);
     TezOctreeDevice::MarchCounters counters{0, 0};
     double rays = 0;
     for (int y = 0; y < kHeight; y += 4)

@@ -103,7 +103,7 @@ TezVector3<float> Normalised(const TezVector3<float>& v) { return v * (1.0f / v.
 
 // Camera at eye looking at the cube's centre, z up; the axes are the rows of
 // the matrix whose columns are right, up and forward.
-__Camera LookAtCentre(bool perspective, const TezVector3<float>& eye, int size)
+Camera LookAtCentre(bool perspective, const TezVector3<float>& eye, int size)
 {
     const TezVector3<float> centre(0.5f, 0.5f, 0.5f);
     const TezVector3<float> f = Normalised(centre - eye);
@@ -115,17 +115,17 @@ __Camera LookAtCentre(bool perspective, const TezVector3<float>& eye, int size)
     return TezMakeOctreeCamera(perspective, eye, axes, centre, 0.1f, 10.0f, fov, size, size);
 }
 
-__Camera ViewCamera(int view, int size)
+Camera ViewCamera(int view, int size)
 {
     return view == 0 ? LookAtCentre(false, {0.5f, -1.5f, 0.5f}, size) : LookAtCentre(true, {2.0f, -1.2f, 1.4f}, size);
 }
 
 const TezMatrix44<float> kIdentity({1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1});
 
-void Measure(benchmark::State& state, const __Camera& cam)
+void Measure(benchmark::State& state, const Camera& cam)
 {
     SyntheticOctree& tree = Tree();
-    const __Octree oct = TezMakeOctreeRecord(tree.Source());
+    const Octree oct = TezMakeOctreeRecord(tree.Source());
     const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     MarchCounters counters{0, 0};
     unsigned hits = 0;
@@ -145,7 +145,7 @@ void Measure(benchmark::State& state, const __Camera& cam)
 void BM_RayCastSolid(benchmark::State& state)
 {
     const int size = int(state.range(1));
-    const __Camera cam = ViewCamera(int(state.range(0)), size);
+    const Camera cam = ViewCamera(int(state.range(0)), size);
     SyntheticOctree& tree = Tree();
     TezOctreeRenderBuffers buffers(size, size, 0, false);
     for (auto _ : state)
@@ -159,7 +159,7 @@ BENCHMARK(BM_RayCastSolid)->Args({0, 512})->Args({1, 512})->Unit(benchmark::kMil
 void BM_RayCastTransparent(benchmark::State& state)
 {
     const int size = int(state.range(1));
-    const __Camera cam = ViewCamera(int(state.range(0)), size);
+    const Camera cam = ViewCamera(int(state.range(0)), size);
     SyntheticOctree& tree = Tree();
     TezOctreeRenderBuffers buffers(size, size, 2, false);
     for (auto _ : state) {

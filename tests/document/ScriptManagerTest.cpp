@@ -20,7 +20,7 @@ bool Validate(std::vector<TezString>* values)
 double RunTwo(void*, void**, int) { return 1.0; }
 void* PyTwo(void* a, void* b) { return TezCommand::CallParseMethod(&RunTwo, "if", a, b); }
 
-TezCommand::__commandDef const kTwo{&PyTwo, &Defaults, &Validate, "two",
+TezCommand::CommandDef const kTwo{&PyTwo, &Defaults, &Validate, "two",
                                     "Takes two numbers.\nParameters:\n    count - how many\n        (at least 1)\n"
                                     "    size - how big\n"};
 
@@ -36,7 +36,7 @@ public:
         m_initialized = true;
         TezScriptParseMethod real = TezCommand::GetParseMethod();
         TezCommand::SetParseMethod(&TezScriptManager::ParseMethod);
-        std::vector<TezCommand::__commandDef> all = TezCommand::GetCommandList();
+        std::vector<TezCommand::CommandDef> all = TezCommand::GetCommandList();
         all.push_back(kTwo);
         BuildCommandList(all);
         for (auto const& entry : m_commandList)
@@ -67,7 +67,7 @@ protected:
                 return static_cast<int>(i);
         return -1;
     }
-    TezScriptManager::__commandDef& Entry(char const* name) { return scripts.GetCommandList()[Index(name)]; }
+    TezScriptManager::CommandDef& Entry(char const* name) { return scripts.GetCommandList()[Index(name)]; }
     TestApplication app;
     HostScripts scripts;
 };

@@ -1,5 +1,5 @@
 #include "render/CameraView.h"
-#include "render/CameraRecord.h"
+#include "render/OctreeCamera.h"
 
 #include "core/Events.h"
 #include "math/Constants.h"
@@ -380,7 +380,7 @@ TEST(TezCameraView, KernelRecordRaysMatchTheCameraFlippedInY)
         camera->SetEye(V3(2, -5, 4));
         camera->SetFocus(V3(0.5f, 0.5f, 0.5f));
         camera->SetUp(V3(0, 0, 1));
-        TezCameraRecord const record = TezCameraRecord::FromCamera(*camera);
+        TezCameraRecord const record = TezMakeCameraRecord(*camera);
         EXPECT_NEAR(35 * 3.1415927f / 180, record.fov, 1e-7f);
         int const pixels[][2] = {{0, 0}, {63, 47}, {10, 30}};
         for (auto const& [x, y] : pixels) {

@@ -2,7 +2,7 @@
 // pictures are known.
 
 #include "platform/DeviceMemory.h"
-#include "render/CameraView.h"
+#include "render/OctreeCamera.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeKernels.inl"
@@ -88,7 +88,7 @@ const TezVector3<float> Axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
 
 // Looks along +z from z = -1 at the unit square: pixel (x, y) of a square
 // image sees world (1 - (x + 0.5) / w, (y + 0.5) / h).
-__Camera OrthoCamera(int w, int h)
+Camera OrthoCamera(int w, int h)
 {
     const float fov = 2.0f * std::atan(0.5f) * 180.0f / 3.1415927f;
     return TezMakeOctreeCamera(false, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 0.0f, 10.0f, fov, w, h);
@@ -106,11 +106,11 @@ struct Picture
 };
 
 Picture RenderSolid(TestTree& tree, int bits, int w, int h, const TezPlane<float>* plane = nullptr,
-                    const TezMatrix44<float>& matrix = Identity(), const __Camera* camera = nullptr)
+                    const TezMatrix44<float>& matrix = Identity(), const Camera* camera = nullptr)
 {
     TezOctreeRenderBuffers buffers(w, h, 0, false);
     const std::vector<float> table = StepTable();
-    const __Camera cam = camera ? *camera : OrthoCamera(w, h);
+    const Camera cam = camera ? *camera : OrthoCamera(w, h);
     EXPECT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), tree.Source(bits), cam, matrix, {1, 0.5f, 0.25f, 1},
                                      table.data(), plane));
     return Picture{buffers.ReadImage(), buffers.ReadDepth()};
@@ -134,7 +134,7 @@ TEST(OctreeKernel, UniformOpaqueTreeHitsEveryRayAtItsFrontFace)
         }
 
     // Perspective: the centre pixel's word is the GL depth of its eye z.
-    const __Camera persp =
+    const Camera persp =
         TezMakeOctreeCamera(true, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 1.0f, 10.0f, 30.0f, 16, 16);
     const Picture q = RenderSolid(tree, 8, 16, 16, nullptr, Identity(), &persp);
     const double z = 1.0008, n = 1.0, f = 10.0;
@@ -152,7 +152,7 @@ TEST(OctreeKernel, AxisParallelRaysAndRaysFromInsideHaveFiniteRanges)
     EXPECT_EQ(ray.dir.x, TezEpsilonf);
     EXPECT_TRUE(std::isfinite(ray.inv.x) && std::isfinite(ray.inv.y));
 
-    __Camera inside = OrthoCamera(8, 8);
+    Camera inside = OrthoCamera(8, 8);
     inside.eye.z = 0.5f;
     inside.focus.z = 1.5f;
     ASSERT_TRUE(SetUpRay(inside, T, 3, 3, DefaultRangeFunction{}, ray));
@@ -180,7 +180,7 @@ TEST(OctreeKernel, PixelRaysAgreeWithTheCameraRecord)
     matrix.Inverse().Array(T);
     for (uint8_t perspective : {0, 1}) {
         record.perspective = perspective;
-        const __Camera cam = TezMakeOctreeCamera(record);
+        const Camera cam = TezMakeOctreeCamera(record);
         for (int p : {0, 17, 1199}) {
             const int x = p % 40, y = p / 40;
             const TezRay world = record.GetPixelRay(x, y);
@@ -260,7 +260,7 @@ TEST(OctreeKernel, GradientSamplesCrossIntoNeighbourNodes)
     tree.nodes[group] = WithBrick(tree.AddBrick([](int x, int y, int) { return uint16_t(x + 16 * y); }));
     tree.maxDepth = 2;
     const TezOctreeRenderSource source = tree.Source(16, 1);
-    const __Octree oct = TezMakeOctreeRecord(source);
+    const Octree oct = TezMakeOctreeRecord(source);
     const uint16_t* brick0 = tree.leaves16.data();
 
     EXPECT_EQ(NeighbourSample(oct, brick0, 0, 0, 0, 0, 3, 4, 5), 5.0f);
@@ -313,7 +313,7 @@ TEST(OctreeKernel, CrossSectionRemovesWhatLiesBeyondThePlane)
     // The same cut on an object moved by (10, 0, 0), seen from a moved camera.
     TezMatrix44<float> moved = Identity();
     moved[3] = TezVector4<float>(10, 0, 0, 1);
-    __Camera cam = OrthoCamera(w, h);
+    Camera cam = OrthoCamera(w, h);
     cam.eye.x += 10.0f;
     cam.focus.x += 10.0f;
     const TezPlane<float> keepFront({10.5f, 0.5f, 0.5f}, {0.0f, 0.0f, -1.0f});
@@ -340,7 +340,7 @@ TEST(OctreeKernel, FarCameraRaysStillFinish)
 {
     // At t near 50000 the node epsilon is below the spacing of floats.
     TestTree tree = TwoLevelTree([](int, int, int iz) { return iz == 1 || iz == 2 ? 200u : 0u; });
-    __Camera cam = OrthoCamera(16, 16);
+    Camera cam = OrthoCamera(16, 16);
     cam.eye.z = -50000.0f;
     cam.focus.z = -49999.0f; // keeps the view's extent
     cam.far = 1e6f;
@@ -356,13 +356,13 @@ TEST(OctreeKernel, FarCameraRaysStillFinish)
     const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     const std::vector<float> table = StepTable();
     TestTree empty = TwoLevelTree([](int, int, int) { return 0u; });
-    const __Octree oct = TezMakeOctreeRecord(empty.Source(8));
+    const Octree oct = TezMakeOctreeRecord(empty.Source(8));
     std::mt19937 random(7);
     std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
     for (int n = 0; n < 20000; ++n) {
         const float distance = 20000.0f + 40000.0f * (unit(random) + 1.0f);
         const float3s d = Scale(Make3(0.3f * unit(random), 0.3f * unit(random), 1.0f), 1.0f / 1.1f);
-        __Camera far = cam;
+        Camera far = cam;
         far.eye = Make3(0.5f - d.x * distance, 0.5f - d.y * distance, 0.5f - d.z * distance);
         far.focus = Add(far.eye, d);
         far.fov = 0.01f;
@@ -388,10 +388,10 @@ TEST(OctreeKernel, FarRaysStepOverTransparentBricksAndFinish)
     for (int i = 1; i <= 8; ++i)
         ASSERT_EQ(tree.nodes[i].state, StateEmpty);
     source.statesValid = true;
-    const __Octree oct = TezMakeOctreeRecord(source);
+    const Octree oct = TezMakeOctreeRecord(source);
     const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
-    __Camera cam = OrthoCamera(16, 16);
+    Camera cam = OrthoCamera(16, 16);
     cam.far = 1e6f;
     cam.fov = 0.01f;
     for (int n = 0; n < 20000; ++n) {
@@ -448,7 +448,7 @@ TEST(OctreeKernel, StandardViewsDrawWhereTheCameraProjects)
         camera->Resize(w, h);
         camera->UsePerspective(false);
         camera->FrameStandardView(box, view);
-        const __Camera cam = TezMakeOctreeCamera(*camera);
+        const Camera cam = TezMakeOctreeCamera(*camera);
         const Picture p = RenderSolid(tree, 8, w, h, nullptr, Identity(), &cam);
         double sx = 0, sy = 0, n = 0;
         for (int y = 0; y < h; ++y)
@@ -516,7 +516,7 @@ TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)
     TezOctreeRenderBuffers buffers(w, h, 2, false);
     const TezOctreeRenderTarget& target = buffers.GetTarget();
     const std::vector<float> table = StepTable();
-    const __Camera cam = OrthoCamera(w, h);
+    const Camera cam = OrthoCamera(w, h);
     ASSERT_TRUE(TezClearOctreeLayers(target));
     ASSERT_TRUE(TezRenderOctreeTransparent(target, tree.Source(8), cam, Identity(), {1, 0, 0, 0.5f}, table.data()));
     std::vector<float> rays = buffers.ReadRayLayers();
@@ -730,7 +730,7 @@ TEST(OctreeKernel, DeviceLaunchesMatchTheHostLoops)
         GTEST_SKIP() << "no CUDA device";
     const int w = 64, h = 64;
     const std::vector<float> table = StepTable();
-    const __Camera cam = OrthoCamera(w, h);
+    const Camera cam = OrthoCamera(w, h);
     TestTree tree = TiltedPlaneTree();
     for (int bits : {8, 16}) {
         const TezOctreeRenderSource host = tree.Source(bits);

@@ -52,7 +52,7 @@ struct uchar4s
 // brick index follows; clear: a uniform value), state.
 using Node = TezVoxelOctreeNode;
 
-struct __Camera
+struct Camera
 {
     uint8_t perspective;
     float3s eye;
@@ -67,7 +67,7 @@ struct __Camera
     int32_t height;
 };
 
-struct __Octree
+struct Octree
 {
     float valueScale; // 1/255 for 8-bit voxels, 1/65535 for 16-bit voxels
     float voxelSize;

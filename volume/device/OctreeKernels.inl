@@ -155,7 +155,7 @@ TEZ_KERNELFN float ClampAxis(float d, float floor) { return fabsf(d) < floor ? c
 
 // Builds the ray of pixel (x, y); false when it misses the cube.
 template <class Range>
-TEZ_KERNELFN bool SetUpRay(const __Camera& cam, const float* T, int x, int y, const Range& range, Ray& ray)
+TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, const Range& range, Ray& ray)
 {
     const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
     const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
@@ -206,7 +206,7 @@ TEZ_KERNELFN bool SetUpRay(const __Camera& cam, const float* T, int x, int y, co
 // A sample for the gradient at brick coordinates (cx, cy, cz), which may lie
 // one voxel outside the brick of the node at (nx, ny, nz) on its level.
 template <class V>
-TEZ_KERNELFN float NeighbourSample(const __Octree& oct, const V* brick, int nx, int ny, int nz, int level, int cx,
+TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int cx,
                                    int cy, int cz)
 {
     bool moved = false;
@@ -254,7 +254,7 @@ TEZ_KERNELFN float NeighbourSample(const __Octree& oct, const V* brick, int nx, 
 }
 
 template <class V>
-TEZ_KERNELFN float3s Gradient(const __Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x, int y,
+TEZ_KERNELFN float3s Gradient(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x, int y,
                               int z)
 {
     float3s g = Make3(0.0f, 0.0f, 0.0f);
@@ -340,7 +340,7 @@ struct MarchCounters
 // Walks the ray from t through the tree, restarting every step at the root.
 // A surface is where the opacity differs from `inside` (false: first hit).
 template <class V>
-TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float* table, bool inside, float t,
+TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
                                MarchCounters* counters = nullptr)
 {
     MarchResult r{0.0f, 0.0f, 0.0f, 0.0f};
@@ -477,7 +477,7 @@ TEZ_KERNELFN MarchResult March(const __Octree& oct, const Ray& ray, const float*
 }
 
 // The 24-bit depth of a distance along the ray of pixel (x, y), in a word.
-TEZ_KERNELFN uint32_t DepthWord(const __Camera& cam, int x, int y, float hitDepth)
+TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, int x, int y, float hitDepth)
 {
     const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
     const float h = tanf(cam.fov / 2.0f);
@@ -513,7 +513,7 @@ TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
 }
 
 template <class V, class Range>
-TEZ_KERNELFN void RenderSolidPixel(const __Camera& cam, const __Octree& oct, const float* transform,
+TEZ_KERNELFN void RenderSolidPixel(const Camera& cam, const Octree& oct, const float* transform,
                                    const float3s& colour, uint32_t imagePitch, uchar4s* image, uint32_t depthPitch,
                                    uint32_t* depth, const LookupTransferFunction& lookup, const Range& range, int x,
                                    int y)
@@ -533,7 +533,7 @@ TEZ_KERNELFN void RenderSolidPixel(const __Camera& cam, const __Octree& oct, con
 
 template <class V, class Range>
 TEZ_KERNELFN void
-RenderTransparentPixel(const __Camera& cam, const __Octree& oct, const float* transform, const float4s& colour,
+RenderTransparentPixel(const Camera& cam, const Octree& oct, const float* transform, const float4s& colour,
                        int layerCount, uchar4s* colourLayers, uint32_t colourPitch, float* rayLayers, uint32_t rayPitch,
                        const LookupTransparentTransferFunction& lookup, const Range& range, int x, int y)
 {
@@ -583,7 +583,7 @@ RenderTransparentPixel(const __Camera& cam, const __Octree& oct, const float* tr
 }
 
 // Composites the layers of pixel (x, y) back to front into image and depth.
-TEZ_KERNELFN void BlendPixel(const __Camera& cam, int layerCount, const uchar4s* colourLayers, uint32_t colourPitch,
+TEZ_KERNELFN void BlendPixel(const Camera& cam, int layerCount, const uchar4s* colourLayers, uint32_t colourPitch,
                              const float* rayLayers, uint32_t rayPitch, uint32_t* depth, uint32_t depthPitch,
                              uchar4s* image, uint32_t imagePitch, int x, int y)
 {
@@ -620,7 +620,7 @@ TEZ_KERNELFN void BlendPixel(const __Camera& cam, int layerCount, const uchar4s*
 // State of one childless node from its value or its brick; nodes with
 // children are left to the host pass.
 template <class V>
-TEZ_KERNELFN void NodeState(const __Octree& oct, int nodeCount, const float* table, int index)
+TEZ_KERNELFN void NodeState(const Octree& oct, int nodeCount, const float* table, int index)
 {
     if (index < 0 || index >= nodeCount)
         return;
@@ -645,7 +645,7 @@ TEZ_KERNELFN void NodeState(const __Octree& oct, int nodeCount, const float* tab
 
 // Index of the childless node holding voxel (x, y, z) of a tree of treeSize
 // voxels, or -1 outside the tree.
-TEZ_KERNELFN int LeafAt(const __Octree& oct, int x, int y, int z)
+TEZ_KERNELFN int LeafAt(const Octree& oct, int x, int y, int z)
 {
     if (oct.treeSize < 2 || OutsideUnit(x, oct.treeSize - 1) || OutsideUnit(y, oct.treeSize - 1) ||
         OutsideUnit(z, oct.treeSize - 1))
@@ -663,7 +663,7 @@ TEZ_KERNELFN int LeafAt(const __Octree& oct, int x, int y, int z)
 }
 
 // Marks full nodes of column (x, y) that touch a node that is not full.
-TEZ_KERNELFN void NodeStateAdjacentColumn(const __Octree& oct, int x, int y)
+TEZ_KERNELFN void NodeStateAdjacentColumn(const Octree& oct, int x, int y)
 {
     if (x >= oct.treeSize || y >= oct.treeSize)
         return;

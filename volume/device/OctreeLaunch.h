@@ -14,8 +14,8 @@ namespace TezOctreeDevice {
 
 struct SolidLaunch
 {
-    __Camera camera;
-    __Octree octree;
+    Camera camera;
+    Octree octree;
     const float* transform;
     float3s colour;
     uint32_t imagePitch;
@@ -27,8 +27,8 @@ struct SolidLaunch
 
 struct TransparentLaunch
 {
-    __Camera camera;
-    __Octree octree;
+    Camera camera;
+    Octree octree;
     const float* transform;
     float4s colour;
     int32_t layerCount;
@@ -41,7 +41,7 @@ struct TransparentLaunch
 
 struct BlendLaunch
 {
-    __Camera camera;
+    Camera camera;
     int32_t layerCount;
     uchar4s* colourLayers;
     uint32_t colourPitch;
@@ -100,8 +100,8 @@ uint32_t CombineChildStates(const NodeAt& nodeAt, uint64_t count, uint32_t first
 void RunSolidHost(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
 void RunTransparentHost(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
 void RunBlendHost(const BlendLaunch& args);
-void RunNodeStatesHost(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit);
-void RunNodeStatesAdjacentHost(const __Octree& octree);
+void RunNodeStatesHost(const Octree& octree, int nodeCount, const float* table, bool sixteenBit);
+void RunNodeStatesAdjacentHost(const Octree& octree);
 
 // The same on the device; false (with the error text) when the launch
 // failed. Present only when the library is built with CUDA.
@@ -110,8 +110,8 @@ bool RunSolidCuda(const SolidLaunch& args, bool sixteenBit, const XSectionRangeF
 bool RunTransparentCuda(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection,
                         const char** error);
 bool RunBlendCuda(const BlendLaunch& args, const char** error);
-bool RunNodeStatesCuda(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error);
-bool RunNodeStatesAdjacentCuda(const __Octree& octree, const char** error);
+bool RunNodeStatesCuda(const Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error);
+bool RunNodeStatesAdjacentCuda(const Octree& octree, const char** error);
 
 // The CUDA status of this thread's last failed device call above (0 when
 // none failed), for the fatal check of device errors.

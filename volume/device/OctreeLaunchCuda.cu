@@ -35,7 +35,7 @@ bool CheckLaunch(const char** error) { return Check(cudaGetLastError(), error); 
 int LastCudaStatus() { return g_lastStatus; }
 
 template <class V, class Range>
-__global__ void RenderSolid(__Camera camera, __Octree octree, const float* transform, float3s colour,
+__global__ void RenderSolid(Camera camera, Octree octree, const float* transform, float3s colour,
                             uint32_t imagePitch, uchar4s* image, uint32_t depthPitch, uint32_t* depth,
                             LookupTransferFunction lookup, Range range)
 {
@@ -45,7 +45,7 @@ __global__ void RenderSolid(__Camera camera, __Octree octree, const float* trans
 }
 
 template <class V, class Range>
-__global__ void RenderTransparent(__Camera camera, __Octree octree, const float* transform, float4s colour,
+__global__ void RenderTransparent(Camera camera, Octree octree, const float* transform, float4s colour,
                                   int32_t layerCount, uchar4s* colourLayers, uint32_t colourPitch, float* rayLayers,
                                   uint32_t rayPitch, LookupTransparentTransferFunction lookup, Range range)
 {
@@ -56,21 +56,21 @@ __global__ void RenderTransparent(__Camera camera, __Octree octree, const float*
 }
 
 template <class V>
-__global__ void CalculateNodeStates(__Octree octree, int32_t nodeCount, const float* table)
+__global__ void CalculateNodeStates(Octree octree, int32_t nodeCount, const float* table)
 {
     const int block =
         (static_cast<int>(blockIdx.z) << 20) + (static_cast<int>(blockIdx.y) << 10) + static_cast<int>(blockIdx.x);
     NodeState<V>(octree, nodeCount, table, block * 256 + static_cast<int>(threadIdx.x));
 }
 
-__global__ void CalculateNodeStatesAdjacent(__Octree octree)
+__global__ void CalculateNodeStatesAdjacent(Octree octree)
 {
     const int x = blockIdx.x * blockDim.x + threadIdx.x;
     const int y = blockIdx.y * blockDim.y + threadIdx.y;
     NodeStateAdjacentColumn(octree, x, y);
 }
 
-__global__ void blendAccumlatedBuffers(__Camera camera, int32_t layerCount, uchar4s* colourLayers, uint32_t colourPitch,
+__global__ void blendAccumlatedBuffers(Camera camera, int32_t layerCount, uchar4s* colourLayers, uint32_t colourPitch,
                                        float* rayLayers, uint32_t rayPitch, uint32_t* depth, uint32_t depthPitch,
                                        uchar4s* image, uint32_t imagePitch)
 {
@@ -134,7 +134,7 @@ bool RunBlendCuda(const BlendLaunch& a, const char** error)
     return CheckLaunch(error) && Check(cudaDeviceSynchronize(), error);
 }
 
-bool RunNodeStatesCuda(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error)
+bool RunNodeStatesCuda(const Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error)
 {
     const Grid3 g = NodeStateGrid(nodeCount);
     if (g.x == 0)
@@ -147,7 +147,7 @@ bool RunNodeStatesCuda(const __Octree& octree, int nodeCount, const float* table
     return CheckLaunch(error);
 }
 
-bool RunNodeStatesAdjacentCuda(const __Octree& octree, const char** error)
+bool RunNodeStatesAdjacentCuda(const Octree& octree, const char** error)
 {
     CalculateNodeStatesAdjacent<<<PixelGrid(octree.treeSize, octree.treeSize), dim3(BlockEdge, BlockEdge)>>>(octree);
     return CheckLaunch(error);

@@ -50,7 +50,7 @@ void Transparent(const TransparentLaunch& a, const Range& range)
 }
 
 template <class V>
-void NodeStates(const __Octree& octree, int nodeCount, const float* table)
+void NodeStates(const Octree& octree, int nodeCount, const float* table)
 {
     tbb::parallel_for(tbb::blocked_range<int>(0, nodeCount, 256), [&](const tbb::blocked_range<int>& r) {
         for (int i = r.begin(); i != r.end(); ++i)
@@ -85,12 +85,12 @@ void RunBlendHost(const BlendLaunch& a)
     });
 }
 
-void RunNodeStatesHost(const __Octree& octree, int nodeCount, const float* table, bool sixteenBit)
+void RunNodeStatesHost(const Octree& octree, int nodeCount, const float* table, bool sixteenBit)
 {
     sixteenBit ? NodeStates<uint16_t>(octree, nodeCount, table) : NodeStates<uint8_t>(octree, nodeCount, table);
 }
 
-void RunNodeStatesAdjacentHost(const __Octree& octree)
+void RunNodeStatesAdjacentHost(const Octree& octree)
 {
     const int size = octree.treeSize;
     tbb::parallel_for(tbb::blocked_range<int>(0, size > 0 ? size * size : 0), [&](const tbb::blocked_range<int>& r) {

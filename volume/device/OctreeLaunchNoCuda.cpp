@@ -24,8 +24,8 @@ bool RunTransparentCuda(const TransparentLaunch&, bool, const XSectionRangeFunct
     return Absent(error);
 }
 bool RunBlendCuda(const BlendLaunch&, const char** error) { return Absent(error); }
-bool RunNodeStatesCuda(const __Octree&, int, const float*, bool, const char** error) { return Absent(error); }
-bool RunNodeStatesAdjacentCuda(const __Octree&, const char** error) { return Absent(error); }
+bool RunNodeStatesCuda(const Octree&, int, const float*, bool, const char** error) { return Absent(error); }
+bool RunNodeStatesAdjacentCuda(const Octree&, const char** error) { return Absent(error); }
 bool CudaMallocPitch(void**, size_t*, size_t, size_t, const char** error) { return Absent(error); }
 bool CudaFree(void*, const char** error) { return Absent(error); }
 bool CudaMemset2D(void*, size_t, int, size_t, size_t, const char** error) { return Absent(error); }

@@ -3,7 +3,6 @@
 #include "core/Logger.h"
 #include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
-#include "render/CameraView.h"
 #include "volume/device/OctreeLaunch.h"
 
 #include <cmath>
@@ -180,12 +179,12 @@ uint32_t GroupState(Node* nodes, int count, uint32_t first)
 
 } // namespace
 
-__Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, const TezVector3<float> axes[3],
+Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, const TezVector3<float> axes[3],
                              const TezVector3<float>& focus, float nearPlane, float farPlane, float fovDegrees,
                              int width, int height)
 {
     auto f3 = [](const TezVector3<float>& v) { return float3s{v.x, v.y, v.z}; };
-    __Camera c{};
+    Camera c{};
     c.perspective = perspective ? 1 : 0;
     c.eye = f3(eye);
     c.axisX = f3(axes[0]);
@@ -200,10 +199,10 @@ __Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, con
     return c;
 }
 
-__Camera TezMakeOctreeCamera(const TezCameraRecord& r)
+Camera TezMakeOctreeCamera(const TezCameraRecord& r)
 {
     auto f3 = [](const TezVector3<float>& v) { return float3s{v.x, v.y, v.z}; };
-    __Camera c{};
+    Camera c{};
     c.perspective = r.perspective;
     c.eye = f3(r.eye);
     c.axisX = f3(r.axisX);
@@ -218,16 +217,12 @@ __Camera TezMakeOctreeCamera(const TezCameraRecord& r)
     return c;
 }
 
-__Camera TezMakeOctreeCamera(const TezCameraView& camera)
-{
-    return TezMakeOctreeCamera(TezCameraRecord::FromCamera(camera));
-}
 
-__Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
+Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
 {
     if (source.bitsPerPixel != 8 && source.bitsPerPixel != 16)
         Refuse("TezMakeOctreeRecord", "bits per voxel " + std::to_string(source.bitsPerPixel));
-    __Octree o{};
+    Octree o{};
     o.valueScale = source.bitsPerPixel == 16 ? 1.0f / 65535.0f : 1.0f / 255.0f;
     o.voxelSize = source.voxelSize;
     o.maxDepth = source.maxDepth;
@@ -247,7 +242,7 @@ bool TezOctreeKernelsHaveDevice()
 
 namespace {
 
-bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const __Camera& camera,
+bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const Camera& camera,
                  const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
                  const TezPlane<float>* xsection)
 {
@@ -286,7 +281,7 @@ bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& so
     return ok;
 }
 
-bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const __Camera& camera,
+bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const Camera& camera,
                        const TezMatrix44<float>& matrix, const TezVector4<float>& colour, const float* table,
                        const TezPlane<float>* xsection)
 {
@@ -330,21 +325,21 @@ bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSour
 } // namespace
 
 bool TezRenderOctreeSolid(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
-                          const __Camera& camera, const TezMatrix44<float>& matrix, const TezVector4<float>& colour,
+                          const Camera& camera, const TezMatrix44<float>& matrix, const TezVector4<float>& colour,
                           const float* transferFunction, const TezPlane<float>* xsection)
 {
     return RenderSolid(target, source, camera, matrix, colour, transferFunction, xsection);
 }
 
 bool TezRenderOctreeTransparent(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
-                                const __Camera& camera, const TezMatrix44<float>& matrix,
+                                const Camera& camera, const TezMatrix44<float>& matrix,
                                 const TezVector4<float>& colour, const float* transferFunction,
                                 const TezPlane<float>* xsection)
 {
     return RenderTransparent(target, source, camera, matrix, colour, transferFunction, xsection);
 }
 
-bool TezBlendOctreeLayers(const TezOctreeRenderTarget& t, const __Camera& camera)
+bool TezBlendOctreeLayers(const TezOctreeRenderTarget& t, const Camera& camera)
 {
     CheckImage("TezBlendOctreeLayers", t);
     CheckLayers("TezBlendOctreeLayers", t);
@@ -401,7 +396,7 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     const char* tag = "TezVoxelOctreeCalculateNodeStates.A";
     CheckSide("TezCalculateOctreeNodeStates", onDevice);
     CheckSource("TezCalculateOctreeNodeStates", source, table);
-    const __Octree octree = TezMakeOctreeRecord(source);
+    const Octree octree = TezMakeOctreeRecord(source);
     const bool sixteen = source.bitsPerPixel == 16;
     // A root without children (a constant volume) gets its state from the
     // kernel, as any childless node.
@@ -432,7 +427,7 @@ bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, b
     CheckSide("TezCalculateOctreeNodeStatesAdjacent", onDevice);
     if (!source.nodes || source.nodeCount < 9 || source.treeSize < 16)
         Refuse("TezCalculateOctreeNodeStatesAdjacent", "node pool or tree size missing");
-    const __Octree octree = TezMakeOctreeRecord(source);
+    const Octree octree = TezMakeOctreeRecord(source);
     if (!onDevice) {
         RunNodeStatesAdjacentHost(octree);
         return true;

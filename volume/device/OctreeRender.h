@@ -19,7 +19,7 @@
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
-#include "render/CameraRecord.h"
+#include "volume/device/CameraRecord.h"
 #include "volume/device/OctreeKernelTypes.h"
 
 #include <cstdint>
@@ -68,15 +68,15 @@ struct TezOctreeRenderSource
 // Camera record from plain fields; fovDegrees is converted to radians.
 // axes are the three vectors of the camera's inverse view axes. Row y of a
 // target is the y-th row from the bottom of the view.
-TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye,
+TEZ_API TezOctreeDevice::Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye,
                                                       const TezVector3<float> axes[3], const TezVector3<float>& focus,
                                                       float nearPlane, float farPlane, float fovDegrees, int width,
                                                       int height);
-// The same from a camera view's record, or from the camera itself.
-TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(const TezCameraRecord& record);
-TEZ_API TezOctreeDevice::__Camera TezMakeOctreeCamera(const TezCameraView& camera);
+// The same from a camera record (render/OctreeCamera.h makes both from a
+// camera view).
+TEZ_API TezOctreeDevice::Camera TezMakeOctreeCamera(const TezCameraRecord& record);
 // Octree record of a source; throws on a bit depth other than 8 or 16.
-TEZ_API TezOctreeDevice::__Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source);
+TEZ_API TezOctreeDevice::Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source);
 
 // True when launches on device memory are possible in this process.
 TEZ_API bool TezOctreeKernelsHaveDevice();
@@ -87,20 +87,20 @@ TEZ_API bool TezOctreeKernelsHaveDevice();
 // matrix maps the unit cube to the world. xsection, in world space, keeps the
 // half space its normal points into.
 TEZ_API bool TezRenderOctreeSolid(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
-                                  const TezOctreeDevice::__Camera& camera, const TezMatrix44<float>& matrix,
+                                  const TezOctreeDevice::Camera& camera, const TezMatrix44<float>& matrix,
                                   const TezVector4<float>& colour, const float* transferFunction,
                                   const TezPlane<float>* xsection = nullptr);
 
 // Layered ray casting: inserts up to layerCount surfaces per pixel into the
 // target's layers, sorted by distance, keeping what earlier calls stored.
 TEZ_API bool TezRenderOctreeTransparent(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
-                                        const TezOctreeDevice::__Camera& camera, const TezMatrix44<float>& matrix,
+                                        const TezOctreeDevice::Camera& camera, const TezMatrix44<float>& matrix,
                                         const TezVector4<float>& colour, const float* transferFunction,
                                         const TezPlane<float>* xsection = nullptr);
 
 // Blends the layers back to front into image and depth (pixels with no
 // first layer keep what they had).
-TEZ_API bool TezBlendOctreeLayers(const TezOctreeRenderTarget& target, const TezOctreeDevice::__Camera& camera);
+TEZ_API bool TezBlendOctreeLayers(const TezOctreeRenderTarget& target, const TezOctreeDevice::Camera& camera);
 
 // Byte fills of the target's buffers: depth (0xFF for "no surface"), the
 // image, both layer stacks (0: empty).

@@ -32,7 +32,7 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
     if (!octree || !table)
         return false;
     const TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
-    const __Octree record = TezMakeOctreeRecord(source);
+    const Octree record = TezMakeOctreeRecord(source);
     const bool sixteen = source.bitsPerPixel == 16;
     bool ok = true;
     if (TezDeviceIsCuda()) {

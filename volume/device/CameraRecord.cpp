@@ -1,24 +1,6 @@
-#include "render/CameraRecord.h"
-
-#include "render/CameraView.h"
+#include "volume/device/CameraRecord.h"
 
 #include <cmath>
-
-TezCameraRecord TezCameraRecord::FromCamera(TezCameraView const& camera)
-{
-    TezCameraRecord record;
-    record.perspective = camera.UsingPerspective() ? 1 : 0;
-    record.eye = camera.GetEye();
-    camera.GetInverseViewAxes(record.axisX, record.axisY, record.axisZ);
-    record.focus = camera.GetFocus();
-    record.near = camera.GetNear();
-    record.far = camera.GetFar();
-    // The kernels were written against this rounding of pi.
-    record.fov = camera.GetFov() * 3.1415927f / 180.0f;
-    record.width = camera.GetWidth();
-    record.height = camera.GetHeight();
-    return record;
-}
 
 TezRay TezCameraRecord::GetPixelRay(int x, int y) const
 {

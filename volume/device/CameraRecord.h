@@ -4,7 +4,8 @@
 // Its fields follow the kernels' camera record one for one: eye, the three
 // inverse view axes (rows of the matrix taking view coordinates to world
 // directions), focus, near, far, the vertical field of view in radians and
-// the viewport size. GetPixelRay gives the kernels' world-space ray of a
+// the viewport size. A camera view makes one with TezMakeCameraRecord
+// (render/OctreeCamera.h). GetPixelRay gives the kernels' world-space ray of a
 // pixel, before any object transform; its pixel y counts up from the bottom
 // row, so GetPixelRay(x, y) matches the camera's RayToPixel(x, height - 1 - y).
 
@@ -13,8 +14,6 @@
 #include "math/Vector.h"
 
 #include <cstdint>
-
-class TezCameraView;
 
 struct TEZ_API TezCameraRecord
 {
@@ -29,8 +28,6 @@ struct TEZ_API TezCameraRecord
     float fov = 0.0f; // radians
     int32_t width = 0;
     int32_t height = 0;
-
-    static TezCameraRecord FromCamera(TezCameraView const& camera);
 
     // Ray through the centre of pixel (x, y), y counting up. Perspective rays
     // start at the eye; orthographic ones on the plane through the eye. The
