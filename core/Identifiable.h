@@ -7,7 +7,6 @@
 // answers false, so objects read from a file always get fresh ids.
 
 #include "core/Typified.h"
-#include "math/Vector.h"
 
 #include <map>
 #include <set>
@@ -52,8 +51,6 @@ private:
 };
 
 TEZ_API TezIdentifiableObject* TezObjectFromId(uint32_t id);
-TEZ_API TezVector4<float> TezIdToColor(uint32_t id);
-TEZ_API uint32_t TezIdFromColor(TezVector4<unsigned char> const& color);
 
 // A set of names offered to hosts that need unique object names.
 class TEZ_API TezUniqueNameManager : public TezRefCounter

@@ -3,7 +3,7 @@
 #include "core/Application.h"
 #include "core/Events.h"
 #include "core/Logger.h"
-#include "math/Constants.h"
+#include "core/Constants.h"
 
 #include <cstdlib>
 

@@ -1,18 +1,10 @@
 #pragma once
-// Numeric constants exported by the library. Infinity is the finite 1e30 and
-// the tolerance 1e-6 for float and double alike.
+// The unit axes; the scalar constants (pi, the tolerance, "infinity") are
+// core/Constants.h's.
 
-#include "platform/Api.h"
+#include "core/Constants.h"
 #include "math/Vector.h"
-
-extern TEZ_API const double TezPi;
-extern TEZ_API const float TezPif;
-extern TEZ_API const double TezEpsilon;
-extern TEZ_API const float TezEpsilonf;
-extern TEZ_API const double TezInfinity;
-extern TEZ_API const float TezInfinityf;
-extern TEZ_API const double TezGolden;
-extern TEZ_API const float TezGoldenf;
+#include "platform/Api.h"
 
 extern TEZ_API const TezVector3<float> TezXAxisf;
 extern TEZ_API const TezVector3<float> TezYAxisf;

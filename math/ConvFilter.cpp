@@ -1,5 +1,7 @@
 #include "math/ConvFilter.h"
 
+#include "core/Constants.h"
+
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -100,7 +102,7 @@ void TezConvFilter1D::CreateGaussian(double a, double b)
     m_kernel.clear();
     for (int i = -r; i <= r; ++i) {
         const double x = i * q;
-        m_kernel.push_back(std::exp(-3.14159265359 * x * x) * q);
+        m_kernel.push_back(std::exp(-TezPi * x * x) * q);
     }
     NormalizeKernel();
 }

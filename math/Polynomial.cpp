@@ -1,5 +1,7 @@
 #include "math/Polynomial.h"
 
+#include "core/Constants.h"
+
 #include <algorithm>
 #include <cmath>
 #include <complex>
@@ -7,7 +9,7 @@
 namespace {
 
 constexpr double kSqrt3Half = 0.8660254037844386;
-constexpr double kPi = 3.141592653589793;
+constexpr double kPi = TezPi;
 
 using Complex = std::complex<double>;
 

@@ -13,7 +13,7 @@
 // Instantiated for int, float, double (TezVector4 also for unsigned char).
 
 #include "platform/Api.h"
-#include "math/detail/Numeric.h"
+#include "math/Numeric.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -4,6 +4,7 @@
 // Angles advance by a float step of 2pi/n and are clamped at the end of their
 // range, so the vertices land exactly where the widgets' picking code expects.
 
+#include "core/Constants.h"
 #include "mesh/IndexedMesh.h"
 
 #include <algorithm>
@@ -14,7 +15,7 @@ namespace {
 using Vec = TezVector3<float>;
 
 constexpr float kTwoPi = 6.2831855f;
-constexpr float kPi = 3.1415927f;
+constexpr float kPi = TezPif;
 constexpr float kHalfPi = 1.5707964f;
 
 // n angles from `start`, each step added in float and clamped at `end`.

@@ -11,8 +11,7 @@ TezCameraRecord TezMakeCameraRecord(TezCameraView const& camera)
     record.focus = camera.GetFocus();
     record.near = camera.GetNear();
     record.far = camera.GetFar();
-    // The kernels were written against this rounding of pi.
-    record.fov = camera.GetFov() * 3.1415927f / 180.0f;
+    record.fov = camera.GetFov() * TezPif / 180.0f;
     record.width = camera.GetWidth();
     record.height = camera.GetHeight();
     return record;

@@ -15,15 +15,9 @@
 // (x, y, z) at (z * 16 + y) * 16 + x. Its size is a run-time property of the
 // leaf pool, so the type is only a name for the pool's element.
 
-#include <cstdint>
+#include "platform/HostDevice.h"
 
-#ifndef TEZ_HOSTDEV
-#    if defined(__CUDACC__)
-#        define TEZ_HOSTDEV __host__ __device__
-#    else
-#        define TEZ_HOSTDEV
-#    endif
-#endif
+#include <cstdint>
 
 struct TezVoxelOctreeNode
 {
@@ -35,13 +29,13 @@ static_assert(sizeof(TezVoxelOctreeNode) == 12, "a node is three 32-bit words");
 
 struct TezVoxelOctreeLeafVolume;
 
-constexpr uint32_t TezNodeFlagBit = 0x80000000u; // has-brick in children, brick index in data
-constexpr uint32_t TezNodeLowMask = 0x7FFFFFFFu;
-constexpr uint32_t TezNodeStateEmpty = 0;
-constexpr uint32_t TezNodeStateFull = 1;
-constexpr uint32_t TezNodeStateBoundary = 2;
-constexpr int TezBrickEdge = 16;
-constexpr int TezBrickVoxels = TezBrickEdge * TezBrickEdge * TezBrickEdge;
+inline constexpr uint32_t TezNodeFlagBit = 0x80000000u; // has-brick in children, brick index in data
+inline constexpr uint32_t TezNodeLowMask = 0x7FFFFFFFu;
+inline constexpr uint32_t TezNodeStateEmpty = 0;
+inline constexpr uint32_t TezNodeStateFull = 1;
+inline constexpr uint32_t TezNodeStateBoundary = 2;
+inline constexpr int TezBrickEdge = 16;
+inline constexpr int TezBrickVoxels = TezBrickEdge * TezBrickEdge * TezBrickEdge;
 
 TEZ_HOSTDEV inline uint32_t TezNodeFirstChild(TezVoxelOctreeNode const& node) { return node.children & TezNodeLowMask; }
 TEZ_HOSTDEV inline bool TezNodeHasChildren(TezVoxelOctreeNode const& node)

@@ -3,6 +3,7 @@
 // long; the patch is refined to that density (about 60000 triangles for 800). The full fill (triangulation, refinement,
 // relaxation, fairing) and the triangulation alone run against CGAL's triangulate_refine_and_fair_hole and its
 // triangulate_hole with the Delaunay search space off (the exact cubic search), on the same mesh.
+#include "core/Constants.h"
 #include "mesh/HoleFilling.h"
 #include "mesh/TopologyMesh.h"
 
@@ -30,7 +31,7 @@ TezRef<TezIndexedMesh> CappedSphere(int n)
     int const stacks = n / 2;
     int const rim = static_cast<int>(0.8167 * stacks + 0.5);
     TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
-    double const pi = 3.14159265358979323846;
+    double const pi = TezPi;
     mesh->AddVertex(TezMeshVertex(Vec(0, 0, -1), Vec(0, 0, -1)));
     for (int s = 1; s < stacks; ++s) {
         double const lat = -pi / 2 + pi * s / stacks;

@@ -43,19 +43,19 @@ struct SyntheticOctree
             nodes[index] = Node{0, first, 0};
             return;
         }
-        const uint32_t brick = uint32_t(leaves.size() / BrickVoxels);
-        const int step = edge / BrickEdge;
-        for (int z = 0; z < BrickEdge; ++z)
-            for (int y = 0; y < BrickEdge; ++y)
-                for (int x = 0; x < BrickEdge; ++x)
+        const uint32_t brick = uint32_t(leaves.size() / TezBrickVoxels);
+        const int step = edge / TezBrickEdge;
+        for (int z = 0; z < TezBrickEdge; ++z)
+            for (int y = 0; y < TezBrickEdge; ++y)
+                for (int x = 0; x < TezBrickEdge; ++x)
                     leaves.push_back(At(x0 + x * step, y0 + y * step, z0 + z * step));
-        if (edge == BrickEdge) {
-            nodes[index] = Node{NodeFlagBit, NodeFlagBit | brick, 0};
+        if (edge == TezBrickEdge) {
+            nodes[index] = Node{TezNodeFlagBit, TezNodeFlagBit | brick, 0};
             return;
         }
         const uint32_t group = uint32_t(nodes.size());
         nodes.resize(nodes.size() + 8);
-        nodes[index] = Node{NodeFlagBit | group, NodeFlagBit | brick, 0};
+        nodes[index] = Node{TezNodeFlagBit | group, TezNodeFlagBit | brick, 0};
         const int half = edge / 2;
         for (int k = 0; k < 8; ++k)
             Fill(group + k, x0 + (k & 1) * half, y0 + ((k >> 1) & 1) * half, z0 + (k >> 2) * half, half);
@@ -72,7 +72,7 @@ struct SyntheticOctree
         nodes[0] = Node{1, 0, 0};
         for (int k = 0; k < 8; ++k)
             Fill(1 + k, (k & 1) * kEdge / 2, ((k >> 1) & 1) * kEdge / 2, (k >> 2) * kEdge / 2, kEdge / 2);
-        for (int e = kEdge / 2; e >= BrickEdge; e /= 2)
+        for (int e = kEdge / 2; e >= TezBrickEdge; e /= 2)
             ++maxDepth;
         table.assign(256, 0.0f);
         for (int i = 80; i < 256; ++i) // above about 260 HU
@@ -139,7 +139,7 @@ void Measure(benchmark::State& state, const Camera& cam)
     state.counters["steps_per_ray"] = counters.steps / rays;
     state.counters["voxels_per_ray"] = counters.voxels / rays;
     state.counters["hit_fraction"] = hits / rays;
-    state.counters["bricks"] = double(tree.leaves.size() / BrickVoxels);
+    state.counters["bricks"] = double(tree.leaves.size() / TezBrickVoxels);
 }
 
 void BM_RayCastSolid(benchmark::State& state)

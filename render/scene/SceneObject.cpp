@@ -1,5 +1,6 @@
 #include "render/scene/SceneObject.h"
 
+#include "math/IdColor.h"
 #include "render/effects/DefaultEffects.h"
 #include "render/effects/Effect.h"
 #include "render/scene/Scene.h"

@@ -1,3 +1,4 @@
+#include "math/IdColor.h"
 #include "core/Object.h"
 
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 // sphere and tube have single pole vertices and shared seams, so that they
 // are closed (or open only where stated) by index, not just by position.
 
+#include "core/Constants.h"
 #include "mesh/IndexedMesh.h"
 
 #include <cmath>
@@ -38,7 +39,7 @@ inline TezRef<TezIndexedMesh> Grid(int n, float step = 1.0f)
 inline TezRef<TezIndexedMesh> Sphere(int stacks, int slices, float radius = 1.0f)
 {
     TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
-    double const pi = 3.14159265358979323846;
+    double const pi = TezPi;
     mesh->AddVertex(TezMeshVertex(Vec(0, 0, -radius), Vec(0, 0, -1)));
     for (int s = 1; s < stacks; ++s) {
         double const lat = -pi / 2 + pi * s / stacks;
@@ -67,7 +68,7 @@ inline TezRef<TezIndexedMesh> Sphere(int stacks, int slices, float radius = 1.0f
 inline TezRef<TezIndexedMesh> Tube(int rings, int slices, float radius, float height)
 {
     TezRef<TezIndexedMesh> mesh = TezIndexedMesh::CreateEmpty();
-    double const pi = 3.14159265358979323846;
+    double const pi = TezPi;
     for (int r = 0; r < rings; ++r)
         for (int k = 0; k < slices; ++k) {
             double const a = 2 * pi * k / slices;

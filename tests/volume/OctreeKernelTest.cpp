@@ -25,7 +25,7 @@ using namespace TezOctreeDevice;
 namespace {
 
 Node Uniform(uint32_t value) { return Node{0, value, 0}; }
-Node WithBrick(uint32_t brick) { return Node{NodeFlagBit, NodeFlagBit | brick, 0}; }
+Node WithBrick(uint32_t brick) { return Node{TezNodeFlagBit, TezNodeFlagBit | brick, 0}; }
 
 // A tree under construction: node 0 is the root, its children at 1..8.
 struct TestTree
@@ -47,7 +47,7 @@ struct TestTree
     }
     uint32_t AddBrick(const std::function<uint16_t(int, int, int)>& value)
     {
-        const uint32_t index = static_cast<uint32_t>(bricks.size() / BrickVoxels);
+        const uint32_t index = static_cast<uint32_t>(bricks.size() / TezBrickVoxels);
         for (int z = 0; z < 16; ++z)
             for (int y = 0; y < 16; ++y)
                 for (int x = 0; x < 16; ++x)
@@ -254,9 +254,9 @@ TEST(OctreeKernel, GradientSamplesCrossIntoNeighbourNodes)
     tree.nodes[1] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(5); }));
     tree.nodes[2] = WithBrick(tree.AddBrick([](int, int, int) { return uint16_t(7); }));
     tree.nodes[3] = Uniform(9);
-    tree.nodes[4] = Node{NodeFlagBit, 0, 0};
+    tree.nodes[4] = Node{TezNodeFlagBit, 0, 0};
     const uint32_t group = tree.AddGroup();
-    tree.nodes[5] = Node{NodeFlagBit | group, NodeFlagBit | 0, 0};
+    tree.nodes[5] = Node{TezNodeFlagBit | group, TezNodeFlagBit | 0, 0};
     tree.nodes[group] = WithBrick(tree.AddBrick([](int x, int y, int) { return uint16_t(x + 16 * y); }));
     tree.maxDepth = 2;
     const TezOctreeRenderSource source = tree.Source(16, 1);
@@ -386,7 +386,7 @@ TEST(OctreeKernel, FarRaysStepOverTransparentBricksAndFinish)
     TezOctreeRenderSource source = tree.Source(8);
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
     for (int i = 1; i <= 8; ++i)
-        ASSERT_EQ(tree.nodes[i].state, StateEmpty);
+        ASSERT_EQ(tree.nodes[i].state, TezNodeStateEmpty);
     source.statesValid = true;
     const Octree oct = TezMakeOctreeRecord(source);
     const float T[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
@@ -426,9 +426,9 @@ TEST(OctreeKernel, RootWithoutChildrenDrawsAsOneUniformCube)
     for (size_t i = 0; i < image.size(); i += 4)
         ASSERT_EQ(image[i] + 256 * image[i + 3], 255 + 256 * 255) << i / 4;
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
-    EXPECT_EQ(nodes[0].state, StateFull);
+    EXPECT_EQ(nodes[0].state, TezNodeStateFull);
 
-    nodes[0] = Node{NodeFlagBit, NodeFlagBit | 0u, 0};
+    nodes[0] = Node{TezNodeFlagBit, TezNodeFlagBit | 0u, 0};
     EXPECT_THROW(TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1},
                                       table.data()),
                  std::runtime_error);
@@ -586,13 +586,13 @@ TEST(OctreeKernel, NodeStatesFromBricksValuesAndChildren)
     tree.nodes[6] = Node{group, 0, 7};
     for (int k = 0; k < 8; ++k)
         tree.nodes[group + k] = Uniform(255);
-    tree.nodes[7] = Node{NodeFlagBit, 0, 5}; // no brick: keeps its state
+    tree.nodes[7] = Node{TezNodeFlagBit, 0, 5}; // no brick: keeps its state
     const std::vector<float> table = StepTable();
 
     TezOctreeRenderSource source = tree.Source(8);
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
-    const uint32_t expected[] = {StateBoundary, StateBoundary, StateFull, StateEmpty, StateFull,
-                                 StateEmpty,    StateFull,     5,         StateEmpty};
+    const uint32_t expected[] = {TezNodeStateBoundary, TezNodeStateBoundary, TezNodeStateFull, TezNodeStateEmpty, TezNodeStateFull,
+                                 TezNodeStateEmpty,    TezNodeStateFull,     5,         TezNodeStateEmpty};
     for (int i = 0; i < 9; ++i)
         EXPECT_EQ(tree.nodes[i].state, expected[i]) << i;
 
@@ -603,12 +603,12 @@ TEST(OctreeKernel, NodeStatesFromBricksValuesAndChildren)
     tree.nodes.resize(9);
     source = tree.Source(8);
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
-    EXPECT_EQ(tree.nodes[0].state, StateFull);
+    EXPECT_EQ(tree.nodes[0].state, TezNodeStateFull);
     tree.nodes[8] = Uniform(0);
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
     ASSERT_TRUE(TezCalculateOctreeNodeStatesAdjacent(source, false));
-    EXPECT_EQ(tree.nodes[7].state, StateBoundary); // shares a face with child 7
-    EXPECT_EQ(tree.nodes[8].state, StateEmpty);
+    EXPECT_EQ(tree.nodes[7].state, TezNodeStateBoundary); // shares a face with child 7
+    EXPECT_EQ(tree.nodes[8].state, TezNodeStateEmpty);
 }
 
 TEST(OctreeKernel, NodeStateGridCoversEveryNode)
@@ -689,9 +689,9 @@ TEST(OctreeKernel, BuiltOctreeOfASphereRendersItsSilhouetteAndStates)
         }
 
     ASSERT_TRUE(TezVoxelOctreeCalculateNodeStates(octree, table.data()));
-    EXPECT_EQ(octree->GetNodePool().Node(0)->state, StateBoundary);
+    EXPECT_EQ(octree->GetNodePool().Node(0)->state, TezNodeStateBoundary);
     for (uint32_t i = 1; i <= 8; ++i)
-        EXPECT_EQ(octree->GetNodePool().Node(i)->state, StateBoundary) << i;
+        EXPECT_EQ(octree->GetNodePool().Node(i)->state, TezNodeStateBoundary) << i;
 
     // With valid states the empty bricks are stepped over: same pictures.
     TezOctreeRenderSource skipping = TezMakeOctreeRenderSource(*octree);

@@ -8,30 +8,21 @@
 // starts at element 4096 * i of the leaf pool, voxel (x, y, z) of a brick at
 // (z * 16 + y) * 16 + x.
 
+#include "core/Constants.h"
 #include "volume/VoxelOctreeNode.h"
 
 #include <cstdint>
 
 namespace TezOctreeDevice {
 
-constexpr uint32_t MAX_UINT = 0xFFFFFFFFu;
-constexpr float MAX_CONT_FLOAT = 16777216.0f;
-constexpr float TezPif = 3.14159265358979f;
-constexpr float TezEpsilonf = 1e-06f;
-constexpr float TezInfinityf = 1e+30f;
+inline constexpr uint32_t MAX_UINT = 0xFFFFFFFFu;
+inline constexpr float MAX_CONT_FLOAT = 16777216.0f;
 
 // A table entry at or above this opacity makes a voxel value opaque.
-constexpr float OpaqueThreshold = 0.0001f;
-// Node state words.
-constexpr uint32_t StateEmpty = 0;
-constexpr uint32_t StateFull = 1;
-constexpr uint32_t StateBoundary = 2;
-constexpr uint32_t StateUnseen = 1024;
-
-constexpr uint32_t NodeFlagBit = 0x80000000u;
-constexpr uint32_t NodeIndexMask = 0x7FFFFFFFu;
-constexpr int BrickEdge = 16;
-constexpr int BrickVoxels = 4096;
+inline constexpr float OpaqueThreshold = 0.0001f;
+// The host pass's mark for a node state not yet seen (the states themselves
+// are TezNodeState... of volume/VoxelOctreeNode.h).
+inline constexpr uint32_t StateUnseen = 1024;
 
 struct float3s
 {

@@ -113,7 +113,7 @@ TEZ_KERNELFN bool IsOpaque(const float* table, float valueScale, float value)
     return TableEntry(table, valueScale, value) >= OpaqueThreshold;
 }
 
-TEZ_KERNELFN int BrickIndex(int x, int y, int z) { return (z * BrickEdge + y) * BrickEdge + x; }
+TEZ_KERNELFN int BrickIndex(int x, int y, int z) { return (z * TezBrickEdge + y) * TezBrickEdge + x; }
 
 // A ray in octree space with its slab set-up.
 struct Ray
@@ -210,20 +210,20 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
                                    int cy, int cz)
 {
     bool moved = false;
-    if (cx >= BrickEdge) {
-        ++nx, cx -= BrickEdge, moved = true;
+    if (cx >= TezBrickEdge) {
+        ++nx, cx -= TezBrickEdge, moved = true;
     } else if (cx < 0) {
-        --nx, cx += BrickEdge, moved = true;
+        --nx, cx += TezBrickEdge, moved = true;
     }
-    if (cy >= BrickEdge) {
-        ++ny, cy -= BrickEdge, moved = true;
+    if (cy >= TezBrickEdge) {
+        ++ny, cy -= TezBrickEdge, moved = true;
     } else if (cy < 0) {
-        --ny, cy += BrickEdge, moved = true;
+        --ny, cy += TezBrickEdge, moved = true;
     }
-    if (cz >= BrickEdge) {
-        ++nz, cz -= BrickEdge, moved = true;
+    if (cz >= TezBrickEdge) {
+        ++nz, cz -= TezBrickEdge, moved = true;
     } else if (cz < 0) {
-        --nz, cz += BrickEdge, moved = true;
+        --nz, cz += TezBrickEdge, moved = true;
     }
     if (!moved)
         return static_cast<float>(brick[BrickIndex(cx, cy, cz)]);
@@ -235,21 +235,21 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
     Node node;
     for (;;) {
         node = oct.nodes[base + ((nx / s) & 1) + 2 * ((ny / s) & 1) + 4 * ((nz / s) & 1)];
-        const uint32_t children = node.children & NodeIndexMask;
+        const uint32_t children = node.children & TezNodeLowMask;
         if (children == 0 || s == 1)
             break;
         base = static_cast<int>(children);
         s >>= 1;
     }
-    if (!(node.children & NodeFlagBit))
+    if (!(node.children & TezNodeFlagBit))
         return static_cast<float>(node.data);
-    if (!(node.data & NodeFlagBit))
+    if (!(node.data & TezNodeFlagBit))
         return 1.0f;
     // A descent that stopped early reads the same spot in the coarser brick.
-    const V* other = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
-    const int px = ((nx % s) * BrickEdge + cx) / s;
-    const int py = ((ny % s) * BrickEdge + cy) / s;
-    const int pz = ((nz % s) * BrickEdge + cz) / s;
+    const V* other = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+    const int px = ((nx % s) * TezBrickEdge + cx) / s;
+    const int py = ((ny % s) * TezBrickEdge + cy) / s;
+    const int pz = ((nz % s) * TezBrickEdge + cz) / s;
     return static_cast<float>(other[BrickIndex(px, py, pz)]);
 }
 
@@ -258,7 +258,7 @@ TEZ_KERNELFN float3s Gradient(const Octree& oct, const V* brick, int nx, int ny,
                               int z)
 {
     float3s g = Make3(0.0f, 0.0f, 0.0f);
-    const bool interior = x > 0 && y > 0 && z > 0 && x < BrickEdge - 1 && y < BrickEdge - 1 && z < BrickEdge - 1;
+    const bool interior = x > 0 && y > 0 && z > 0 && x < TezBrickEdge - 1 && y < TezBrickEdge - 1 && z < TezBrickEdge - 1;
     int k = 0;
     for (int dz = -1; dz <= 1; ++dz)
         for (int dy = -1; dy <= 1; ++dy)
@@ -380,7 +380,7 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
             nx += ix, ny += iy, nz += iz;
             index = base + ix + 2 * iy + 4 * iz;
             node = oct.nodes[index];
-            const uint32_t children = node.children & NodeIndexMask;
+            const uint32_t children = node.children & TezNodeLowMask;
             if (children == 0 || level == lod)
                 break;
             base = static_cast<int>(children);
@@ -404,7 +404,7 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
         const float exitLocal = Min3(Add(Mul(ray.inv, f), ray.exitBias));
         const float advance = cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * cell * ray.unitT);
 
-        if (!(node.children & NodeFlagBit)) {
+        if (!(node.children & TezNodeFlagBit)) {
             const float entry = TableEntry(table, oct.valueScale, static_cast<float>(node.data));
             if ((entry >= OpaqueThreshold) != inside) {
                 r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, f) : 1.0f);
@@ -415,14 +415,14 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
             t = Advance(t, advance);
             continue;
         }
-        if (oct.skipByState && node.state == (inside ? StateFull : StateEmpty) && (node.data & NodeFlagBit)) {
+        if (oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) && (node.data & TezNodeFlagBit)) {
             // Every voxel of this brick classifies as the ray already does:
             // walking it could not hit, and t moves on as after the walk.
             onCut = false;
             t = Advance(t, advance);
             continue;
         }
-        if (!(node.data & NodeFlagBit)) {
+        if (!(node.data & TezNodeFlagBit)) {
             // A brick flag without a brick: the ray ends here.
             if (stopCounter == 0)
                 r.hitDepth = t;
@@ -431,7 +431,7 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
             continue;
         }
 
-        const V* brick = leaves + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
+        const V* brick = leaves + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
         const float3s v0 = Scale(f, 16.0f);
         float3s v = v0;
         float s = 0.0f;
@@ -625,22 +625,22 @@ TEZ_KERNELFN void NodeState(const Octree& oct, int nodeCount, const float* table
     if (index < 0 || index >= nodeCount)
         return;
     Node& node = oct.nodes[index];
-    if ((node.children & NodeIndexMask) != 0)
+    if ((node.children & TezNodeLowMask) != 0)
         return;
-    if (!(node.children & NodeFlagBit)) {
-        node.state = IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) ? StateFull : StateEmpty;
+    if (!(node.children & TezNodeFlagBit)) {
+        node.state = IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) ? TezNodeStateFull : TezNodeStateEmpty;
         return;
     }
-    if (!(node.data & NodeFlagBit))
+    if (!(node.data & TezNodeFlagBit))
         return;
-    const V* brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & NodeIndexMask) * BrickVoxels;
+    const V* brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
     const bool first = IsOpaque(table, oct.valueScale, static_cast<float>(brick[0]));
-    for (int k = 1; k < BrickVoxels; ++k)
+    for (int k = 1; k < TezBrickVoxels; ++k)
         if (IsOpaque(table, oct.valueScale, static_cast<float>(brick[k])) != first) {
-            node.state = StateBoundary;
+            node.state = TezNodeStateBoundary;
             return;
         }
-    node.state = first ? StateFull : StateEmpty;
+    node.state = first ? TezNodeStateFull : TezNodeStateEmpty;
 }
 
 // Index of the childless node holding voxel (x, y, z) of a tree of treeSize
@@ -654,7 +654,7 @@ TEZ_KERNELFN int LeafAt(const Octree& oct, int x, int y, int z)
     int half = oct.treeSize >> 1;
     for (;;) {
         const int index = base + ((x / half) & 1) + 2 * ((y / half) & 1) + 4 * ((z / half) & 1);
-        const uint32_t children = oct.nodes[index].children & NodeIndexMask;
+        const uint32_t children = oct.nodes[index].children & TezNodeLowMask;
         if (children == 0 || half == 1)
             return index;
         base = static_cast<int>(children);
@@ -669,13 +669,13 @@ TEZ_KERNELFN void NodeStateAdjacentColumn(const Octree& oct, int x, int y)
         return;
     for (int z = 0; z < oct.treeSize; ++z) {
         const int index = LeafAt(oct, x, y, z);
-        if (index < 0 || oct.nodes[index].state != StateFull)
+        if (index < 0 || oct.nodes[index].state != TezNodeStateFull)
             continue;
         const int offsets[6][3] = {{-1, 0, 0}, {1, 0, 0}, {0, -1, 0}, {0, 1, 0}, {0, 0, -1}, {0, 0, 1}};
         for (int k = 0; k < 6; ++k) {
             const int other = LeafAt(oct, x + offsets[k][0], y + offsets[k][1], z + offsets[k][2]);
-            if (other >= 0 && other != index && oct.nodes[other].state != StateFull) {
-                oct.nodes[index].state = StateBoundary;
+            if (other >= 0 && other != index && oct.nodes[other].state != TezNodeStateFull) {
+                oct.nodes[index].state = TezNodeStateBoundary;
                 break;
             }
         }

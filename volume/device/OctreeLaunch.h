@@ -85,13 +85,13 @@ uint32_t CombineChildStates(const NodeAt& nodeAt, uint64_t count, uint32_t first
     uint32_t result = StateUnseen;
     for (uint32_t k = 0; k < 8; ++k) {
         Node& node = nodeAt(first + k);
-        const uint32_t children = node.children & NodeIndexMask;
+        const uint32_t children = node.children & TezNodeLowMask;
         if (children != 0)
             node.state = CombineChildStates(nodeAt, count, children, depth + 1);
         if (result == StateUnseen)
             result = node.state;
         else if (node.state != result)
-            result = StateBoundary;
+            result = TezNodeStateBoundary;
     }
     return result;
 }

@@ -84,13 +84,13 @@ public:
     StandInPool(const TezOctreeRenderSource& s, bool onDevice, const char* operation) : m_source(s), m_device(onDevice)
     {
         const Node root = ReadRoot(s, onDevice, operation);
-        if ((root.children & NodeIndexMask) != 0)
+        if ((root.children & TezNodeLowMask) != 0)
             return;
-        if ((root.children & NodeFlagBit) && (root.data & NodeFlagBit))
+        if ((root.children & TezNodeFlagBit) && (root.data & TezNodeFlagBit))
             Refuse(operation, "a root with a brick but no children");
         m_nodes[0] = Node{1, root.data, root.state};
         for (int k = 1; k < 9; ++k)
-            m_nodes[k] = Node{0, root.data & NodeIndexMask, root.state};
+            m_nodes[k] = Node{0, root.data & TezNodeLowMask, root.state};
         m_source.nodeCount = 9;
         m_source.nodes = m_nodes;
         if (!onDevice)
@@ -193,7 +193,7 @@ Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, const
     c.focus = f3(focus);
     c.near = nearPlane;
     c.far = farPlane;
-    c.fov = fovDegrees * 3.1415927f / 180.0f;
+    c.fov = fovDegrees * TezPif / 180.0f;
     c.width = width;
     c.height = height;
     return c;
@@ -402,7 +402,7 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     // kernel, as any childless node.
     if (!onDevice) {
         RunNodeStatesHost(octree, source.nodeCount, table, sixteen);
-        if ((source.nodes[0].children & NodeIndexMask) != 0)
+        if ((source.nodes[0].children & TezNodeLowMask) != 0)
             source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1);
         return true;
     }
@@ -415,7 +415,7 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
         ok = Report(tag, error);
     if (!CudaCopy(hostNodes, source.nodes, bytes, false, &error))
         return Report("TezCalculateOctreeNodeStates.ReadFromCUDA", error);
-    if ((hostNodes[0].children & NodeIndexMask) != 0)
+    if ((hostNodes[0].children & TezNodeLowMask) != 0)
         hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1);
     if (!CudaCopy(source.nodes, hostNodes, bytes, true, &error))
         return Report("TezCalculateOctreeNodeStates.WriteToCUDA", error);

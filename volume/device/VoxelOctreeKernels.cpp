@@ -53,7 +53,7 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
     TezVoxelOctreeNodePool& pool = octree->GetNodePool();
     pool.ReadFromCUDA();
     // A root without children (a constant volume) has its state already.
-    if ((pool.Node(0)->children & NodeIndexMask) != 0)
+    if ((pool.Node(0)->children & TezNodeLowMask) != 0)
         pool.Node(0)->state =
             CombineChildStates([&pool](uint32_t i) -> Node& { return *pool.Node(i); }, pool.GetNumElements(), 1, 0);
     pool.WriteToCUDA();

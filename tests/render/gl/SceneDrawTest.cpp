@@ -1,3 +1,4 @@
+#include "math/IdColor.h"
 #include "tests/render/gl/GLTestContext.h"
 
 #include "core/Logger.h"

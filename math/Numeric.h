@@ -1,17 +1,19 @@
 #pragma once
-// Numeric limits shared by the value types. Not installed.
+// Numeric limits shared by the value types.
 //
 // "Infinity" in this library is the finite number 1e30 and the length
 // tolerance is 1e-6 for every element type; integer types cannot hold 1e30 and
 // saturate to their largest value instead.
+
+#include "core/Constants.h"
 
 #include <limits>
 #include <type_traits>
 
 namespace tez_detail {
 
-constexpr double kInfinity = 1e30;
-constexpr double kEpsilon = 1e-6;
+constexpr double kInfinity = TezInfinity;
+constexpr double kEpsilon = TezEpsilon;
 
 template <class T>
 constexpr T Infinity()
