@@ -119,28 +119,7 @@ TezRef<TezEventRequestRedraw> TezEventRequestRedraw::Create()
     return TezRef<TezEventRequestRedraw>(new TezEventRequestRedraw());
 }
 
-#define TEZ_SUBJECT_EVENT_IMPL(Class, Name, Subject, member)                       \
-    TEZ_TYPIFIED_IMPL(Class, Name)                                                 \
-    Class::Class() = default;                                                      \
-    Class::~Class() = default;                                                     \
-    TezRef<Class> Class::Create(TezRef<Subject> subject)                           \
-    {                                                                              \
-        TezRef<Class> event(new Class());                                          \
-        event->member = subject;                                                   \
-        return event;                                                              \
-    }                                                                              \
-    bool Class::IsMatching(TezRef<TezEvent> pattern)                               \
-    {                                                                              \
-        if (!TezEvent::IsMatching(pattern))                                        \
-            return false;                                                          \
-        TezRef<Class> other(pattern);                                              \
-        return other && other->member.Get() == member.Get();                       \
-    }
 
-TEZ_SUBJECT_EVENT_IMPL(TezEventSceneChanged, "Scene Changed Event", TezScene, m_scene)
-TEZ_SUBJECT_EVENT_IMPL(TezEventSceneChanging, "Scene Changing Event", TezScene, m_scene)
-TEZ_SUBJECT_EVENT_IMPL(TezEventSelectionChanged, "Selection Changed Event", TezSelection, m_selection)
-TEZ_SUBJECT_EVENT_IMPL(TezEventSelectionChanging, "Selection Changing Event", TezSelection, m_selection)
 
 void TezRequestRedraw()
 {

@@ -13,8 +13,6 @@
 #include <deque>
 #include <map>
 
-TEZ_DECLARE_REF_FUNCTIONS(TezSelection)
-TEZ_DECLARE_REF_FUNCTIONS(TezScene)
 
 class TEZ_API TezEvent : public TezTypifiedObject
 {
@@ -103,28 +101,6 @@ protected:
     TezEventRequestRedraw() = default;
 };
 
-// Events about one selection or one scene: a pattern matches only events
-// that carry the very same object (a null one matches only null).
-#define TEZ_SUBJECT_EVENT(Class, Subject, Getter, member)                     \
-    class TEZ_API Class : public TezEvent                             \
-    {                                                                 \
-        TEZ_TYPIFIED_CLASS(Class)                                     \
-    public:                                                           \
-        static TezRef<Class> Create(TezRef<Subject> subject);         \
-        bool IsMatching(TezRef<TezEvent> pattern) override;           \
-        TezRef<Subject> Getter() const { return member; }       \
-        ~Class() override;                                            \
-                                                                      \
-    protected:                                                        \
-        Class();                                                      \
-        TezRef<Subject> member;                                       \
-    };
-
-TEZ_SUBJECT_EVENT(TezEventSelectionChanging, TezSelection, GetSelection, m_selection)
-TEZ_SUBJECT_EVENT(TezEventSelectionChanged, TezSelection, GetSelection, m_selection)
-TEZ_SUBJECT_EVENT(TezEventSceneChanging, TezScene, GetScene, m_scene)
-TEZ_SUBJECT_EVENT(TezEventSceneChanged, TezScene, GetScene, m_scene)
-#undef TEZ_SUBJECT_EVENT
 
 // Redraw requests with a suspend counter: while suspended (counter at 1 or
 // more) requests are dropped, not queued.

@@ -1,8 +1,9 @@
 #pragma once
 // TezSelectableObject: anything a user can select, as a whole and by
 // sub-element indices: document objects and scene objects alike. Select()
-// always goes through the ACTIVE document's selection (it is defined with
-// TezSelection in document/); only TezSelection writes the selected flag.
+// always goes through the ACTIVE document's selection: the document layer
+// hands its handler over at load time (without one, Select does nothing);
+// only TezSelection writes the selected flag.
 
 #include "core/Identifiable.h"
 
@@ -19,6 +20,9 @@ public:
     virtual void ClearIndices() { m_selectedIndices.clear(); }
 
     std::set<uint32_t> const& GetSelectedIndices() const { return m_selectedIndices; }
+
+    using SelectHandler = void (*)(TezSelectableObject* object, bool on);
+    static void SetSelectHandler(SelectHandler handler);
 
 protected:
     TezSelectableObject() : TezIdentifiableObject(0) {}

@@ -7,14 +7,27 @@
 
 TEZ_DEFINE_REF_FUNCTIONS(TezSelection)
 
-void TezSelectableObject::Select(bool on)
+TEZ_SUBJECT_EVENT_IMPL(TezEventSelectionChanged, "Selection Changed Event", TezSelection, m_selection)
+TEZ_SUBJECT_EVENT_IMPL(TezEventSelectionChanging, "Selection Changing Event", TezSelection, m_selection)
+
+namespace {
+
+// Selecting an object goes through the active document's selection.
+void SelectInActiveDocument(TezSelectableObject* object, bool on)
 {
     TezRef<TezSelection> selection = TezSelection::GetActiveSelection();
     if (on)
-        selection->AddObject(this);
+        selection->AddObject(object);
     else
-        selection->RemoveObject(this);
+        selection->RemoveObject(object);
 }
+
+struct SelectHandlerAtLoad
+{
+    SelectHandlerAtLoad() { TezSelectableObject::SetSelectHandler(&SelectInActiveDocument); }
+} g_selectHandlerAtLoad;
+
+} // namespace
 
 TezRef<TezSelection> TezSelection::Create() { return TezRef<TezSelection>(new TezSelection()); }
 

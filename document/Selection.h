@@ -8,11 +8,15 @@
 // Null objects are ignored. All three answer true.
 
 #include "core/RefCounter.h"
+#include "core/SubjectEvent.h"
 #include "document/SelectableObject.h"
 
 #include <set>
 
 TEZ_DECLARE_REF_FUNCTIONS(TezSelection)
+
+TEZ_SUBJECT_EVENT(TezEventSelectionChanging, TezSelection, GetSelection, m_selection)
+TEZ_SUBJECT_EVENT(TezEventSelectionChanged, TezSelection, GetSelection, m_selection)
 
 class TEZ_API TezSelection : public TezRefCounter
 {

@@ -9,6 +9,9 @@
 #include <algorithm>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezScene)
+
+TEZ_SUBJECT_EVENT_IMPL(TezEventSceneChanged, "Scene Changed Event", TezScene, m_scene)
+TEZ_SUBJECT_EVENT_IMPL(TezEventSceneChanging, "Scene Changing Event", TezScene, m_scene)
 TEZ_DEFINE_REF_FUNCTIONS(TezBackgroundEffect)
 
 TezScene::TezScene()

@@ -24,6 +24,7 @@
 // the reset calls need the context current.
 
 #include "core/RefCounter.h"
+#include "core/SubjectEvent.h"
 #include "math/Box.h"
 
 #include <vector>
@@ -31,6 +32,9 @@
 TEZ_DECLARE_REF_FUNCTIONS(TezScene)
 TEZ_DECLARE_REF_FUNCTIONS(TezSceneObject)
 TEZ_DECLARE_REF_FUNCTIONS(TezEffect)
+
+TEZ_SUBJECT_EVENT(TezEventSceneChanging, TezScene, GetScene, m_scene)
+TEZ_SUBJECT_EVENT(TezEventSceneChanged, TezScene, GetScene, m_scene)
 TEZ_DECLARE_REF_FUNCTIONS(TezBackgroundEffect)
 TEZ_DECLARE_REF_FUNCTIONS(TezLight)
 

@@ -7,9 +7,7 @@
 #include "core/ResourceManager.h"
 #include "core/Threads.h"
 #include "core/UIManager.h"
-#include "document/Document.h"
 #include "platform/System.h"
-#include "render/RenderViewManager.h"
 
 #include <gtest/gtest.h>
 
@@ -38,10 +36,8 @@ TEST(TezApplication, AccessorsAnswerNullWithoutAnApplication)
     ASSERT_EQ(nullptr, TezApplication::Instance());
     EXPECT_FALSE(TezEventManager::GetAppEventManager());
     EXPECT_FALSE(TezThreadManager::GetAppThreadManager());
-    EXPECT_FALSE(TezRenderViewManager::GetAppRenderViewManager());
     EXPECT_FALSE(TezResourceManager::GetAppResourceManager());
     EXPECT_FALSE(TezUIManager::GetAppUIManager());
-    EXPECT_FALSE(TezDocument::GetActiveDocument());
     EXPECT_EQ(0, TezResourceManager::GetCursorPath(TezResourceManager::CursorPan, false).Length());
     TezRequestRedraw(); // no application: nothing to report to, no fault
 }
@@ -60,8 +56,6 @@ TEST(TezApplication, BuildsItsManagersAndReleasesThem)
         EXPECT_EQ(app.GetUIManager(), TezUIManager::GetAppUIManager());
         EXPECT_TRUE(app.GetThreadManager());
         EXPECT_EQ(app.GetThreadManager(), TezThreadManager::GetAppThreadManager());
-        // Subsystems that are not built in yet leave their managers null.
-        EXPECT_FALSE(app.GetRenderViewManager());
 
         events->Subscribe(TezEventDocumentChanged::Create(), Counter::Create());
         EXPECT_EQ(1u, events->GetSubscriptionCount());

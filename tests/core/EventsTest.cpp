@@ -1,6 +1,4 @@
 #include "core/Events.h"
-#include "document/Selection.h"
-#include "render/scene/Scene.h"
 
 #include <gtest/gtest.h>
 
@@ -160,29 +158,6 @@ TEST_F(EventBus, UnsubscribeRemovesExactlyOneSubscription)
     auto another = TezEventManager::Create();
     TezEventKey third = another->Subscribe(TezEventDocumentChanged::Create(), Recorder::Create(&log, "3"));
     EXPECT_GT(third.sequence, second.sequence);
-}
-
-TEST_F(EventBus, SelectionAndSceneEventsMatchTheirOwnSubjectOnly)
-{
-    auto a = TezSelection::Create();
-    auto b = TezSelection::Create();
-    bus->Subscribe(TezEventSelectionChanged::Create(a), Recorder::Create(&log, "A"));
-    bus->Subscribe(TezEventSelectionChanged::Create(nullptr), Recorder::Create(&log, "null"));
-    bus->Report(TezEventSelectionChanged::Create(b));
-    EXPECT_TRUE(log.empty());
-    bus->Report(TezEventSelectionChanged::Create(a));
-    bus->Report(TezEventSelectionChanged::Create(nullptr));
-    EXPECT_EQ((std::vector<std::string>{"A:Selection Changed Event", "null:Selection Changed Event"}), log);
-
-    log.clear();
-    auto scene = TezScene::Create();
-    bus->Subscribe(TezEventSceneChanging::Create(scene), Recorder::Create(&log, "S"));
-    bus->Report(TezEventSceneChanging::Create(TezScene::Create()));
-    bus->Report(TezEventSceneChanged::Create(scene));
-    EXPECT_TRUE(log.empty());
-    bus->Report(TezEventSceneChanging::Create(scene));
-    EXPECT_EQ((std::vector<std::string>{"S:Scene Changing Event"}), log);
-    EXPECT_EQ(scene, TezEventSceneChanging::Create(scene)->GetScene());
 }
 
 TEST_F(EventBus, HandlerExceptionAbandonsTheWalk)

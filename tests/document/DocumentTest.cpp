@@ -1,3 +1,5 @@
+#include "render/RenderViewManager.h"
+#include "core/Application.h"
 #include "DocumentFixture.h"
 
 #include "core/Archive.h"
@@ -174,4 +176,11 @@ TEST_F(Documents, ObjectNameRoundTripsAndLoadSkipsTheUnknown)
     EXPECT_STREQ("Skull CT", back->GetName());
     EXPECT_EQ(5, archive->ReadInt());
     std::remove(path);
+}
+
+TEST(TezDocumentAccessors, AnswerNullWithoutAnApplication)
+{
+    ASSERT_EQ(nullptr, TezApplication::Instance());
+    EXPECT_FALSE(TezRenderViewManager::GetAppRenderViewManager());
+    EXPECT_FALSE(TezDocument::GetActiveDocument());
 }

@@ -1,13 +1,10 @@
 // The octree kernels on the host path, over small hand-made trees whose
 // pictures are known.
 
+#include "OctreeTestTrees.h"
 #include "platform/DeviceMemory.h"
-#include "render/OctreeCamera.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
-#include "volume/device/OctreeKernels.inl"
-#include "volume/device/OctreeLaunch.h"
-#include "volume/device/OctreeRender.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include <gtest/gtest.h>
@@ -20,101 +17,9 @@
 #include <random>
 #include <vector>
 
-using namespace TezOctreeDevice;
+using namespace TezOctreeTestTrees;
 
 namespace {
-
-Node Uniform(uint32_t value) { return Node{0, value, 0}; }
-Node WithBrick(uint32_t brick) { return Node{TezNodeFlagBit, TezNodeFlagBit | brick, 0}; }
-
-// A tree under construction: node 0 is the root, its children at 1..8.
-struct TestTree
-{
-    std::vector<Node> nodes{Node{1, 0, 0}};
-    std::vector<uint16_t> bricks; // voxel values, kept wide; narrowed for 8 bits
-    int maxDepth = 1;
-    float voxelSize = 1.0f / 32.0f;
-    std::vector<uint8_t> leaves8;
-    std::vector<uint16_t> leaves16;
-
-    TestTree() { nodes.resize(9, Uniform(0)); }
-
-    uint32_t AddGroup()
-    {
-        const uint32_t first = static_cast<uint32_t>(nodes.size());
-        nodes.resize(nodes.size() + 8, Uniform(0));
-        return first;
-    }
-    uint32_t AddBrick(const std::function<uint16_t(int, int, int)>& value)
-    {
-        const uint32_t index = static_cast<uint32_t>(bricks.size() / TezBrickVoxels);
-        for (int z = 0; z < 16; ++z)
-            for (int y = 0; y < 16; ++y)
-                for (int x = 0; x < 16; ++x)
-                    bricks.push_back(value(x, y, z));
-        return index;
-    }
-    TezOctreeRenderSource Source(int bits, uint16_t scale16 = 257)
-    {
-        leaves8.assign(bricks.begin(), bricks.end());
-        leaves16.clear();
-        for (uint16_t v : bricks)
-            leaves16.push_back(static_cast<uint16_t>(v * scale16));
-        TezOctreeRenderSource s;
-        s.bitsPerPixel = bits;
-        s.voxelSize = voxelSize;
-        s.maxDepth = maxDepth;
-        s.treeSize = 16 << maxDepth;
-        s.nodes = nodes.data();
-        s.leaves = bits == 16 ? static_cast<const void*>(leaves16.data()) : leaves8.data();
-        if (bricks.empty())
-            s.leaves = &voxelSize; // never read
-        s.nodeCount = static_cast<int32_t>(nodes.size());
-        return s;
-    }
-};
-
-// Opaque from bin 100 up; bin 60 sits exactly on the threshold.
-std::vector<float> StepTable()
-{
-    std::vector<float> t(256, 0.0f);
-    for (int i = 100; i < 256; ++i)
-        t[i] = 1.0f;
-    t[60] = 0.0001f;
-    return t;
-}
-
-const TezVector3<float> Axes[3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-
-// Looks along +z from z = -1 at the unit square: pixel (x, y) of a square
-// image sees world (1 - (x + 0.5) / w, (y + 0.5) / h).
-Camera OrthoCamera(int w, int h)
-{
-    const float fov = 2.0f * std::atan(0.5f) * 180.0f / 3.1415927f;
-    return TezMakeOctreeCamera(false, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 0.0f, 10.0f, fov, w, h);
-}
-
-TezMatrix44<float> Identity() { return TezMatrix44<float>({1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}); }
-
-uint32_t OrthoDepth(float t) { return static_cast<uint32_t>(16777216.0 * (t / 10.0 * 0.5 + 0.5)); }
-
-struct Picture
-{
-    std::vector<uint8_t> image;
-    std::vector<uint32_t> depth;
-    const uint8_t* Pixel(int x, int y, int w) const { return &image[(y * w + x) * 4]; }
-};
-
-Picture RenderSolid(TestTree& tree, int bits, int w, int h, const TezPlane<float>* plane = nullptr,
-                    const TezMatrix44<float>& matrix = Identity(), const Camera* camera = nullptr)
-{
-    TezOctreeRenderBuffers buffers(w, h, 0, false);
-    const std::vector<float> table = StepTable();
-    const Camera cam = camera ? *camera : OrthoCamera(w, h);
-    EXPECT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), tree.Source(bits), cam, matrix, {1, 0.5f, 0.25f, 1},
-                                     table.data(), plane));
-    return Picture{buffers.ReadImage(), buffers.ReadDepth()};
-}
 
 TEST(OctreeKernel, UniformOpaqueTreeHitsEveryRayAtItsFrontFace)
 {
@@ -283,23 +188,6 @@ TEST(OctreeKernel, GradientSamplesCrossIntoNeighbourNodes)
 }
 
 // Two levels of uniform nodes, value(ix, iy, iz) at the 4 x 4 x 4 finest cells.
-TestTree TwoLevelTree(const std::function<uint32_t(int, int, int)>& value)
-{
-    TestTree tree;
-    tree.maxDepth = 2;
-    tree.voxelSize = 1.0f / 64.0f;
-    for (int c = 0; c < 8; ++c) {
-        const uint32_t group = tree.AddGroup();
-        tree.nodes[1 + c] = Node{group, 0, 0};
-        for (int k = 0; k < 8; ++k) {
-            const int ix = 2 * (c & 1) + (k & 1), iy = 2 * ((c >> 1) & 1) + ((k >> 1) & 1),
-                      iz = 2 * (c >> 2) + (k >> 2);
-            tree.nodes[group + k] = Uniform(value(ix, iy, iz));
-        }
-    }
-    return tree;
-}
-
 TEST(OctreeKernel, CrossSectionRemovesWhatLiesBeyondThePlane)
 {
     // Left half (world x < 0.5) opaque throughout, right half opaque only
@@ -432,80 +320,6 @@ TEST(OctreeKernel, RootWithoutChildrenDrawsAsOneUniformCube)
     EXPECT_THROW(TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1},
                                       table.data()),
                  std::runtime_error);
-}
-
-TEST(OctreeKernel, StandardViewsDrawWhereTheCameraProjects)
-{
-    // One opaque cell at the +x, -y, -z corner of the unit cube. In every
-    // standard view, framed by the camera, the cell's pixels centre on the
-    // camera's projection of the cell's centre (rows count from the bottom
-    // in both).
-    TestTree tree = TwoLevelTree([](int ix, int iy, int iz) { return ix == 3 && iy == 0 && iz == 0 ? 200u : 0u; });
-    const int w = 64, h = 48;
-    const TezBox3<float> box(TezVector3<float>(0, 0, 0), TezVector3<float>(1, 1, 1));
-    for (int view = 0; view < TezCameraView::StandardViewCount; ++view) {
-        TezRef<TezCameraView> camera = TezCameraView::Create();
-        camera->Resize(w, h);
-        camera->UsePerspective(false);
-        camera->FrameStandardView(box, view);
-        const Camera cam = TezMakeOctreeCamera(*camera);
-        const Picture p = RenderSolid(tree, 8, w, h, nullptr, Identity(), &cam);
-        double sx = 0, sy = 0, n = 0;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                if (p.Pixel(x, y, w)[3] == 255)
-                    sx += x + 0.5, sy += y + 0.5, ++n;
-        ASSERT_GT(n, 4) << TezCameraView::GetStandardViewName(view);
-        const TezVector3<float> expected = camera->PixelFromPoint(TezVector3<float>(0.875f, 0.125f, 0.125f));
-        EXPECT_NEAR(sx / n, expected.x, 1.5) << TezCameraView::GetStandardViewName(view);
-        EXPECT_NEAR(sy / n, expected.y, 1.5) << TezCameraView::GetStandardViewName(view);
-    }
-}
-
-TEST(OctreeKernel, BuiltTreeDrawsTheSameAtAnyVoxelSize)
-{
-    // A thin rod along a tall stack: drawn through bricks at every scale,
-    // in perspective, the same pixels light up and none touches the edge.
-    const int W = 16, H = 16, D = 300;
-    std::vector<uint8_t> voxels(size_t(W) * H * D, 10);
-    for (int z = 0; z < D; ++z)
-        for (int y = 5; y < 11; ++y)
-            for (int x = 5; x < 11; ++x)
-                voxels[(size_t(z) * H + y) * W + x] = 220;
-    TezRef<TezMemoryVolume> volume = TezMemoryVolume::Create8(W, H, D, voxels);
-    std::vector<float> table(256, 0.0f);
-    for (int i = 100; i < 256; ++i)
-        table[i] = 1.0f;
-    const int w = 48, h = 64;
-    std::vector<size_t> lit;
-    for (double size : {0.001, 1.0, 13.0, 1000.0}) {
-        TezRef<TezVoxelOctree> octree = TezVoxelOctree::CreateFromVolumeData(TezString("rod"), volume, size, 8, 64);
-        ASSERT_TRUE(octree);
-        TezRef<TezCameraView> camera = TezCameraView::Create();
-        camera->Resize(w, h);
-        camera->UsePerspective(true);
-        camera->FrameStandardView(octree->GetBounds(), TezCameraView::Tilted);
-        TezOctreeRenderBuffers buffers(w, h, 0, false);
-        const float edge = float(octree->GetTreeSize()) * octree->GetVoxelSize();
-        ASSERT_TRUE(TezRenderOctreeSolid(buffers.GetTarget(), TezMakeOctreeRenderSource(*octree),
-                                         TezMakeOctreeCamera(*camera), TezScaleTransform<float>(edge), {1, 1, 1, 1},
-                                         table.data()));
-        const std::vector<uint8_t> image = buffers.ReadImage();
-        size_t count = 0;
-        int top = h, bottom = -1;
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                if (image[(size_t(y) * w + x) * 4 + 3]) {
-                    ++count;
-                    top = std::min(top, y), bottom = std::max(bottom, y);
-                }
-        EXPECT_GT(top, 0) << size;
-        EXPECT_LT(bottom, h - 1) << size;
-        EXPECT_GT(bottom - top, h / 2) << size;
-        lit.push_back(count);
-    }
-    for (size_t count : lit)
-        EXPECT_NEAR(double(count), double(lit[1]), 0.03 * double(lit[1]));
 }
 
 TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)
