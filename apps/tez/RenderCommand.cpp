@@ -1,6 +1,7 @@
 // tez render: slices (or a saved octree) in, a ray-cast picture out.
 
 #include "core/Archive.h"
+#include "platform/DeviceBuffer.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
@@ -274,33 +275,16 @@ std::vector<TezVector2<float>> NormalisedPoints(std::vector<TezVector2<float>> c
     return out;
 }
 
-// A copy of the opacity table where the kernels read: device memory when
-// they run on the device, the host vector otherwise.
-class DeviceTable
+// The opacity table where the kernels read it: device memory when they run
+// on the device, host memory otherwise.
+TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
 {
-public:
-    DeviceTable(std::vector<float> const& table, bool onDevice) : m_host(table)
-    {
-        if (!onDevice)
-            return;
-        if (TezDeviceMalloc(&m_device, table.size() * sizeof(float)) != TezDeviceSuccess ||
-            TezDeviceMemcpy(m_device, table.data(), table.size() * sizeof(float), TezDeviceHostToDevice) !=
-                TezDeviceSuccess)
-            throw std::runtime_error("cannot copy the transfer function to the device");
-    }
-    ~DeviceTable()
-    {
-        if (m_device)
-            TezDeviceFree(m_device);
-    }
-    DeviceTable(DeviceTable const&) = delete;
-    DeviceTable& operator=(DeviceTable const&) = delete;
-    float const* Get() const { return m_device ? static_cast<float const*>(m_device) : m_host.data(); }
-
-private:
-    std::vector<float> m_host;
-    void* m_device = nullptr;
-};
+    size_t const bytes = table.size() * sizeof(float);
+    TezDeviceBuffer buffer(bytes, 1, onDevice);
+    if (buffer.Upload(table.data(), bytes) != TezDeviceSuccess)
+        throw std::runtime_error("cannot copy the transfer function to the device");
+    return buffer;
+}
 
 int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out, FILE* err)
 {
@@ -327,9 +311,10 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
         float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
         points = {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
     }
-    DeviceTable const table(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256),
-                            onDevice);
-    bool const states = TezVoxelOctreeCalculateNodeStates(octree, table.Get());
+    TezDeviceBuffer const tableBuffer =
+        KernelTable(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256), onDevice);
+    float const* table = static_cast<float const*>(tableBuffer.Get());
+    bool const states = TezVoxelOctreeCalculateNodeStates(octree, table);
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
     source.statesValid = states;
     source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
@@ -356,9 +341,9 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     if (o.transparent) {
         TezClearOctreeDepth(target, 0xFF);
         TezClearOctreeLayers(target);
-        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table.Get(), cut);
+        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table, cut);
     } else {
-        drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table.Get(), cut);
+        drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table, cut);
     }
     if (!drawn)
         std::fprintf(err, "tez render: a render step failed; see the log\n");

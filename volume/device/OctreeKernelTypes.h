@@ -112,4 +112,47 @@ struct XSectionRangeFunction
     float3s normal;
 };
 
+// What one launch of a kernel takes: the records above, in the order the
+// kernels read them, with the buffers of the side that runs it.
+struct SolidLaunch
+{
+    Camera camera;
+    Octree octree;
+    const float* transform;
+    float3s colour;
+    uint32_t imagePitch;
+    uchar4s* image;
+    uint32_t depthPitch;
+    uint32_t* depth;
+    LookupTransferFunction lookup;
+};
+
+struct TransparentLaunch
+{
+    Camera camera;
+    Octree octree;
+    const float* transform;
+    float4s colour;
+    int32_t layerCount;
+    uchar4s* colourLayers;
+    uint32_t colourPitch;
+    float* rayLayers;
+    uint32_t rayPitch;
+    LookupTransparentTransferFunction lookup;
+};
+
+struct BlendLaunch
+{
+    Camera camera;
+    int32_t layerCount;
+    uchar4s* colourLayers;
+    uint32_t colourPitch;
+    float* rayLayers;
+    uint32_t rayPitch;
+    uint32_t* depth;
+    uint32_t depthPitch;
+    uchar4s* image;
+    uint32_t imagePitch;
+};
+
 } // namespace TezOctreeDevice

@@ -513,11 +513,16 @@ TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
 }
 
 template <class V, class Range>
-TEZ_KERNELFN void RenderSolidPixel(const Camera& cam, const Octree& oct, const float* transform,
-                                   const float3s& colour, uint32_t imagePitch, uchar4s* image, uint32_t depthPitch,
-                                   uint32_t* depth, const LookupTransferFunction& lookup, const Range& range, int x,
-                                   int y)
+TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const Range& range, int x, int y)
 {
+    const Camera& cam = a.camera;
+    const Octree& oct = a.octree;
+    const float* transform = a.transform;
+    const float3s& colour = a.colour;
+    const uint32_t imagePitch = a.imagePitch, depthPitch = a.depthPitch;
+    uchar4s* image = a.image;
+    uint32_t* depth = a.depth;
+    const LookupTransferFunction& lookup = a.lookup;
     if (x >= cam.width || y >= cam.height)
         return;
     Ray ray;
@@ -532,11 +537,17 @@ TEZ_KERNELFN void RenderSolidPixel(const Camera& cam, const Octree& oct, const f
 }
 
 template <class V, class Range>
-TEZ_KERNELFN void
-RenderTransparentPixel(const Camera& cam, const Octree& oct, const float* transform, const float4s& colour,
-                       int layerCount, uchar4s* colourLayers, uint32_t colourPitch, float* rayLayers, uint32_t rayPitch,
-                       const LookupTransparentTransferFunction& lookup, const Range& range, int x, int y)
+TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const Range& range, int x, int y)
 {
+    const Camera& cam = a.camera;
+    const Octree& oct = a.octree;
+    const float* transform = a.transform;
+    const float4s& colour = a.colour;
+    const int layerCount = a.layerCount;
+    uchar4s* colourLayers = a.colourLayers;
+    float* rayLayers = a.rayLayers;
+    const uint32_t colourPitch = a.colourPitch, rayPitch = a.rayPitch;
+    const LookupTransparentTransferFunction& lookup = a.lookup;
     if (x >= cam.width || y >= cam.height)
         return;
     Ray ray;
@@ -583,10 +594,16 @@ RenderTransparentPixel(const Camera& cam, const Octree& oct, const float* transf
 }
 
 // Composites the layers of pixel (x, y) back to front into image and depth.
-TEZ_KERNELFN void BlendPixel(const Camera& cam, int layerCount, const uchar4s* colourLayers, uint32_t colourPitch,
-                             const float* rayLayers, uint32_t rayPitch, uint32_t* depth, uint32_t depthPitch,
-                             uchar4s* image, uint32_t imagePitch, int x, int y)
+TEZ_KERNELFN void BlendPixel(const BlendLaunch& a, int x, int y)
 {
+    const Camera& cam = a.camera;
+    const int layerCount = a.layerCount;
+    const uchar4s* colourLayers = a.colourLayers;
+    const float* rayLayers = a.rayLayers;
+    const uint32_t colourPitch = a.colourPitch, rayPitch = a.rayPitch, depthPitch = a.depthPitch,
+                   imagePitch = a.imagePitch;
+    uint32_t* depth = a.depth;
+    uchar4s* image = a.image;
     if (x >= cam.width || y >= cam.height)
         return;
     const float first = *PitchedAt(rayLayers, rayPitch, y, x);

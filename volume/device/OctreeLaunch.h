@@ -1,8 +1,8 @@
 #pragma once
-// Arguments of one kernel launch, and the two ways of running it: a TBB loop
-// over 16 x 16 pixel tiles on the host, or a CUDA launch of 16 x 16 thread
-// blocks on a grid of (width >> 4) + 1 by (height >> 4) + 1. Pointers name
-// memory of the side that runs the launch. Internal to the library.
+// The two ways of running a kernel launch: a TBB loop over 16 x 16 pixel
+// tiles on the host, or a CUDA launch of 16 x 16 thread blocks on a grid of
+// (width >> 4) + 1 by (height >> 4) + 1. Pointers in the launch records name
+// memory of the side that runs them. Internal to the library.
 
 #include "volume/device/OctreeKernelTypes.h"
 
@@ -11,47 +11,6 @@
 #include <string>
 
 namespace TezOctreeDevice {
-
-struct SolidLaunch
-{
-    Camera camera;
-    Octree octree;
-    const float* transform;
-    float3s colour;
-    uint32_t imagePitch;
-    uchar4s* image;
-    uint32_t depthPitch;
-    uint32_t* depth;
-    LookupTransferFunction lookup;
-};
-
-struct TransparentLaunch
-{
-    Camera camera;
-    Octree octree;
-    const float* transform;
-    float4s colour;
-    int32_t layerCount;
-    uchar4s* colourLayers;
-    uint32_t colourPitch;
-    float* rayLayers;
-    uint32_t rayPitch;
-    LookupTransparentTransferFunction lookup;
-};
-
-struct BlendLaunch
-{
-    Camera camera;
-    int32_t layerCount;
-    uchar4s* colourLayers;
-    uint32_t colourPitch;
-    float* rayLayers;
-    uint32_t rayPitch;
-    uint32_t* depth;
-    uint32_t depthPitch;
-    uchar4s* image;
-    uint32_t imagePitch;
-};
 
 struct Grid3
 {
@@ -96,33 +55,40 @@ uint32_t CombineChildStates(const NodeAt& nodeAt, uint64_t count, uint32_t first
     return result;
 }
 
-// xsection null: no clipping. sixteenBit picks the voxel width of the leaves.
-void RunSolidHost(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
-void RunTransparentHost(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
-void RunBlendHost(const BlendLaunch& args);
-void RunNodeStatesHost(const Octree& octree, int nodeCount, const float* table, bool sixteenBit);
-void RunNodeStatesAdjacentHost(const Octree& octree);
+// One voxel type and one range function for a launch: fn(voxel, range) is
+// called with a uint8_t or uint16_t value (only its type counts) and the
+// cut's XSectionRangeFunction or the DefaultRangeFunction.
+template <class Fn>
+void WithVoxelAndRange(bool sixteenBit, const XSectionRangeFunction* xsection, const Fn& fn)
+{
+    if (xsection) {
+        if (sixteenBit)
+            fn(uint16_t{}, *xsection);
+        else
+            fn(uint8_t{}, *xsection);
+    } else if (sixteenBit) {
+        fn(uint16_t{}, DefaultRangeFunction{});
+    } else {
+        fn(uint8_t{}, DefaultRangeFunction{});
+    }
+}
 
-// The same on the device; false (with the error text) when the launch
-// failed. Present only when the library is built with CUDA.
-bool CudaDeviceAvailable();
-bool RunSolidCuda(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection, const char** error);
-bool RunTransparentCuda(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection,
-                        const char** error);
-bool RunBlendCuda(const BlendLaunch& args, const char** error);
-bool RunNodeStatesCuda(const Octree& octree, int nodeCount, const float* table, bool sixteenBit, const char** error);
-bool RunNodeStatesAdjacentCuda(const Octree& octree, const char** error);
+// The kernels run one way or the other: over 16 x 16 pixel tiles (nodes in
+// ranges) on the host, or as CUDA launches. Device launches are queued; their
+// errors show in TezDeviceGetLastError, which the caller checks with its tag.
+// xsection null: no clipping; sixteenBit picks the leaves' voxel width.
+struct LaunchBackend
+{
+    void (*solid)(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
+    void (*transparent)(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection);
+    void (*blend)(const BlendLaunch& args);
+    void (*nodeStates)(const Octree& octree, int nodeCount, const float* table, bool sixteenBit);
+    void (*nodeStatesAdjacent)(const Octree& octree);
+};
 
-// The CUDA status of this thread's last failed device call above (0 when
-// none failed), for the fatal check of device errors.
-int LastCudaStatus();
-
-// Device memory for the owning buffers and the host passes.
-bool CudaMallocPitch(void** pointer, size_t* pitch, size_t widthBytes, size_t height, const char** error);
-bool CudaFree(void* pointer, const char** error);
-bool CudaMemset2D(void* pointer, size_t pitch, int value, size_t widthBytes, size_t height, const char** error);
-bool CudaCopy(void* destination, const void* source, size_t bytes, bool toDevice, const char** error);
-bool CudaCopy2DToHost(void* destination, size_t destinationPitch, const void* source, size_t sourcePitch,
-                      size_t widthBytes, size_t height, const char** error);
+extern const LaunchBackend HostLaunches;
+// Null members where the library was built without its device kernels.
+extern const LaunchBackend CudaLaunches;
+bool CudaKernelsBuilt();
 
 } // namespace TezOctreeDevice

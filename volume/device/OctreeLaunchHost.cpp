@@ -31,26 +31,30 @@ void ForEachPixel(int width, int height, const Fn& fn)
     });
 }
 
-template <class V, class Range>
-void Solid(const SolidLaunch& a, const Range& range)
+void Solid(const SolidLaunch& a, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
-    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
-        RenderSolidPixel<V>(a.camera, a.octree, a.transform, a.colour, a.imagePitch, a.image, a.depthPitch, a.depth,
-                            a.lookup, range, x, y);
+    WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
+        using V = decltype(voxel);
+        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) { RenderSolidPixel<V>(a, range, x, y); });
     });
 }
 
-template <class V, class Range>
-void Transparent(const TransparentLaunch& a, const Range& range)
+void Transparent(const TransparentLaunch& a, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
-    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
-        RenderTransparentPixel<V>(a.camera, a.octree, a.transform, a.colour, a.layerCount, a.colourLayers,
-                                  a.colourPitch, a.rayLayers, a.rayPitch, a.lookup, range, x, y);
+    WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
+        using V = decltype(voxel);
+        ForEachPixel(a.camera.width, a.camera.height,
+                     [&](int x, int y) { RenderTransparentPixel<V>(a, range, x, y); });
     });
+}
+
+void Blend(const BlendLaunch& a)
+{
+    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) { BlendPixel(a, x, y); });
 }
 
 template <class V>
-void NodeStates(const Octree& octree, int nodeCount, const float* table)
+void NodeStatesOf(const Octree& octree, int nodeCount, const float* table)
 {
     tbb::parallel_for(tbb::blocked_range<int>(0, nodeCount, 256), [&](const tbb::blocked_range<int>& r) {
         for (int i = r.begin(); i != r.end(); ++i)
@@ -58,39 +62,12 @@ void NodeStates(const Octree& octree, int nodeCount, const float* table)
     });
 }
 
-} // namespace
-
-void RunSolidHost(const SolidLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection)
+void NodeStates(const Octree& octree, int nodeCount, const float* table, bool sixteenBit)
 {
-    if (xsection)
-        sixteenBit ? Solid<uint16_t>(args, *xsection) : Solid<uint8_t>(args, *xsection);
-    else
-        sixteenBit ? Solid<uint16_t>(args, DefaultRangeFunction{}) : Solid<uint8_t>(args, DefaultRangeFunction{});
+    sixteenBit ? NodeStatesOf<uint16_t>(octree, nodeCount, table) : NodeStatesOf<uint8_t>(octree, nodeCount, table);
 }
 
-void RunTransparentHost(const TransparentLaunch& args, bool sixteenBit, const XSectionRangeFunction* xsection)
-{
-    if (xsection)
-        sixteenBit ? Transparent<uint16_t>(args, *xsection) : Transparent<uint8_t>(args, *xsection);
-    else
-        sixteenBit ? Transparent<uint16_t>(args, DefaultRangeFunction{})
-                   : Transparent<uint8_t>(args, DefaultRangeFunction{});
-}
-
-void RunBlendHost(const BlendLaunch& a)
-{
-    ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
-        BlendPixel(a.camera, a.layerCount, a.colourLayers, a.colourPitch, a.rayLayers, a.rayPitch, a.depth,
-                   a.depthPitch, a.image, a.imagePitch, x, y);
-    });
-}
-
-void RunNodeStatesHost(const Octree& octree, int nodeCount, const float* table, bool sixteenBit)
-{
-    sixteenBit ? NodeStates<uint16_t>(octree, nodeCount, table) : NodeStates<uint8_t>(octree, nodeCount, table);
-}
-
-void RunNodeStatesAdjacentHost(const Octree& octree)
+void NodeStatesAdjacent(const Octree& octree)
 {
     const int size = octree.treeSize;
     tbb::parallel_for(tbb::blocked_range<int>(0, size > 0 ? size * size : 0), [&](const tbb::blocked_range<int>& r) {
@@ -98,5 +75,9 @@ void RunNodeStatesAdjacentHost(const Octree& octree)
             NodeStateAdjacentColumn(octree, i % size, i / size);
     });
 }
+
+} // namespace
+
+const LaunchBackend HostLaunches{&Solid, &Transparent, &Blend, &NodeStates, &NodeStatesAdjacent};
 
 } // namespace TezOctreeDevice

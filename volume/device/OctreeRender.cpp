@@ -1,12 +1,11 @@
 #include "volume/device/OctreeRender.h"
 
-#include "core/Logger.h"
 #include "core/CudaCheck.h"
+#include "platform/DeviceBuffer.h"
 #include "platform/DeviceMemory.h"
 #include "volume/device/OctreeLaunch.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -15,15 +14,18 @@ using namespace TezOctreeDevice;
 
 namespace {
 
-// A failed device step is fatal, as every device error: the check logs the
-// tag and ends the process with a stack dump. It returns only where the
-// process is already going down.
-bool Report(const std::string& tag, const char* error)
+// Device failures are fatal, as every device error: the check logs the tag
+// and ends the process with a stack dump. Host memory never fails here.
+void Check(int status, const std::string& tag) { checkCudaError(status, tag.c_str()); }
+
+// The side's kernels, chosen once per call.
+const LaunchBackend& Launches(bool onDevice) { return onDevice ? CudaLaunches : HostLaunches; }
+
+// After a launch: a device launch's error, with its tag; nothing on the host.
+void CheckLaunch(bool onDevice, const std::string& tag)
 {
-    TezLogger::error("CUDA error at \"%s\": %s\n", tag.c_str(), error ? error : "unknown error");
-    const int status = LastCudaStatus();
-    checkCudaError(status != 0 ? status : TezDeviceErrorUnknown, tag.c_str());
-    return false;
+    if (onDevice)
+        checkLastCudaError(tag.c_str());
 }
 
 void Refuse(const char* operation, const std::string& what)
@@ -69,9 +71,7 @@ Node ReadRoot(const TezOctreeRenderSource& s, bool onDevice, const char* operati
     if (!onDevice)
         return s.nodes[0];
     Node root{};
-    const char* error = nullptr;
-    if (!CudaCopy(&root, s.nodes, sizeof(root), false, &error))
-        Report(std::string(operation) + ".root", error);
+    Check(TezDeviceMemcpy(&root, s.nodes, sizeof(root), TezDeviceDeviceToHost), std::string(operation) + ".root");
     return root;
 }
 
@@ -81,63 +81,41 @@ Node ReadRoot(const TezOctreeRenderSource& s, bool onDevice, const char* operati
 class StandInPool
 {
 public:
-    StandInPool(const TezOctreeRenderSource& s, bool onDevice, const char* operation) : m_source(s), m_device(onDevice)
+    StandInPool(const TezOctreeRenderSource& s, bool onDevice, const char* operation) : m_source(s)
     {
         const Node root = ReadRoot(s, onDevice, operation);
         if ((root.children & TezNodeLowMask) != 0)
             return;
         if ((root.children & TezNodeFlagBit) && (root.data & TezNodeFlagBit))
             Refuse(operation, "a root with a brick but no children");
-        m_nodes[0] = Node{1, root.data, root.state};
+        Node nodes[9];
+        nodes[0] = Node{1, root.data, root.state};
         for (int k = 1; k < 9; ++k)
-            m_nodes[k] = Node{0, root.data & TezNodeLowMask, root.state};
+            nodes[k] = Node{0, root.data & TezNodeLowMask, root.state};
+        m_nodes = TezDeviceBuffer(sizeof(nodes), 1, onDevice);
+        Check(m_nodes.Upload(nodes, sizeof(nodes)), std::string(operation) + ".root");
         m_source.nodeCount = 9;
-        m_source.nodes = m_nodes;
-        if (!onDevice)
-            return;
-        const char* error = nullptr;
-        size_t pitch = 0;
-        if (!CudaMallocPitch(reinterpret_cast<void**>(&m_onDevice), &pitch, sizeof(m_nodes), 1, &error) ||
-            !CudaCopy(m_onDevice, m_nodes, sizeof(m_nodes), true, &error))
-            Report(std::string(operation) + ".root", error);
-        m_source.nodes = m_onDevice;
+        m_source.nodes = static_cast<Node*>(m_nodes.Get());
     }
-    ~StandInPool()
-    {
-        const char* error = nullptr;
-        if (m_onDevice)
-            CudaFree(m_onDevice, &error);
-    }
-    StandInPool(const StandInPool&) = delete;
-    StandInPool& operator=(const StandInPool&) = delete;
 
     const TezOctreeRenderSource& Source() const { return m_source; }
 
 private:
     TezOctreeRenderSource m_source;
-    bool m_device;
-    Node m_nodes[9]{};
-    Node* m_onDevice = nullptr;
+    TezDeviceBuffer m_nodes;
 };
 
-// Byte fill of a pitched buffer on either side.
+// Byte fill of a pitched buffer on either side, checked with the tag.
 bool Fill(bool onDevice, void* p, size_t pitch, uint8_t byte, size_t widthBytes, size_t rows, const std::string& tag)
 {
-    if (onDevice) {
-        const char* error = nullptr;
-        if (!CudaMemset2D(p, pitch, byte, widthBytes, rows, &error))
-            return Report(tag, error);
-        return true;
-    }
-    for (size_t r = 0; r < rows; ++r)
-        std::memset(static_cast<uint8_t*>(p) + r * pitch, byte, widthBytes);
+    Check(TezFillRows(onDevice, p, pitch, byte, widthBytes, rows), tag);
     return true;
 }
 
 // The inverse object matrix as the kernels' 16 floats, stored where the
 // target keeps it; returns the pointer the kernels read.
 const float* StoreTransform(const TezOctreeRenderTarget& t, const float (&inverse)[16], float (&local)[16],
-                            const std::string& tag, bool& ok)
+                            const std::string& tag)
 {
     std::memcpy(local, inverse, sizeof(local));
     if (!t.onDevice) {
@@ -148,9 +126,7 @@ const float* StoreTransform(const TezOctreeRenderTarget& t, const float (&invers
     }
     if (!t.transform)
         Refuse(tag.c_str(), "device target without a transform buffer");
-    const char* error = nullptr;
-    if (!CudaCopy(t.transform, inverse, sizeof(local), true, &error))
-        ok = Report(tag, error) && ok;
+    Check(TezDeviceMemcpy(t.transform, inverse, sizeof(local), TezDeviceHostToDevice), tag);
     return t.transform;
 }
 
@@ -234,11 +210,7 @@ Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
     return o;
 }
 
-bool TezOctreeKernelsHaveDevice()
-{
-    static const bool available = CudaDeviceAvailable();
-    return available;
-}
+bool TezOctreeKernelsHaveDevice() { return CudaKernelsBuilt() && TezDeviceIsCuda(); }
 
 namespace {
 
@@ -263,22 +235,16 @@ bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& so
     a.depth = t.depth;
     a.lookup = LookupTransferFunction{table};
 
-    bool ok = Fill(t.onDevice, t.depth, t.depthPitch, 0xFF, static_cast<size_t>(t.width) * 4, t.height, name + ".A");
+    Fill(t.onDevice, t.depth, t.depthPitch, 0xFF, static_cast<size_t>(t.width) * 4, t.height, name + ".A");
     float inverse[16], local[16];
     Invert(matrix, inverse);
-    a.transform = StoreTransform(t, inverse, local, name + ".B", ok);
+    a.transform = StoreTransform(t, inverse, local, name + ".B");
     XSectionRangeFunction range{};
     if (xsection)
         range = ToOctreeSpace(*xsection, inverse);
-    const bool sixteen = s.bitsPerPixel == 16;
-    if (!t.onDevice) {
-        RunSolidHost(a, sixteen, xsection ? &range : nullptr);
-        return ok;
-    }
-    const char* error = nullptr;
-    if (!RunSolidCuda(a, sixteen, xsection ? &range : nullptr, &error))
-        ok = Report(name + ".C", error);
-    return ok;
+    Launches(t.onDevice).solid(a, s.bitsPerPixel == 16, xsection ? &range : nullptr);
+    CheckLaunch(t.onDevice, name + ".C");
+    return true;
 }
 
 bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& source, const Camera& camera,
@@ -304,22 +270,15 @@ bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSour
     a.rayPitch = t.rayLayersPitch;
     a.lookup = LookupTransparentTransferFunction{table, {0, 0, 0, 0}};
 
-    bool ok = true;
     float inverse[16], local[16];
     Invert(matrix, inverse);
-    a.transform = StoreTransform(t, inverse, local, name + ".A", ok);
+    a.transform = StoreTransform(t, inverse, local, name + ".A");
     XSectionRangeFunction range{};
     if (xsection)
         range = ToOctreeSpace(*xsection, inverse);
-    const bool sixteen = s.bitsPerPixel == 16;
-    if (!t.onDevice) {
-        RunTransparentHost(a, sixteen, xsection ? &range : nullptr);
-        return ok;
-    }
-    const char* error = nullptr;
-    if (!RunTransparentCuda(a, sixteen, xsection ? &range : nullptr, &error))
-        ok = Report(name + ".B", error);
-    return ok;
+    Launches(t.onDevice).transparent(a, s.bitsPerPixel == 16, xsection ? &range : nullptr);
+    CheckLaunch(t.onDevice, name + ".B");
+    return true;
 }
 
 } // namespace
@@ -356,13 +315,8 @@ bool TezBlendOctreeLayers(const TezOctreeRenderTarget& t, const Camera& camera)
     a.depthPitch = t.depthPitch;
     a.image = reinterpret_cast<uchar4s*>(t.image);
     a.imagePitch = t.imagePitch;
-    if (!t.onDevice) {
-        RunBlendHost(a);
-        return true;
-    }
-    const char* error = nullptr;
-    if (!RunBlendCuda(a, &error))
-        return Report("TezBlendOctreeLayers", error);
+    Launches(t.onDevice).blend(a);
+    CheckLaunch(t.onDevice, "TezBlendOctreeLayers");
     return true;
 }
 
@@ -396,30 +350,25 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     const char* tag = "TezVoxelOctreeCalculateNodeStates.A";
     CheckSide("TezCalculateOctreeNodeStates", onDevice);
     CheckSource("TezCalculateOctreeNodeStates", source, table);
-    const Octree octree = TezMakeOctreeRecord(source);
-    const bool sixteen = source.bitsPerPixel == 16;
-    // A root without children (a constant volume) gets its state from the
-    // kernel, as any childless node.
-    if (!onDevice) {
-        RunNodeStatesHost(octree, source.nodeCount, table, sixteen);
-        if ((source.nodes[0].children & TezNodeLowMask) != 0)
-            source.nodes[0].state = GroupState(source.nodes, source.nodeCount, 1);
-        return true;
-    }
-    if (!hostNodes)
+    if (onDevice && !hostNodes)
         Refuse("TezCalculateOctreeNodeStates", "device nodes need a host copy to complete");
-    bool ok = true;
-    const char* error = nullptr;
+    Launches(onDevice).nodeStates(TezMakeOctreeRecord(source), source.nodeCount, table, source.bitsPerPixel == 16);
+    CheckLaunch(onDevice, tag);
+    // The host pass completes the nodes with children, on a host copy. A
+    // root without children (a constant volume) has its state already.
+    Node* nodes = source.nodes;
     const size_t bytes = sizeof(Node) * static_cast<size_t>(source.nodeCount);
-    if (!RunNodeStatesCuda(octree, source.nodeCount, table, sixteen, &error))
-        ok = Report(tag, error);
-    if (!CudaCopy(hostNodes, source.nodes, bytes, false, &error))
-        return Report("TezCalculateOctreeNodeStates.ReadFromCUDA", error);
-    if ((hostNodes[0].children & TezNodeLowMask) != 0)
-        hostNodes[0].state = GroupState(hostNodes, source.nodeCount, 1);
-    if (!CudaCopy(source.nodes, hostNodes, bytes, true, &error))
-        return Report("TezCalculateOctreeNodeStates.WriteToCUDA", error);
-    return ok;
+    if (onDevice) {
+        Check(TezDeviceMemcpy(hostNodes, source.nodes, bytes, TezDeviceDeviceToHost),
+              "TezCalculateOctreeNodeStates.ReadFromCUDA");
+        nodes = hostNodes;
+    }
+    if ((nodes[0].children & TezNodeLowMask) != 0)
+        nodes[0].state = GroupState(nodes, source.nodeCount, 1);
+    if (onDevice)
+        Check(TezDeviceMemcpy(source.nodes, hostNodes, bytes, TezDeviceHostToDevice),
+              "TezCalculateOctreeNodeStates.WriteToCUDA");
+    return true;
 }
 
 bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, bool onDevice)
@@ -427,14 +376,8 @@ bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, b
     CheckSide("TezCalculateOctreeNodeStatesAdjacent", onDevice);
     if (!source.nodes || source.nodeCount < 9 || source.treeSize < 16)
         Refuse("TezCalculateOctreeNodeStatesAdjacent", "node pool or tree size missing");
-    const Octree octree = TezMakeOctreeRecord(source);
-    if (!onDevice) {
-        RunNodeStatesAdjacentHost(octree);
-        return true;
-    }
-    const char* error = nullptr;
-    if (!RunNodeStatesAdjacentCuda(octree, &error))
-        return Report("TezCalculateOctreeNodeStatesAdjacent", error);
+    Launches(onDevice).nodeStatesAdjacent(TezMakeOctreeRecord(source));
+    CheckLaunch(onDevice, "TezCalculateOctreeNodeStatesAdjacent");
     return true;
 }
 
@@ -446,101 +389,46 @@ TezOctreeRenderBuffers::TezOctreeRenderBuffers(int width, int height, int layerC
         Refuse("TezOctreeRenderBuffers",
                "size " + std::to_string(width) + " x " + std::to_string(height) + " x " + std::to_string(layerCount));
     CheckSide("TezOctreeRenderBuffers", onDevice);
+    const size_t row = static_cast<size_t>(width) * 4;
+    const size_t layerRows = static_cast<size_t>(height) * static_cast<size_t>(layerCount);
+    m_image = TezDeviceBuffer(row, static_cast<size_t>(height), onDevice);
+    m_depth = TezDeviceBuffer(row, static_cast<size_t>(height), onDevice);
+    m_colourLayers = TezDeviceBuffer(row, layerRows, onDevice);
+    m_rayLayers = TezDeviceBuffer(row, layerRows, onDevice);
+    if (onDevice)
+        m_transform = TezDeviceBuffer(16 * sizeof(float), 1, onDevice);
+
     m_target.width = width;
     m_target.height = height;
     m_target.onDevice = onDevice;
     m_target.layerCount = layerCount;
-    auto allocate = [&](size_t row, size_t rows, uint32_t& pitch) -> void* {
-        if (rows == 0)
-            return nullptr;
-        void* p = nullptr;
-        size_t bytesPerRow = row;
-        if (onDevice) {
-            const char* error = nullptr;
-            if (!CudaMallocPitch(&p, &bytesPerRow, row, rows, &error))
-                Refuse("TezOctreeRenderBuffers", error ? error : "device allocation failed");
-            m_owned.push_back(p);
-            CudaMemset2D(p, bytesPerRow, 0, row, rows, &error);
-        } else {
-            p = std::calloc(rows, row);
-            if (!p)
-                throw std::bad_alloc();
-            m_owned.push_back(p);
-        }
-        pitch = static_cast<uint32_t>(bytesPerRow);
-        return p;
-    };
-    const size_t row = static_cast<size_t>(width) * 4;
-    const size_t layerRows = static_cast<size_t>(height) * static_cast<size_t>(layerCount);
-    try {
-        m_target.image = static_cast<uint8_t*>(allocate(row, height, m_target.imagePitch));
-        m_target.depth = static_cast<uint32_t*>(allocate(row, height, m_target.depthPitch));
-        m_target.colourLayers = static_cast<uint8_t*>(allocate(row, layerRows, m_target.colourLayersPitch));
-        m_target.rayLayers = static_cast<float*>(allocate(row, layerRows, m_target.rayLayersPitch));
-        uint32_t transformPitch = 0;
-        if (onDevice)
-            m_target.transform = static_cast<float*>(allocate(16 * sizeof(float), 1, transformPitch));
-    } catch (...) {
-        Release();
-        throw;
-    }
-}
-
-TezOctreeRenderBuffers::~TezOctreeRenderBuffers() { Release(); }
-
-void TezOctreeRenderBuffers::Release()
-{
-    for (void* p : m_owned) {
-        if (m_target.onDevice) {
-            const char* error = nullptr;
-            CudaFree(p, &error);
-        } else {
-            std::free(p);
-        }
-    }
-    m_owned.clear();
+    m_target.image = static_cast<uint8_t*>(m_image.Get());
+    m_target.imagePitch = static_cast<uint32_t>(m_image.GetPitch());
+    m_target.depth = static_cast<uint32_t*>(m_depth.Get());
+    m_target.depthPitch = static_cast<uint32_t>(m_depth.GetPitch());
+    m_target.colourLayers = static_cast<uint8_t*>(m_colourLayers.Get());
+    m_target.colourLayersPitch = static_cast<uint32_t>(m_colourLayers.GetPitch());
+    m_target.rayLayers = static_cast<float*>(m_rayLayers.Get());
+    m_target.rayLayersPitch = static_cast<uint32_t>(m_rayLayers.GetPitch());
+    m_target.transform = static_cast<float*>(m_transform.Get());
 }
 
 namespace {
 
 template <class T>
-std::vector<T> ReadPitched(const TezOctreeRenderTarget& t, const void* p, uint32_t pitch, size_t rows)
+std::vector<T> ReadRows(const TezDeviceBuffer& buffer)
 {
-    const size_t row = static_cast<size_t>(t.width) * 4;
-    std::vector<T> out(rows * row / sizeof(T));
-    if (!p || rows == 0)
-        return out;
-    if (t.onDevice) {
-        const char* error = nullptr;
-        if (!CudaCopy2DToHost(out.data(), row, p, pitch, row, rows, &error))
-            Refuse("TezOctreeRenderBuffers::Read", error ? error : "copy failed");
-        return out;
-    }
-    for (size_t r = 0; r < rows; ++r)
-        std::memcpy(reinterpret_cast<uint8_t*>(out.data()) + r * row, static_cast<const uint8_t*>(p) + r * pitch, row);
+    std::vector<T> out(buffer.GetRows() * buffer.GetWidthBytes() / sizeof(T));
+    Check(buffer.Download(out.data(), 0, buffer.GetRows()), "TezOctreeRenderBuffers::Read");
     return out;
 }
 
 } // namespace
 
-std::vector<uint8_t> TezOctreeRenderBuffers::ReadImage() const
-{
-    return ReadPitched<uint8_t>(m_target, m_target.image, m_target.imagePitch, m_target.height);
-}
+std::vector<uint8_t> TezOctreeRenderBuffers::ReadImage() const { return ReadRows<uint8_t>(m_image); }
 
-std::vector<uint32_t> TezOctreeRenderBuffers::ReadDepth() const
-{
-    return ReadPitched<uint32_t>(m_target, m_target.depth, m_target.depthPitch, m_target.height);
-}
+std::vector<uint32_t> TezOctreeRenderBuffers::ReadDepth() const { return ReadRows<uint32_t>(m_depth); }
 
-std::vector<uint8_t> TezOctreeRenderBuffers::ReadColourLayers() const
-{
-    return ReadPitched<uint8_t>(m_target, m_target.colourLayers, m_target.colourLayersPitch,
-                                static_cast<size_t>(m_target.height) * m_target.layerCount);
-}
+std::vector<uint8_t> TezOctreeRenderBuffers::ReadColourLayers() const { return ReadRows<uint8_t>(m_colourLayers); }
 
-std::vector<float> TezOctreeRenderBuffers::ReadRayLayers() const
-{
-    return ReadPitched<float>(m_target, m_target.rayLayers, m_target.rayLayersPitch,
-                              static_cast<size_t>(m_target.height) * m_target.layerCount);
-}
+std::vector<float> TezOctreeRenderBuffers::ReadRayLayers() const { return ReadRows<float>(m_rayLayers); }

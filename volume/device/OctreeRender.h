@@ -19,6 +19,7 @@
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
+#include "platform/DeviceBuffer.h"
 #include "volume/device/CameraRecord.h"
 #include "volume/device/OctreeKernelTypes.h"
 
@@ -121,13 +122,11 @@ TEZ_API bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, c
 TEZ_API bool TezCalculateOctreeNodeStatesAdjacent(const TezOctreeRenderSource& source, bool onDevice);
 
 // Buffers for a target, owned: host arrays, or device memory when onDevice.
+// Movable, not copyable.
 class TEZ_API TezOctreeRenderBuffers
 {
 public:
     TezOctreeRenderBuffers(int width, int height, int layerCount, bool onDevice);
-    ~TezOctreeRenderBuffers();
-    TezOctreeRenderBuffers(const TezOctreeRenderBuffers&) = delete;
-    TezOctreeRenderBuffers& operator=(const TezOctreeRenderBuffers&) = delete;
 
     const TezOctreeRenderTarget& GetTarget() const { return m_target; }
 
@@ -139,8 +138,6 @@ public:
     std::vector<float> ReadRayLayers() const;
 
 private:
-    void Release();
-
     TezOctreeRenderTarget m_target;
-    std::vector<void*> m_owned;
+    TezDeviceBuffer m_image, m_depth, m_colourLayers, m_rayLayers, m_transform;
 };

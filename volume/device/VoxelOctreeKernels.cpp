@@ -32,24 +32,15 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
     if (!octree || !table)
         return false;
     const TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
-    const Octree record = TezMakeOctreeRecord(source);
-    const bool sixteen = source.bitsPerPixel == 16;
-    bool ok = true;
-    if (TezDeviceIsCuda()) {
-        if (!TezOctreeKernelsHaveDevice()) {
-            TezLogger::error("TezVoxelOctreeCalculateNodeStates: the library was built without its device kernels\n");
-            return false;
-        }
-        const char* error = nullptr;
-        if (!RunNodeStatesCuda(record, source.nodeCount, table, sixteen, &error)) {
-            TezLogger::error("CUDA error at \"TezVoxelOctreeCalculateNodeStates.A\": %s\n", error ? error : "");
-            const int status = LastCudaStatus();
-            checkCudaError(status != 0 ? status : TezDeviceErrorUnknown, "TezVoxelOctreeCalculateNodeStates.A");
-            ok = false;
-        }
-    } else {
-        RunNodeStatesHost(record, source.nodeCount, table, sixteen);
+    const bool onDevice = TezDeviceIsCuda();
+    if (onDevice && !TezOctreeKernelsHaveDevice()) {
+        TezLogger::error("TezVoxelOctreeCalculateNodeStates: the library was built without its device kernels\n");
+        return false;
     }
+    (onDevice ? CudaLaunches : HostLaunches)
+        .nodeStates(TezMakeOctreeRecord(source), source.nodeCount, table, source.bitsPerPixel == 16);
+    if (onDevice)
+        checkLastCudaError("TezVoxelOctreeCalculateNodeStates.A");
     TezVoxelOctreeNodePool& pool = octree->GetNodePool();
     pool.ReadFromCUDA();
     // A root without children (a constant volume) has its state already.
@@ -57,5 +48,5 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
         pool.Node(0)->state =
             CombineChildStates([&pool](uint32_t i) -> Node& { return *pool.Node(i); }, pool.GetNumElements(), 1, 0);
     pool.WriteToCUDA();
-    return ok;
+    return true;
 }
