@@ -337,8 +337,117 @@ struct MarchCounters
     unsigned voxels; // brick voxels visited
 };
 
-// Walks the ray from t through the tree, restarting every step at the root.
-// A surface is where the opacity differs from `inside` (false: first hit).
+// Where one descent from the root stopped: the node, the ray's point inside
+// its cell (f, in cell units), the cell's edge and level, the node's integer
+// coordinates at that level, and its index in the pool. left: the point lay
+// outside the tree.
+struct Descent
+{
+    Node node;
+    float3s f;
+    float cell;
+    int level;
+    int nx, ny, nz;
+    int index;
+    bool left;
+};
+
+// The level a descent at distance t may reach: finer near the eye. At t = 0
+// the quotient overflows the conversion to the largest int, which is no limit.
+TEZ_KERNELFN int LevelLimit(const Octree& oct, float t)
+{
+    const int lod = ToInt(static_cast<float>(oct.maxDepth) / ApproxSqrt(t / (oct.voxelSize * 750.0f)) + 0.5f);
+    return lod > 2 ? lod : 2;
+}
+
+// Descends from the root to the childless node (or the node at level lod)
+// that holds the ray's point at t.
+TEZ_KERNELFN Descent Descend(const Octree& oct, const Ray& ray, float t, int lod)
+{
+    Descent d{};
+    float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
+    int ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
+    if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
+        d.left = true;
+        return d;
+    }
+    int base = 1;
+    d.cell = 0.5f;
+    for (;;) {
+        d.f = Make3(q.x - static_cast<float>(ix), q.y - static_cast<float>(iy), q.z - static_cast<float>(iz));
+        d.nx += ix, d.ny += iy, d.nz += iz;
+        d.index = base + ix + 2 * iy + 4 * iz;
+        d.node = oct.nodes[d.index];
+        const uint32_t children = d.node.children & TezNodeLowMask;
+        if (children == 0 || d.level == lod)
+            return d;
+        base = static_cast<int>(children);
+        d.nx *= 2, d.ny *= 2, d.nz *= 2;
+        ++d.level;
+        d.cell = d.cell / 2.0f;
+        q = Scale(d.f, 2.0f);
+        ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
+        if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
+            d.left = true;
+            return d;
+        }
+    }
+}
+
+// Walks the voxels of the brick of node d along the ray until a voxel's
+// classification differs from `inside` or the ray leaves the cell
+// (exitLocal: the exit in the cell's units). Adds the distance walked to
+// r.hitDepth while nothing is hit.
+template <class V>
+TEZ_KERNELFN void WalkBrick(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
+                            const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
+                            MarchCounters* counters)
+{
+    const float3s v0 = Scale(d.f, 16.0f);
+    float3s v = v0;
+    float s = 0.0f;
+    const float limit = 16.0f * exitLocal;
+    const float voxelCell = d.cell / 16.0f;
+    int lastVoxel = -1, voxelRepeats = 0;
+    if (!(limit > 0.0f && r.alpha < 1.0f))
+        return;
+    do {
+        const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
+        if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
+            break;
+        const int voxel = BrickIndex(bx, by, bz);
+        voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
+        lastVoxel = voxel;
+        if (counters)
+            ++counters->voxels;
+        const float3s local =
+            Make3(v.x - static_cast<float>(bx), v.y - static_cast<float>(by), v.z - static_cast<float>(bz));
+        const float e = Min3(Add(Mul(ray.inv, local), ray.exitBias));
+        s = s + e + StepEpsilon(0.001f, voxelRepeats, 0.5f * ray.unitT);
+        const float3s next = Add(v0, Scale(ray.dir, s));
+        if (r.alpha == 0.0f)
+            r.hitDepth = r.hitDepth + voxelCell * e;
+        const float entry = TableEntry(table, oct.valueScale, static_cast<float>(brick[voxel]));
+        if ((entry >= OpaqueThreshold) != inside) {
+            if (onCut) {
+                r.shade = cutShade;
+            } else {
+                const float3s g = Gradient(oct, brick, d.nx, d.ny, d.nz, d.level, bx, by, bz);
+                r.shade = ShadeFromGradient(g, ray.viewDir);
+            }
+            r.alpha = 1.0f;
+            r.opacity = entry;
+        }
+        onCut = false;
+        v = next;
+    } while (r.alpha < 1.0f && s < limit);
+}
+
+// Walks the ray from t through the tree, restarting every step at the root:
+// descend to the node at t, then either classify a uniform node, step over a
+// brick that cannot change the classification, or walk the brick; then step
+// past the cell. A surface is where the opacity differs from `inside`
+// (false: first hit).
 template <class V>
 TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
                                MarchCounters* counters = nullptr)
@@ -349,8 +458,6 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
     // is the cut face itself.
     bool onCut = ray.cutEntry && t <= ray.tEntry && (oct.looks & LookCutShading);
     const float cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
-    const float lodScale = oct.voxelSize * 750.0f;
-    const float maxDepth = static_cast<float>(oct.maxDepth);
     int stopCounter = 0;
     int lastNode = -1, nodeRepeats = 0;
     while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
@@ -358,118 +465,39 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
             r.hitDepth = t;
         if (counters)
             ++counters->steps;
-        int lod = ToInt(maxDepth / ApproxSqrt(t / lodScale) + 0.5f);
-        lod = lod > 2 ? lod : 2;
-
-        float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
-        int ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
-        if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
+        const Descent d = Descend(oct, ray, t, LevelLimit(oct, t));
+        if (d.left) {
             t = ray.tExit;
             continue;
         }
 
-        int base = 1, level = 0;
-        float cell = 0.5f;
-        int nx = 0, ny = 0, nz = 0;
-        float3s f;
-        Node node;
-        bool left = false;
-        int index = 0;
-        for (;;) {
-            f = Make3(q.x - static_cast<float>(ix), q.y - static_cast<float>(iy), q.z - static_cast<float>(iz));
-            nx += ix, ny += iy, nz += iz;
-            index = base + ix + 2 * iy + 4 * iz;
-            node = oct.nodes[index];
-            const uint32_t children = node.children & TezNodeLowMask;
-            if (children == 0 || level == lod)
-                break;
-            base = static_cast<int>(children);
-            nx *= 2, ny *= 2, nz *= 2;
-            ++level;
-            cell = cell / 2.0f;
-            q = Scale(f, 2.0f);
-            ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
-            if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
-                left = true;
-                break;
-            }
-        }
-        if (left) {
-            t = ray.tExit;
-            continue;
-        }
-
-        nodeRepeats = index == lastNode ? nodeRepeats + 1 : 0;
-        lastNode = index;
-        const float exitLocal = Min3(Add(Mul(ray.inv, f), ray.exitBias));
-        const float advance = cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * cell * ray.unitT);
+        nodeRepeats = d.index == lastNode ? nodeRepeats + 1 : 0;
+        lastNode = d.index;
+        const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
+        const float advance = d.cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * d.cell * ray.unitT);
+        const Node& node = d.node;
 
         if (!(node.children & TezNodeFlagBit)) {
             const float entry = TableEntry(table, oct.valueScale, static_cast<float>(node.data));
             if ((entry >= OpaqueThreshold) != inside) {
-                r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, f) : 1.0f);
+                r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, d.f) : 1.0f);
                 r.alpha = 1.0f;
                 r.opacity = entry;
             }
             onCut = false;
-            t = Advance(t, advance);
-            continue;
-        }
-        if (oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) && (node.data & TezNodeFlagBit)) {
+        } else if (oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
+                   (node.data & TezNodeFlagBit)) {
             // Every voxel of this brick classifies as the ray already does:
             // walking it could not hit, and t moves on as after the walk.
             onCut = false;
-            t = Advance(t, advance);
-            continue;
-        }
-        if (!(node.data & TezNodeFlagBit)) {
+        } else if (!(node.data & TezNodeFlagBit)) {
             // A brick flag without a brick: the ray ends here.
             if (stopCounter == 0)
                 r.hitDepth = t;
-            t = Advance(t, advance);
             ++stopCounter;
-            continue;
-        }
-
-        const V* brick = leaves + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
-        const float3s v0 = Scale(f, 16.0f);
-        float3s v = v0;
-        float s = 0.0f;
-        const float limit = 16.0f * exitLocal;
-        const float voxelCell = cell / 16.0f;
-        int lastVoxel = -1, voxelRepeats = 0;
-        if (limit > 0.0f && r.alpha < 1.0f) {
-            do {
-                const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
-                if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
-                    break;
-                const int voxel = BrickIndex(bx, by, bz);
-                voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
-                lastVoxel = voxel;
-                if (counters)
-                    ++counters->voxels;
-                const float3s local =
-                    Make3(v.x - static_cast<float>(bx), v.y - static_cast<float>(by), v.z - static_cast<float>(bz));
-                const float e = Min3(Add(Mul(ray.inv, local), ray.exitBias));
-                s = s + e + StepEpsilon(0.001f, voxelRepeats, 0.5f * ray.unitT);
-                const float3s next = Add(v0, Scale(ray.dir, s));
-                if (r.alpha == 0.0f)
-                    r.hitDepth = r.hitDepth + voxelCell * e;
-                const float value = static_cast<float>(brick[voxel]);
-                const float entry = TableEntry(table, oct.valueScale, value);
-                if ((entry >= OpaqueThreshold) != inside) {
-                    if (onCut) {
-                        r.shade = cutShade;
-                    } else {
-                        const float3s g = Gradient(oct, brick, nx, ny, nz, level, bx, by, bz);
-                        r.shade = ShadeFromGradient(g, ray.viewDir);
-                    }
-                    r.alpha = 1.0f;
-                    r.opacity = entry;
-                }
-                onCut = false;
-                v = next;
-            } while (r.alpha < 1.0f && s < limit);
+        } else {
+            const V* brick = leaves + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+            WalkBrick<V>(oct, ray, table, inside, brick, d, exitLocal, onCut, cutShade, r, counters);
         }
         t = Advance(t, advance);
     }
