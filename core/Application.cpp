@@ -1,5 +1,6 @@
 #include "core/Application.h"
 
+#include "core/AppService.h"
 #include "core/Events.h"
 #include "core/Logger.h"
 #include "core/Preferences.h"
@@ -9,6 +10,29 @@
 #include "platform/OpenNurbs.h"
 
 int NvOptimusEnablementCuda = 1;
+
+namespace {
+
+// The managers reach the application's instances of themselves through
+// these accessors, handed over at load time.
+template <class T, TezRef<T> (TezApplication::*Getter)()>
+TezRef<T> FromApplication()
+{
+    TezApplication* app = TezApplication::Instance();
+    return app ? (app->*Getter)() : TezRef<T>();
+}
+
+bool const g_servicesHandedOver = [] {
+    TezAppService<TezThreadManager>::Set(&FromApplication<TezThreadManager, &TezApplication::GetThreadManager>);
+    TezAppService<TezEventManager>::Set(&FromApplication<TezEventManager, &TezApplication::GetEventManager>);
+    TezAppService<TezUIManager>::Set(&FromApplication<TezUIManager, &TezApplication::GetUIManager>);
+    TezAppService<TezResourceManager>::Set(&FromApplication<TezResourceManager, &TezApplication::GetResourceManager>);
+    TezAppService<TezPrefOptionManager>::Set(
+        &FromApplication<TezPrefOptionManager, &TezApplication::GetPrefOptionManager>);
+    return true;
+}();
+
+} // namespace
 
 TezApplication* TezApplication::m_instance = nullptr;
 TezApplication::RenderViewManagerFactory TezApplication::m_renderViewManagerFactory = nullptr;

@@ -1,6 +1,6 @@
 #include "core/Events.h"
 
-#include "core/Application.h"
+#include "core/AppService.h"
 
 #include <stdexcept>
 
@@ -22,11 +22,7 @@ TezRef<TezEventManager> TezEventManager::Create()
     return TezRef<TezEventManager>(new TezEventManager());
 }
 
-TezRef<TezEventManager> TezEventManager::GetAppEventManager()
-{
-    TezApplication* app = TezApplication::Instance();
-    return app ? app->GetEventManager() : nullptr;
-}
+TezRef<TezEventManager> TezEventManager::GetAppEventManager() { return TezAppService<TezEventManager>::Get(); }
 
 TezEventManager::~TezEventManager()
 {

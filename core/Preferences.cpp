@@ -1,6 +1,6 @@
 #include "core/Preferences.h"
 
-#include "core/Application.h"
+#include "core/AppService.h"
 #include "core/Events.h"
 #include "core/Logger.h"
 #include "core/Constants.h"
@@ -382,11 +382,7 @@ TezRef<TezPrefOptionManager> TezPrefOptionManager::Create()
     return TezRef<TezPrefOptionManager>(new TezPrefOptionManager());
 }
 
-TezRef<TezPrefOptionManager> TezPrefOptionManager::GetAppPrefOptionManager()
-{
-    TezApplication* app = TezApplication::Instance();
-    return app ? app->GetPrefOptionManager() : nullptr;
-}
+TezRef<TezPrefOptionManager> TezPrefOptionManager::GetAppPrefOptionManager() { return TezAppService<TezPrefOptionManager>::Get(); }
 
 void TezPrefOptionManager::AddOption(TezRef<TezPrefOption> option)
 {

@@ -1,6 +1,6 @@
 #include "core/ResourceManager.h"
 
-#include "core/Application.h"
+#include "core/AppService.h"
 #include "platform/System.h"
 
 #include <cstdio>
@@ -58,11 +58,7 @@ TezRef<TezResourceManager> TezResourceManager::Create()
     return TezRef<TezResourceManager>(new TezResourceManager());
 }
 
-TezRef<TezResourceManager> TezResourceManager::GetAppResourceManager()
-{
-    TezApplication* app = TezApplication::Instance();
-    return app ? app->GetResourceManager() : nullptr;
-}
+TezRef<TezResourceManager> TezResourceManager::GetAppResourceManager() { return TezAppService<TezResourceManager>::Get(); }
 
 TezString TezResourceManager::GetFolder(ResourceType type)
 {

@@ -1,6 +1,6 @@
 #include "core/Threads.h"
 
-#include "core/Application.h"
+#include "core/AppService.h"
 
 #include <chrono>
 #include <exception>
@@ -150,11 +150,7 @@ TezRef<TezThreadManager> TezThreadManager::Create()
     return TezRef<TezThreadManager>(new TezThreadManager());
 }
 
-TezRef<TezThreadManager> TezThreadManager::GetAppThreadManager()
-{
-    TezApplication* app = TezApplication::Instance();
-    return app ? app->GetThreadManager() : nullptr;
-}
+TezRef<TezThreadManager> TezThreadManager::GetAppThreadManager() { return TezAppService<TezThreadManager>::Get(); }
 
 bool TezThreadManager::Start(TezRef<TezThread> thread)
 {

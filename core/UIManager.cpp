@@ -1,16 +1,12 @@
 #include "core/UIManager.h"
 
-#include "core/Application.h"
+#include "core/AppService.h"
 
 TEZ_DEFINE_REF_FUNCTIONS(TezUIManager)
 
 TezRef<TezUIManager> TezUIManager::Create() { return TezRef<TezUIManager>(new TezUIManager()); }
 
-TezRef<TezUIManager> TezUIManager::GetAppUIManager()
-{
-    TezApplication* app = TezApplication::Instance();
-    return app ? app->GetUIManager() : nullptr;
-}
+TezRef<TezUIManager> TezUIManager::GetAppUIManager() { return TezAppService<TezUIManager>::Get(); }
 
 void TezUIManager::StartProgress(uint64_t count) { if (m_callback) m_callback->StartProgress(count); }
 void TezUIManager::EndProgress() { if (m_callback) m_callback->EndProgress(); }
