@@ -7,9 +7,13 @@ install(TARGETS Tezcore EXPORT TezcoreTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore)
 
+# Public headers only: detail/ folders and the kernels' internal launch
+# header stay in the source tree.
 foreach(dir IN LISTS TEZ_LIBRARY_FOLDERS)
   install(DIRECTORY ${dir}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore/${dir}
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN "detail" EXCLUDE
+    PATTERN "OctreeLaunch.h" EXCLUDE)
 endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/generated/TezcoreVersion.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Tezcore)

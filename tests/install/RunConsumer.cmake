@@ -12,6 +12,13 @@ endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 
+# What is installed is public: no detail/ folder, no internal launch header.
+file(GLOB_RECURSE private_headers ${prefix}/include/*)
+list(FILTER private_headers INCLUDE REGEX "/detail/|/OctreeLaunch\\.h$")
+if(private_headers)
+  message(FATAL_ERROR "internal headers were installed: ${private_headers}")
+endif()
+
 # find_package(Tezcore) and Tezcore::Tezcore
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_BUILD_TYPE=Release)
