@@ -248,6 +248,73 @@ bool TezScriptManager::SetActiveScriptLine(int line)
     return ParseScriptLine(line);
 }
 
+namespace {
+
+// The command a script line calls: "module.name(...)" or "x = module.name(...)"
+// gives name when module is the script module; any other dotted call gives
+// the call as written. Empty when the line calls nothing.
+TezString CalledName(TezString const& line, TezString const& module)
+{
+    std::vector<TezString> tokens = line.Split(TezString("=("));
+    if (tokens.empty())
+        return TezString();
+    TezString call = tokens[0];
+    std::vector<TezString> words = call.Split(TezString(". \t"));
+    if (words.size() < 2 && tokens.size() >= 2) {
+        call = tokens[1];
+        words = call.Split(TezString(". \t\n"));
+    }
+    if (words.size() < 2)
+        return TezString();
+    return words[0].CompareNoCase(module) == 0 ? words[1] : call;
+}
+
+// The argument text between the first "(" and the last ")", without the
+// spaces and brackets at either end: characters start to end, inclusive.
+void ArgumentRange(TezString const& line, int& start, int& end)
+{
+    int const length = line.Length();
+    char const* text = line.c_str();
+    int const open = line.Find('(');
+    int const close = line.ReverseFind(')');
+    start = open >= 0 ? open + 1 : length;
+    end = close >= 0 ? close - 1 : length - 1;
+    while (start < length && (text[start] == ' ' || text[start] == '['))
+        ++start;
+    while (end >= 0 && (text[end] == ' ' || text[end] == ']'))
+        --end;
+}
+
+// The arguments of the range, split at every comma; empty ones kept.
+std::vector<TezString> SplitArguments(TezString const& line, int start, int end)
+{
+    std::vector<TezString> arguments;
+    if (start > end)
+        return arguments;
+    char const* text = line.c_str();
+    int from = start;
+    for (int i = start; i <= end + 1; ++i) {
+        if (i == end + 1 || text[i] == ',') {
+            arguments.push_back(line.Mid(from, i - from));
+            if (i - from == 0)
+                arguments.back() = TezString("");
+            from = i + 1;
+        }
+    }
+    return arguments;
+}
+
+} // namespace
+
+int TezScriptManager::FindCommand(TezString const& name)
+{
+    std::vector<TezString> const& names = GetCommandListNames();
+    for (size_t i = 0; i < names.size(); ++i)
+        if (names[i].CompareNoCase(name) == 0)
+            return static_cast<int>(i);
+    return -1;
+}
+
 bool TezScriptManager::ParseScriptLine(int lineIndex)
 {
     m_activeScriptCommand = -1;
@@ -256,64 +323,35 @@ bool TezScriptManager::ParseScriptLine(int lineIndex)
         return false;
     TezString const line = view[static_cast<size_t>(lineIndex)];
 
-    std::vector<TezString> tokens = line.Split(TezString("=("));
-    if (tokens.empty())
-        return false;
-    TezString call = tokens[0];
-    std::vector<TezString> words = call.Split(TezString(". \t"));
-    if (words.size() < 2 && tokens.size() >= 2) {
-        call = tokens[1];
-        words = call.Split(TezString(". \t\n"));
-    }
-    if (words.size() < 2)
-        return false;
-
     TezApplication* app = TezApplication::Instance();
-    TezString module = app ? app->GetScriptModuleName() : TezString("");
-    TezString name = words[0].CompareNoCase(module) == 0 ? words[1] : call;
+    TezString const name = CalledName(line, app ? app->GetScriptModuleName() : TezString(""));
+    if (name.Length() == 0)
+        return false;
+    int start = 0, end = 0;
+    ArgumentRange(line, start, end);
+    std::vector<TezString> const arguments = SplitArguments(line, start, end);
 
-    // The argument range, between the first "(" and the last ")".
-    int length = line.Length();
-    char const* text = line.c_str();
-    int open = line.Find('(');
-    int close = line.ReverseFind(')');
-    int start = open >= 0 ? open + 1 : length;
-    int end = close >= 0 ? close - 1 : length - 1;
-    while (start < length && (text[start] == ' ' || text[start] == '['))
-        ++start;
-    while (end >= 0 && (text[end] == ' ' || text[end] == ']'))
-        --end;
-    std::vector<TezString> arguments;
-    if (start <= end) {
-        int from = start;
-        for (int i = start; i <= end + 1; ++i) {
-            if (i == end + 1 || text[i] == ',') {
-                arguments.push_back(line.Mid(from, i - from));
-                if (i - from == 0)
-                    arguments.back() = TezString("");
-                from = i + 1;
-            }
-        }
-    }
-
-    std::vector<TezString> const& names = GetCommandListNames();
-    int found = -1;
-    for (size_t i = 0; i < names.size(); ++i)
-        if (names[i].CompareNoCase(name) == 0) {
-            found = static_cast<int>(i);
-            break;
-        }
+    int const found = FindCommand(name);
     if (found < 0)
         return false;
     m_activeScriptCommand = found;
 
     CommandDef& entry = m_commandList[static_cast<size_t>(found)];
+    int const length = line.Length();
     entry.prefix = line.Left(start);
-    int suffixStart = std::max(end + 1, start);
+    int const suffixStart = std::max(end + 1, start);
     entry.suffix = suffixStart < length ? line.Mid(suffixStart, length - suffixStart) : TezString("");
     if (entry.declared == 0)
         return false;
+    SetParameters(entry, arguments);
+    if (!FillDefaults(entry))
+        return false;
+    UpdateActiveScriptLine();
+    return true;
+}
 
+void TezScriptManager::SetParameters(CommandDef& entry, std::vector<TezString> const& arguments)
+{
     entry.params.resize(entry.declared);
     for (size_t i = 0; i < arguments.size(); ++i) {
         TezString value = Trimmed(arguments[i]);
@@ -327,7 +365,10 @@ bool TezScriptManager::ParseScriptLine(int lineIndex)
     }
     for (size_t i = arguments.size(); i < entry.params.size(); ++i)
         entry.params[i].value.Erase();
+}
 
+bool TezScriptManager::FillDefaults(CommandDef& entry)
+{
     if (!entry.def.defaultsMethod)
         return false;
     std::vector<TezString> defaults(entry.declared, TezString(""));
@@ -339,8 +380,6 @@ bool TezScriptManager::ParseScriptLine(int lineIndex)
             filled = true;
         }
     }
-    if (filled)
-        UpdateActiveScriptLine();
     return filled;
 }
 

@@ -87,6 +87,12 @@ protected:
 
     void BuildCommandList(std::vector<TezCommand::CommandDef> const& definitions);
     bool ParseScriptLine(int line);
+    // Steps of ParseScriptLine: the command's index by name (-1 when none),
+    // the parameters from the line's arguments, the defaults for the empty
+    // ones (true when any was filled).
+    int FindCommand(TezString const& name);
+    void SetParameters(CommandDef& entry, std::vector<TezString> const& arguments);
+    bool FillDefaults(CommandDef& entry);
     void UpdateActiveScriptLine();
 
     TezScriptRunMethod GetCommandRunMethod(TezCommand::CommandDef const& def);
