@@ -60,8 +60,8 @@ TEST(TezApplication, BuildsItsManagersAndReleasesThem)
         EXPECT_EQ(app.GetUIManager(), TezUIManager::GetAppUIManager());
         EXPECT_TRUE(app.GetThreadManager());
         EXPECT_EQ(app.GetThreadManager(), TezThreadManager::GetAppThreadManager());
-        // Subsystems that are not built in yet leave their managers null.
-        EXPECT_FALSE(app.GetRenderViewManager());
+        EXPECT_TRUE(app.GetRenderViewManager());
+        EXPECT_EQ(app.GetRenderViewManager(), TezRenderViewManager::GetAppRenderViewManager());
 
         events->Subscribe(TezEventDocumentChanged::Create(), Counter::Create());
         EXPECT_EQ(1u, events->GetSubscriptionCount());
@@ -90,7 +90,8 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
     std::system((std::string("rm -rf ") + base).c_str());
 
     size_t last = 0;
-    for (char const* step : {"built the thread manager", "built the event manager", "built the UI manager", "built the resource manager",
+    for (char const* step : {"built the thread manager", "built the event manager", "built the render view manager",
+                             "built the UI manager", "built the resource manager",
                              "stopped all threads", "dropped all subscriptions", "released the managers"}) {
         size_t at = log.find(step);
         ASSERT_NE(std::string::npos, at) << step << "\n" << log;
