@@ -219,7 +219,6 @@ int BuildScene(TezRef<TezScene> const& scene, std::vector<TezRef<TezSceneObject>
                 TezRotationAboutY<float>(1.25f) * TezTranslationTransform<float>({0.0f, 0.0f, -0.9f}));
     TezRef<TezSceneIntersectionLines> lines = TezSceneIntersectionLines::Create(TezRef<TezSceneObject>(ball),
                                                                               TezRef<TezSceneObject>(rod));
-    lines->SetDepthTolerance(4e-3f);
     scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(lines));
     Add(scene, TezSceneCone::Create(0.6f, 1.2f), orange, Upright(Cell(4, 2)));
     // Behind the cone, and yet blended over it: the transparent pass draws

@@ -7,8 +7,10 @@
 //           within the tolerance
 //   passes 2 and 3  the same with the objects' roles swapped
 // so the curve is drawn from both surfaces. The tolerance is in window depth
-// units (0 to 1 over the camera's near to far); the curve is wider where the
-// surfaces meet at a grazing angle. RenderMode VisibleOnly keeps the depth
+// units (0 to 1 over the camera's near to far), 0.004 to start: a curve a
+// pixel or two wide where near and far hug the scene. The curve is wider
+// where the surfaces meet at a grazing angle, and thinner (broken, at
+// worst) where they meet steeply or near and far lie wide apart. RenderMode VisibleOnly keeps the depth
 // test of the frame (hidden parts of the curve stay hidden); ShowThrough
 // draws the whole curve over everything. Shading lights the curve as its
 // surface is lit; without it the colour is flat.
@@ -58,7 +60,7 @@ protected:
 private:
     TezRef<TezSceneObject> m_first;
     TezRef<TezSceneObject> m_second;
-    float m_depthTolerance = 1.5e-3f;
+    float m_depthTolerance = 4e-3f;
     int m_renderMode = VisibleOnly;
     bool m_shadingEnabled = true;
     TezRef<TezFrameBuffer> m_depthBuffer;
