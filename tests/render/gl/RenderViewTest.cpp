@@ -232,6 +232,15 @@ TEST_F(RenderViewTest, PicksReadIdsOfTheIdentityMap)
     EXPECT_EQ(b->Id(), view->Pick(PixelOf(aOverB)));
 }
 
+TEST_F(RenderViewTest, ResetsGiveUpTheDeviceContextAndTakeItAgain)
+{
+    BuildThreeQuads();
+    EXPECT_TRUE(manager->PreReset());
+    EXPECT_TRUE(manager->PostReset());
+    EXPECT_TRUE(view->Paint());
+    ExpectColor({255, 0, 0, 255}, ColorAt(PixelOf(onlyA)), 1, "after a reset");
+}
+
 TEST_F(RenderViewTest, ViewWithoutSceneClearsAndMapsNothing)
 {
     view->SetScene(nullptr);
