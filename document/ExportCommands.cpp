@@ -20,7 +20,8 @@ bool TezCmdExportMainWindowImage::Run(TezString const& fileName)
 
 static void RequireRenderView()
 {
-    if (!TezRenderViewManager::GetAppRenderViewManager())
+    TezRef<TezRenderViewManager> views = TezRenderViewManager::GetAppRenderViewManager();
+    if (!views || views->GetRenderViewList().empty())
         TezLogger::except("Render View window does not exist. Cannot export image.");
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/Version.h"
 
+#include <cstdlib>
 #include <cstring>
 
 std::vector<TezSubCommand> const& TezSubCommands()
@@ -27,6 +28,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
          TezRenderCommand},
         {"effects-demo", "tez effects-demo [-o OUT.png] [--size WxH]",
          "draw the sample meshes with the GL effects side by side into a PNG", TezEffectsDemoCommand},
+        {"scene-demo", "tez scene-demo [-o OUT.png] [--size WxH]",
+         "every kind of scene object in one frame of a render view, saved as an image", TezSceneDemoCommand},
 
     };
     return commands;
@@ -72,4 +75,18 @@ int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err)
     std::fprintf(err, "tez: unknown command '%s'\n\n", first.c_str());
     TezPrintUsage(err);
     return 2;
+}
+
+bool TezParsePictureSize(std::string const& value, int& width, int& height)
+{
+    char* end = nullptr;
+    long const w = std::strtol(value.c_str(), &end, 10);
+    if (!end || *end != 'x')
+        return false;
+    long const h = std::strtol(end + 1, &end, 10);
+    if (!end || *end != '\0' || w < 16 || h < 16 || w > 8192 || h > 8192)
+        return false;
+    width = static_cast<int>(w);
+    height = static_cast<int>(h);
+    return true;
 }

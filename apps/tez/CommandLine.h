@@ -20,6 +20,8 @@ std::vector<TezSubCommand> const& TezSubCommands();
 void TezPrintUsage(FILE* stream);
 // Runs one command line (args without the program name).
 int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err);
+// A picture size "WxH" of the GL demos, 16 to 8192 pixels each way.
+bool TezParsePictureSize(std::string const& value, int& width, int& height);
 
 // Sub-commands.
 int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);
@@ -46,3 +48,6 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez effects-demo [-o OUT.png] [--size WxH]: the sample meshes with the GL
 // effects, drawn off-screen
 int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez scene-demo [-o OUT] [--size WxH]: every kind of scene object in one
+// frame of a render view, drawn off-screen and saved by the name's extension
+int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err);

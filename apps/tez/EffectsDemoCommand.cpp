@@ -56,20 +56,6 @@ TezMatrix44<float> Placement(TezRef<TezIndexedMesh> const& mesh, float x, float 
     return TezTranslationTransform<float>({x, y, 0.0f}) * tilt * centre;
 }
 
-bool ParseSize(std::string const& value, int& width, int& height)
-{
-    char* end = nullptr;
-    long const w = std::strtol(value.c_str(), &end, 10);
-    if (!end || *end != 'x')
-        return false;
-    long const h = std::strtol(end + 1, &end, 10);
-    if (!end || *end != '\0' || w < 16 || h < 16 || w > 8192 || h > 8192)
-        return false;
-    width = static_cast<int>(w);
-    height = static_cast<int>(h);
-    return true;
-}
-
 } // namespace
 
 int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err)
@@ -86,7 +72,7 @@ int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err)
             std::string const& value = args[++i];
             if (arg == "-o") {
                 output = value;
-            } else if (!ParseSize(value, width, height)) {
+            } else if (!TezParsePictureSize(value, width, height)) {
                 std::fprintf(err, "tez effects-demo: --size must be WxH, 16 to 8192 each\n");
                 return 2;
             }

@@ -50,6 +50,9 @@ BenchContext& Context()
             c.reason = "the GL context cannot be bound";
         return c;
     }();
+    // Render views unbind the context after every frame: bind it again.
+    if (context.ok)
+        TezGLPlatform::MakeCurrent(context.dc, context.context);
     return context;
 }
 

@@ -1,12 +1,15 @@
 #include "render/objects/SceneBackground.h"
 
+#include "render/CameraView.h"
 #include "render/effects/DefaultEffects.h"
+#include "render/objects/detail/ObjectGL.h"
 #include "render/scene/SceneDrawData.h"
 #include "volume/Color.h"
 
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneBackground)
@@ -54,7 +57,32 @@ void TezSceneBackground::SetGradientSize(float size)
     SetProperty(NeedsBuild, true);
 }
 
+void TezSceneBackground::SetImage(TezRef<TezRgbaBitmap> image)
+{
+    m_image = image;
+    SetProperty(NeedsBuild, true);
+}
+
 void TezSceneBackground::SetImageLevel(float level) { m_imageLevel = level; }
+
+void TezSceneBackground::LoadImage()
+{
+    int const width = m_image->GetWidth(), height = m_image->GetHeight();
+    if (!m_imageTexture || m_imageTexture->GetWidth() != width || m_imageTexture->GetHeight() != height)
+        m_imageTexture = TezTexture::Create(TezTexture::PixelRGBA8, width, height, 1, TezTexture::Type2D, false);
+    // The bitmap's rows run down from the top; GL's first row is the bottom.
+    size_t const row = static_cast<size_t>(width) * 4;
+    std::vector<unsigned char> flipped(row * static_cast<size_t>(height));
+    for (int y = 0; y < height; ++y)
+        std::memcpy(flipped.data() + row * static_cast<size_t>(height - 1 - y),
+                    m_image->GetPixels() + row * static_cast<size_t>(y), row);
+    m_imageTexture->Load(flipped.data(), flipped.size());
+    m_imageTexture->Bind();
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    m_imageTexture->Unbind();
+    m_imageVersion = m_image->GetVersion();
+}
 
 void TezSceneBackground::SetImageSize(int width, int height)
 {
@@ -92,6 +120,9 @@ bool TezSceneBackground::BuildObject()
     m_gradient->Unbind();
 
     float const quad[] = {-1, -1, 0, 1, -1, 0, -1, 1, 0, 1, 1, 0};
+    m_imageTexture = nullptr;
+    if (m_image)
+        LoadImage();
     m_vertexArray.Bind();
     m_vertices.Upload(GL_ARRAY_BUFFER, sizeof quad, quad);
     TezGLVertexArray::SetFloatAttribute(0, 3, 3 * sizeof(float), 0);
@@ -103,12 +134,50 @@ bool TezSceneBackground::BuildObject()
 bool TezSceneBackground::UnbuildObject()
 {
     m_gradient = nullptr;
+    m_imageTexture = nullptr;
     m_vertexArray.Release();
     m_vertices.Release();
     return true;
 }
 
-bool TezSceneBackground::DrawObject(TezSceneDrawData const&)
+void TezSceneBackground::DrawImage(TezSceneDrawData const& data)
+{
+    if (m_image->GetVersion() != m_imageVersion)
+        LoadImage();
+    TezRef<TezCameraView> camera = data.GetCamera();
+    float viewWidth = static_cast<float>(m_viewport[2]), viewHeight = static_cast<float>(m_viewport[3]);
+    if ((viewWidth <= 0.0f || viewHeight <= 0.0f) && camera) {
+        viewWidth = static_cast<float>(camera->GetWidth());
+        viewHeight = static_cast<float>(camera->GetHeight());
+    }
+    float const imageWidth = static_cast<float>(m_imageWidth > 0 ? m_imageWidth : m_image->GetWidth());
+    float const imageHeight = static_cast<float>(m_imageHeight > 0 ? m_imageHeight : m_image->GetHeight());
+    if (viewWidth <= 0.0f || viewHeight <= 0.0f || imageWidth <= 0.0f || imageHeight <= 0.0f)
+        return;
+    // The largest size with the picture's proportions that fits the view,
+    // as a share of the view's half extents (the quad spans -1..1).
+    float const fit = std::min(viewWidth / imageWidth, viewHeight / imageHeight);
+    TezMatrix44<float> const place =
+        TezAnisotropicTransform<float>({imageWidth * fit / viewWidth, imageHeight * fit / viewHeight, 1.0f});
+    GLuint const program = tez_objects::CurrentProgram();
+    TezVector4<float> const tint = GetColor();
+    tez_objects::SetUniform(program, "modelMatrix", place);
+    tez_objects::SetUniform(program, "objectColor",
+                            TezVector4<float>(tint.x, tint.y, tint.z, std::clamp(m_imageLevel, 0.0f, 1.0f)));
+    GLboolean const blend = glIsEnabled(GL_BLEND);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    m_imageTexture->BindSlot(0);
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+    m_imageTexture->UnbindSlot(0);
+    if (!blend)
+        glDisable(GL_BLEND);
+    // The world matrix and colour the scene gave stand for the next draw.
+    tez_objects::SetUniform(program, "modelMatrix", GetWorldMatrix());
+    tez_objects::SetUniform(program, "objectColor", tint);
+}
+
+bool TezSceneBackground::DrawObject(TezSceneDrawData const& data)
 {
     if (!m_gradient || !m_vertexArray)
         return false;
@@ -120,8 +189,10 @@ bool TezSceneBackground::DrawObject(TezSceneDrawData const&)
     m_gradient->BindSlot(0);
     m_vertexArray.Bind();
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    TezGLVertexArray::Unbind();
     m_gradient->UnbindSlot(0);
+    if (m_image && m_imageLevel > 0.0f)
+        DrawImage(data);
+    TezGLVertexArray::Unbind();
     glDepthMask(depthWrite);
     if (depthTest)
         glEnable(GL_DEPTH_TEST);

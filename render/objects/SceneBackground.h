@@ -5,10 +5,19 @@
 // value); the bottom one is darker by the gradient size (0: flat, 1: black).
 // Not mappable: it never answers a pick. Setters mark it for a rebuild.
 //
+// A picture (SetImage, an RGBA bitmap the host fills) lies over the
+// gradient, as large as fits the viewport with the picture's proportions
+// and centred, blended by its alpha times the image level (0: gradient
+// only, 1: the picture as it is). The proportions are those of the image
+// size when one is set, else the bitmap's; the viewport is the one set,
+// else the camera's. A bitmap that reports a change is loaded again at the
+// next draw.
+//
 // BuildObject, DrawObject and UnbuildObject need the context current.
 
 #include "render/gl/Buffer.h"
 #include "render/gl/Texture.h"
+#include "render/objects/RgbaBitmap.h"
 #include "render/scene/SceneObject.h"
 
 TEZ_DECLARE_REF_FUNCTIONS(TezSceneBackground)
@@ -24,7 +33,8 @@ public:
     void SetSaturation(float saturation);
     void SetValue(float value);
     void SetGradientSize(float size);
-    // Kept for a background picture; the gradient does not use them.
+    void SetImage(TezRef<TezRgbaBitmap> image);
+    TezRef<TezRgbaBitmap> GetImage() const { return m_image; }
     void SetImageLevel(float level);
     void SetImageSize(int width, int height);
     void SetViewport(int x, int y, int width, int height);
@@ -33,6 +43,7 @@ public:
     float GetSaturation() const { return m_saturation; }
     float GetValue() const { return m_value; }
     float GetGradientSize() const { return m_gradientSize; }
+    float GetImageLevel() const { return m_imageLevel; }
 
     bool BuildObject() override;
     bool UnbuildObject() override;
@@ -50,6 +61,12 @@ private:
     int m_imageWidth = 0;
     int m_imageHeight = 0;
     int m_viewport[4] = {0, 0, 0, 0};
+    void LoadImage();
+    void DrawImage(TezSceneDrawData const& data);
+
+    TezRef<TezRgbaBitmap> m_image;
+    TezRef<TezTexture> m_imageTexture;
+    uint64_t m_imageVersion = 0;
     TezRef<TezTexture> m_gradient;
     TezGLVertexArray m_vertexArray;
     TezGLBuffer m_vertices;

@@ -84,7 +84,8 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
     std::system((std::string("rm -rf ") + base).c_str());
 
     size_t last = 0;
-    for (char const* step : {"built the thread manager", "built the event manager", "built the UI manager", "built the resource manager",
+    for (char const* step : {"built the thread manager", "built the event manager", "built the render view manager",
+                             "built the UI manager", "built the resource manager",
                              "stopped all threads", "dropped all subscriptions", "released the managers"}) {
         size_t at = log.find(step);
         ASSERT_NE(std::string::npos, at) << step << "\n" << log;

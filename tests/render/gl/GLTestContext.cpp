@@ -31,6 +31,9 @@ void GLTest::SetUp()
     TezGLTestContext& gl = TezGLTestContext::Get();
     if (!gl.ok)
         GTEST_SKIP() << gl.reason;
+    // Views unbind the context at the end of every paint, map and pick:
+    // each test starts with it bound on this thread again.
+    TezGLPlatform::MakeCurrent(gl.dc, gl.context);
     m_app = std::make_unique<TestApplication>(gl.context, gl.window);
     glGetError();
 }
