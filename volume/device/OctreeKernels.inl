@@ -14,11 +14,15 @@
 
 #if defined(__CUDACC__)
 #    define TEZ_KERNELFN __device__ inline
+#    define TEZ_KERNEL_STEP __device__ __forceinline__
 #    define TEZ_KERNEL_TABLE static __constant__ const
 #else
 #    define TEZ_KERNELFN inline
+#    define TEZ_KERNEL_STEP inline __attribute__((always_inline))
 #    define TEZ_KERNEL_TABLE static const
 #endif
+// TEZ_KERNEL_STEP: a named step of a loop that must compile as if written
+// in place, its state kept in registers.
 
 namespace TezOctreeDevice {
 
@@ -354,7 +358,7 @@ struct Descent
 
 // The level a descent at distance t may reach: finer near the eye. At t = 0
 // the quotient overflows the conversion to the largest int, which is no limit.
-TEZ_KERNELFN int LevelLimit(const Octree& oct, float t)
+TEZ_KERNEL_STEP int LevelLimit(const Octree& oct, float t)
 {
     const int lod = ToInt(static_cast<float>(oct.maxDepth) / ApproxSqrt(t / (oct.voxelSize * 750.0f)) + 0.5f);
     return lod > 2 ? lod : 2;
@@ -362,7 +366,7 @@ TEZ_KERNELFN int LevelLimit(const Octree& oct, float t)
 
 // Descends from the root to the childless node (or the node at level lod)
 // that holds the ray's point at t.
-TEZ_KERNELFN Descent Descend(const Octree& oct, const Ray& ray, float t, int lod)
+TEZ_KERNEL_STEP Descent Descend(const Octree& oct, const Ray& ray, float t, int lod)
 {
     Descent d{};
     float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
@@ -399,7 +403,7 @@ TEZ_KERNELFN Descent Descend(const Octree& oct, const Ray& ray, float t, int lod
 // (exitLocal: the exit in the cell's units). Adds the distance walked to
 // r.hitDepth while nothing is hit.
 template <class V>
-TEZ_KERNELFN void WalkBrick(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
+TEZ_KERNEL_STEP void WalkBrick(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
                             const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
                             MarchCounters* counters)
 {
