@@ -2,7 +2,8 @@
 # Installs everything Tezcore needs to build, test and run on Debian 12.
 # Idempotent: packages already present are left alone.
 #   --extras  also the peer libraries of the benchmarks
-# clang and its sanitizer and libFuzzer runtimes are for the sanitizer tier
+# clang and its sanitizer and libFuzzer runtimes are for the sanitizer tier,
+# clang-format for the format check
 # (scripts/sanitize.sh) and scripts/fuzz.sh.
 set -euo pipefail
 
@@ -15,7 +16,7 @@ packages=(
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
   assimp-testmodels
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev clang-format
 )
 
 if [ "${1:-}" = "--extras" ]; then
