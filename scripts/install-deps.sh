@@ -2,9 +2,9 @@
 # Installs everything Tezcore needs to build, test and run on Debian 12.
 # Idempotent: packages already present are left alone.
 #   --extras  also the peer libraries of the benchmarks
-# clang and its sanitizer and libFuzzer runtimes are for the sanitizer tier,
-# clang-format for the format check
-# (scripts/sanitize.sh) and scripts/fuzz.sh.
+# clang and its sanitizer and libFuzzer runtimes are for the sanitizer tier
+# (scripts/sanitize.sh) and scripts/fuzz.sh; clang-format for the format
+# check (scripts/structure.sh).
 set -euo pipefail
 
 packages=(
