@@ -1,8 +1,7 @@
 #include "mesh/IndexedMesh.h"
 
-#include "core/UIManager.h"
+#include "core/Progress.h"
 #include "mesh/MeshIndexList.h"
-#include "mesh/detail/MeshProgress.h"
 #include "mesh/detail/PositionMap.h"
 
 #include <algorithm>
@@ -15,7 +14,6 @@ TEZ_DEFINE_REF_FUNCTIONS(TezIndexedMesh)
 
 namespace {
 
-using tez_detail::MeshProgress;
 
 // A triangle's indices sorted ascending, packed for hashing: winding and
 // starting corner do not matter.
@@ -371,7 +369,7 @@ size_t TezIndexedMesh::CountNonFiniteVertices() const
 int TezIndexedMesh::CheckDegenerate()
 {
     size_t const n = GetNumTriangles();
-    MeshProgress progress("Checking for degenerate triangles...", n);
+    TezProgress progress("Checking for degenerate triangles...", n);
     int count = 0;
     for (size_t t = 0; t < n; ++t) {
         if (IsDegenerate(&m_indices[3 * t]))
@@ -384,7 +382,7 @@ int TezIndexedMesh::CheckDegenerate()
 int TezIndexedMesh::CheckDuplicate()
 {
     size_t const n = GetNumTriangles();
-    MeshProgress progress("Checking for duplicate triangles...", n);
+    TezProgress progress("Checking for duplicate triangles...", n);
     std::unordered_set<SortedTriple, TripleHash> seen;
     seen.reserve(n);
     int count = 0;
@@ -403,7 +401,7 @@ int TezIndexedMesh::CheckNonManifold()
     std::vector<uint64_t> edges;
     edges.reserve(3 * n);
     {
-        MeshProgress progress("Checking for non-manifold edges 1st pass...", n);
+        TezProgress progress("Checking for non-manifold edges 1st pass...", n);
         for (size_t t = 0; t < n; ++t) {
             unsigned int const* tri = &m_indices[3 * t];
             for (int e = 0; e < 3; ++e) {
@@ -421,7 +419,7 @@ int TezIndexedMesh::CheckNonManifold()
         if (i == 0 || edges[i] != edges[i - 1])
             ++distinct;
 
-    MeshProgress progress("Checking for non-manifold edges 2nd pass...", distinct);
+    TezProgress progress("Checking for non-manifold edges 2nd pass...", distinct);
     int count = 0;
     for (size_t i = 0; i < edges.size();) {
         size_t j = i + 1;
@@ -440,14 +438,14 @@ void TezIndexedMesh::RemoveDegenerateTriangles()
     std::set<unsigned int> doomed;
     {
         size_t const n = GetNumTriangles();
-        MeshProgress progress("Collecting degenerate triangles...", n);
+        TezProgress progress("Collecting degenerate triangles...", n);
         for (size_t t = 0; t < n; ++t) {
             if (IsDegenerate(&m_indices[3 * t]))
                 doomed.insert(static_cast<unsigned int>(t));
             progress.Step();
         }
     }
-    MeshProgress::Message("Removing degenerate triangles...");
+    TezProgress().SetMessage("Removing degenerate triangles...");
     RemoveTriangles(doomed);
 }
 
@@ -456,7 +454,7 @@ void TezIndexedMesh::RemoveDuplicateTriangles(bool keepFirst)
     std::set<unsigned int> doomed;
     {
         size_t const n = GetNumTriangles();
-        MeshProgress progress("Collecting duplicate triangles...", n);
+        TezProgress progress("Collecting duplicate triangles...", n);
         std::unordered_map<SortedTriple, unsigned int, TripleHash> first;
         first.reserve(n);
         for (size_t t = 0; t < n; ++t) {
@@ -469,7 +467,7 @@ void TezIndexedMesh::RemoveDuplicateTriangles(bool keepFirst)
             progress.Step();
         }
     }
-    MeshProgress::Message("Removing duplicate triangles...");
+    TezProgress().SetMessage("Removing duplicate triangles...");
     RemoveTriangles(doomed);
 }
 
@@ -484,7 +482,7 @@ void TezIndexedMesh::RemoveTriangles(TezRef<TezMeshIndexList> triangles)
 void TezIndexedMesh::RemoveTriangles(std::set<unsigned int>& triangles)
 {
     size_t const n = GetNumTriangles();
-    MeshProgress progress(nullptr, n);
+    TezProgress progress(nullptr, n);
     std::vector<unsigned int> kept;
     kept.reserve(m_indices.size());
     auto doomed = triangles.begin();

@@ -3,9 +3,9 @@
 #include "mesh/IndexedMesh.h"
 
 #include "core/Logger.h"
+#include "core/Progress.h"
 #include "core/Threads.h"
 #include "mesh/detail/FileBytes.h"
-#include "mesh/detail/MeshProgress.h"
 #include "mesh/detail/PositionMap.h"
 #include "mesh/detail/TextScan.h"
 
@@ -17,7 +17,6 @@
 
 namespace {
 
-using tez_detail::MeshProgress;
 using tez_detail::PositionMap;
 using tez_detail::TextScan;
 using Vec = TezVector3<float>;
@@ -151,7 +150,7 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromStlAscii(FILE* file)
     TextScan scan{begin, end};
     scan.SkipLine();
     CornerJoiner joiner(count);
-    MeshProgress progress("Reading STL file...", count / 1000);
+    TezProgress progress("Reading STL file...", count / 1000);
     for (size_t t = 0; t < count; ++t) {
         Vec normal, p[3];
         // facet normal x y z / outer loop / vertex x y z (three) / endloop / endfacet
@@ -195,7 +194,7 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromStlBinary(FILE* file)
     }
 
     CornerJoiner joiner(count);
-    MeshProgress progress("Reading STL file...", count / 5000);
+    TezProgress progress("Reading STL file...", count / 5000);
     size_t const chunkTriangles = 5000;
     std::vector<unsigned char> chunk(chunkTriangles * 50);
     for (uint32_t done = 0; done < count;) {

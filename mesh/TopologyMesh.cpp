@@ -1,45 +1,12 @@
 #include "mesh/TopologyMesh.h"
 
-#include "core/String.h"
-#include "core/UIManager.h"
+#include "core/Progress.h"
 
 #include <algorithm>
 #include <set>
 #include <unordered_map>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezTopologyMesh)
-
-namespace {
-
-// Progress through the application's UI manager; silent when not asked for or
-// when there is no application.
-class Progress
-{
-public:
-    explicit Progress(bool enabled) : m_ui(enabled ? TezUIManager::GetAppUIManager() : nullptr) {}
-    void Start(char const* text, uint64_t count)
-    {
-        if (!m_ui)
-            return;
-        m_ui->SetProgressMessage(TezString(text));
-        m_ui->StartProgress(count);
-    }
-    void Step()
-    {
-        if (m_ui)
-            m_ui->StepProgress(1);
-    }
-    void End()
-    {
-        if (m_ui)
-            m_ui->EndProgress();
-    }
-
-private:
-    TezRef<TezUIManager> m_ui;
-};
-
-} // namespace
 
 TezRef<TezTopologyMesh> TezTopologyVertex::GetMesh() const { return m_mesh; }
 
@@ -50,7 +17,7 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Create(TezRef<TezIndexedMesh> geometry,
         return mesh;
     mesh->m_geometry = geometry;
 
-    Progress report(progress);
+    TezProgress report(progress);
     size_t const numVertices = geometry->GetNumVertices();
     report.Start("Creating topology vertices...", numVertices);
     mesh->m_vertices.reserve(numVertices);
@@ -153,7 +120,7 @@ void TezTopologyMesh::RemoveFromList(Vertex* vertex, HalfEdge* edge)
 
 void TezTopologyMesh::FindHoles(bool progress)
 {
-    Progress report(progress);
+    TezProgress report(progress);
     // Boundary half-edges, ordered by face number and corner.
     report.Start("Finding edges that belong to holes...", m_faces.size());
     std::set<std::pair<unsigned int, unsigned int>> open;
@@ -342,7 +309,7 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Copy() const
     if (!m_geometry)
         return copy;
     copy->m_geometry = m_geometry->Copy();
-    Progress report(true);
+    TezProgress report;
 
     report.Start("Copying topology vertices...", m_vertices.size());
     copy->m_vertices.reserve(m_vertices.size());

@@ -1,7 +1,7 @@
 #include "volume/ImageStack.h"
 
 #include "core/Logger.h"
-#include "core/UIManager.h"
+#include "core/Progress.h"
 #include "volume/Image.h"
 
 #include <tbb/parallel_for.h>
@@ -22,7 +22,10 @@
 
 TEZ_TYPIFIED_IMPL(TezImageStack, "TezImageStack")
 
-struct TezImageStack::Box
+namespace {
+
+// A box of a copy request in the caller's buffer.
+struct Box
 {
     uint8_t* buffer;
     int x, y, z, width, height, depth, bitsPerPixel;
@@ -33,7 +36,32 @@ struct TezImageStack::Box
     uint8_t* Slice(int s) const { return buffer + static_cast<uint64_t>(s) * sliceStride; }
 };
 
-namespace {
+// Whether the box lies in a stack of the size, in 8 or 16 bits, and every
+// slice of the buffer holds the box's rows at the given strides.
+bool IsValidBox(Box const& box, int width, int height, int depth)
+{
+    if (!box.buffer || (box.bitsPerPixel != 8 && box.bitsPerPixel != 16) || box.x < 0 || box.y < 0 || box.z < 0 ||
+        box.width < 0 || box.height < 0 || box.depth < 0 || int64_t(box.x) + box.width > width ||
+        int64_t(box.y) + box.height > height || int64_t(box.z) + box.depth > depth)
+        return false;
+    if (box.width == 0 || box.height == 0 || box.depth == 0)
+        return true;
+    uint64_t const rowBytes = box.RowBytes();
+    return box.rowStride >= rowBytes &&
+           box.rowStride <= (std::numeric_limits<uint64_t>::max() - rowBytes) / uint64_t(box.height) &&
+           box.sliceStride >= uint64_t(box.height - 1) * box.rowStride + rowBytes &&
+           (box.bitsPerPixel == 8 || (box.rowStride % 2 == 0 && box.sliceStride % 2 == 0));
+}
+
+// Copies the box's rows of one slice; the same slice is left as it is.
+void CopyRows(Box const& box, uint8_t const* source, uint8_t* destination)
+{
+    if (source == destination)
+        return;
+    for (int r = 0; r < box.height; ++r)
+        std::memcpy(destination + static_cast<uint64_t>(r) * box.rowStride,
+                    source + static_cast<uint64_t>(r) * box.rowStride, box.RowBytes());
+}
 
 bool FileExists(char const* path)
 {
@@ -156,33 +184,6 @@ bool IsRegularFile(char const* path)
     return stat(path, &info) == 0 && S_ISREG(info.st_mode);
 }
 
-// Progress through the application's UI manager; silent without an application.
-class Progress
-{
-public:
-    Progress() : m_ui(TezUIManager::GetAppUIManager()) {}
-    void Start(char const* message, uint64_t count)
-    {
-        if (m_ui) {
-            m_ui->SetProgressMessage(TezString(message));
-            m_ui->StartProgress(count);
-        }
-    }
-    void Step()
-    {
-        if (m_ui)
-            m_ui->StepProgress(1);
-    }
-    void End()
-    {
-        if (m_ui)
-            m_ui->EndProgress();
-    }
-
-private:
-    TezRef<TezUIManager> m_ui;
-};
-
 int WorkerCount()
 {
     unsigned threads = std::thread::hardware_concurrency();
@@ -204,23 +205,22 @@ void BlendSlice(T* destination, T const* a, T const* b, int width, int height, u
 
 // Fills the box slices between a lower slice a at position p and an upper
 // slice b at position q. Exclusive leaves out the slices at p and q.
-void Interpolate(uint8_t* buffer, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
-                 uint64_t sliceStride, uint8_t const* a, uint8_t const* b, double p, double q, bool exclusive)
+void Interpolate(Box const& box, uint8_t const* a, uint8_t const* b, double p, double q, bool exclusive)
 {
     if (!(q > p))
         return;
-    int end = depth;
-    if (static_cast<int>(q) < depth)
+    int end = box.depth;
+    if (static_cast<int>(q) < box.depth)
         end = exclusive ? static_cast<int>(q) : static_cast<int>(q + 1);
     int start = std::max(static_cast<int>(std::ceil(p)) + (exclusive ? 1 : 0), 0);
     for (int s = start; s < end; ++s) {
         int64_t const t = static_cast<int64_t>((s - p) / (q - p) * 65535.0);
-        uint8_t* destination = buffer + static_cast<uint64_t>(s) * sliceStride;
-        if (bitsPerPixel == 8)
-            BlendSlice(destination, a, b, width, height, rowStride, t);
+        uint8_t* destination = box.Slice(s);
+        if (box.bitsPerPixel == 8)
+            BlendSlice(destination, a, b, box.width, box.height, box.rowStride, t);
         else
             BlendSlice(reinterpret_cast<uint16_t*>(destination), reinterpret_cast<uint16_t const*>(a),
-                       reinterpret_cast<uint16_t const*>(b), width, height, rowStride / 2, t);
+                       reinterpret_cast<uint16_t const*>(b), box.width, box.height, box.rowStride / 2, t);
     }
 }
 
@@ -341,14 +341,6 @@ size_t TezImageStack::CheckFiles()
     return m_unreadable.size();
 }
 
-bool TezImageStack::LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination, Box const& box)
-{
-    if (image.Load(file.name.c_str()) && ExtractSlice(image, destination, box))
-        return true;
-    NoteUnreadable(file.name);
-    return false;
-}
-
 // ---- size ----
 
 void TezImageStack::Resize(int width, int height)
@@ -367,23 +359,70 @@ void TezImageStack::SetScale(double factor)
 
 // ---- copying ----
 
+// The copy of one box: where it goes, the two buffers for slices from
+// outside it, the slices last loaded, and the steps that fill it.
+class TezImageStack::Copier
+{
+public:
+    Copier(TezImageStack& stack, Box const& box, uint8_t* interpolation[2], TezProgress& progress)
+        : m_stack(stack), m_images(stack.m_images), m_box(box), m_interpolation{interpolation[0], interpolation[1]},
+          m_progress(progress), m_first(m_images.front().index), m_last(m_images.back().index),
+          m_ratio(static_cast<double>(stack.m_depth) / stack.m_fileDepth)
+    {
+    }
+
+    // The stack at its files' depth: the files inside the box load in
+    // parallel, then the gaps are interpolated.
+    void CopySameDepth();
+    // The stack scaled in depth: each slice of the box from the one or two
+    // files around its place, read in order and kept for the next slice.
+    void CopyResampled();
+
+private:
+    // A file's slice in memory: its list position and where its voxels are
+    // (an interpolation buffer or a slice of the box).
+    struct Held
+    {
+        long position = -1;
+        uint8_t const* data = nullptr;
+    };
+
+    size_t FirstFileAtLeast(int64_t index) const;
+    std::vector<int> LoadFilesInBox(size_t begin, size_t end, int zAbsolute);
+    void AddNeighboursOutside(size_t begin, size_t end, int zAbsolute, std::vector<int>& slices);
+    void InterpolateGaps(std::vector<int> const& slices);
+
+    void FindSources(int slice, long& lower, long& upper) const;
+    void CopyFromOne(int slice, long position);
+    void CopyBetween(int slice, long lower, long upper);
+    uint8_t const* HeldData(long position) const;
+
+    // The file at `position`, or the nearest one in direction `step` that
+    // loads, extracted to `destination`; its position, or -1.
+    long LoadNearest(long position, long step, uint8_t* destination);
+    // Loads and extracts one file, recording it as unreadable on failure.
+    bool LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination) const;
+    bool ExtractSlice(TezImage& image, uint8_t* destination) const;
+
+    TezImageStack& m_stack;
+    std::vector<ImageFile> const& m_images;
+    Box const& m_box;
+    uint8_t* m_interpolation[2];
+    TezProgress& m_progress;
+    int const m_first;
+    int const m_last;
+    double const m_ratio;
+    TezImage m_image;
+    Held m_held[2];
+    int m_loads = 0;
+};
+
 bool TezImageStack::Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
                          uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers)
 {
-    bool valid = !m_images.empty() && (bitsPerPixel == 8 || bitsPerPixel == 16) && x >= 0 && y >= 0 && z >= 0 &&
-                 width >= 0 && height >= 0 && depth >= 0 && int64_t(x) + width <= m_width &&
-                 int64_t(y) + height <= m_height && int64_t(z) + depth <= m_depth && buffer != nullptr;
-    if (valid && width > 0 && height > 0 && depth > 0) {
-        // Every slice, and each interpolation buffer, must hold the rows of
-        // the box at the given strides.
-        uint64_t const rowBytes = uint64_t(width) * uint64_t(bitsPerPixel / 8);
-        valid = rowStride >= rowBytes &&
-                rowStride <= (std::numeric_limits<uint64_t>::max() - rowBytes) / uint64_t(height) &&
-                sliceStride >= uint64_t(height - 1) * rowStride + rowBytes &&
-                (bitsPerPixel == 8 || (rowStride % 2 == 0 && sliceStride % 2 == 0));
-    }
-    if (valid && interpolationBuffers)
-        valid = interpolationBuffers[0] && interpolationBuffers[1];
+    Box const box{static_cast<uint8_t*>(buffer), x, y, z, width, height, depth, bitsPerPixel, rowStride, sliceStride};
+    bool const valid = !m_images.empty() && IsValidBox(box, m_width, m_height, m_depth) &&
+                       (!interpolationBuffers || (interpolationBuffers[0] && interpolationBuffers[1]));
     if (!valid) {
         TezLogger::warn("TezImageStack::Copy: invalid copy request\n");
         return false;
@@ -402,222 +441,237 @@ bool TezImageStack::Copy(void* buffer, int x, int y, int z, int width, int heigh
         interpolation[1] = ownUpper.data();
     }
 
-    Box const box{static_cast<uint8_t*>(buffer), x, y, z, width, height, depth, bitsPerPixel, rowStride, sliceStride};
+    // Both ways start a section, and the interpolation of gaps another
+    // after it; the host sees one end for the whole copy.
+    TezProgress progress;
+    Copier copier(*this, box, interpolation, progress);
     if (m_depth == m_fileDepth)
-        CopySameDepth(box, interpolation);
+        copier.CopySameDepth();
     else
-        CopyResampled(box, interpolation);
-    if (TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager())
-        ui->EndProgress();
+        copier.CopyResampled();
+    progress.End();
     return true;
 }
 
-bool TezImageStack::ExtractSlice(TezImage& image, uint8_t* destination, Box const& box) const
+bool TezImageStack::Copier::ExtractSlice(TezImage& image, uint8_t* destination) const
 {
-    if (image.GetColorType() != TezImage::ColorTypeMinIsBlack || image.GetBPP() != box.bitsPerPixel)
-        image.ConvertToGreyscale(box.bitsPerPixel);
-    if (image.GetWidth() != m_width || image.GetHeight() != m_height)
-        image.Resize(m_width, m_height);
+    int const width = m_stack.m_width, height = m_stack.m_height;
+    if (image.GetColorType() != TezImage::ColorTypeMinIsBlack || image.GetBPP() != m_box.bitsPerPixel)
+        image.ConvertToGreyscale(m_box.bitsPerPixel);
+    if (image.GetWidth() != width || image.GetHeight() != height)
+        image.Resize(width, height);
     // The rows below are read at the box's offsets: the bitmap must now be
     // exactly what the stack delivers.
-    if (image.GetBPP() != box.bitsPerPixel || image.GetWidth() != m_width || image.GetHeight() != m_height)
+    if (image.GetBPP() != m_box.bitsPerPixel || image.GetWidth() != width || image.GetHeight() != height)
         return false;
-    size_t const offset = static_cast<size_t>(box.x) * box.Bytes();
-    for (int r = 0; r < box.height; ++r)
-        std::memcpy(destination + static_cast<uint64_t>(r) * box.rowStride, image.GetScanLine(r + box.y) + offset,
-                    box.RowBytes());
+    size_t const offset = static_cast<size_t>(m_box.x) * m_box.Bytes();
+    for (int r = 0; r < m_box.height; ++r)
+        std::memcpy(destination + static_cast<uint64_t>(r) * m_box.rowStride, image.GetScanLine(r + m_box.y) + offset,
+                    m_box.RowBytes());
     return true;
 }
 
-void TezImageStack::CopySameDepth(Box const& box, uint8_t* interpolation[2])
+bool TezImageStack::Copier::LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination) const
 {
-    size_t const count = m_images.size();
-    int const zAbsolute = box.z + m_images.front().index;
-    auto firstAtLeast = [&](int64_t index) {
-        size_t i = 0;
-        while (i < count && m_images[i].index < index)
-            ++i;
-        return i;
-    };
-    size_t const i0 = firstAtLeast(zAbsolute);
-    size_t const i1 = std::max(firstAtLeast(int64_t(zAbsolute) + box.depth), i0);
+    if (image.Load(file.name.c_str()) && ExtractSlice(image, destination))
+        return true;
+    m_stack.NoteUnreadable(file.name);
+    return false;
+}
 
-    Progress progress;
-    progress.Start("Image Stack: Loading...", i1 - i0);
+long TezImageStack::Copier::LoadNearest(long position, long step, uint8_t* destination)
+{
+    long const count = static_cast<long>(m_images.size());
+    for (; position >= 0 && position < count; position += step) {
+        if (LoadSlice(m_image, m_images[static_cast<size_t>(position)], destination)) {
+            ++m_loads;
+            return position;
+        }
+    }
+    return -1;
+}
+
+// -- at the files' depth --
+
+void TezImageStack::Copier::CopySameDepth()
+{
+    int const zAbsolute = m_box.z + m_first;
+    size_t const begin = FirstFileAtLeast(zAbsolute);
+    size_t const end = std::max(FirstFileAtLeast(int64_t(zAbsolute) + m_box.depth), begin);
+    std::vector<int> slices = LoadFilesInBox(begin, end, zAbsolute);
+    AddNeighboursOutside(begin, end, zAbsolute, slices);
+    InterpolateGaps(slices);
+}
+
+size_t TezImageStack::Copier::FirstFileAtLeast(int64_t index) const
+{
+    size_t i = 0;
+    while (i < m_images.size() && m_images[i].index < index)
+        ++i;
+    return i;
+}
+
+// Loads the files at list positions [begin, end) into their slices of the
+// box; answers the slices that loaded, ascending.
+std::vector<int> TezImageStack::Copier::LoadFilesInBox(size_t begin, size_t end, int zAbsolute)
+{
+    m_progress.Start("Image Stack: Loading...", end - begin);
+    // Slice reads are bound by file access more than by the processor.
     int const workers = WorkerCount();
-    std::vector<char> loaded(static_cast<size_t>(box.depth), 0);
+    std::vector<char> loaded(static_cast<size_t>(m_box.depth), 0);
     tbb::parallel_for(0, workers, [&](int worker) {
         TezImage image;
-        for (size_t position = i0 + static_cast<size_t>(worker); position < i1; position += size_t(workers)) {
+        for (size_t position = begin + static_cast<size_t>(worker); position < end; position += size_t(workers)) {
             ImageFile const& file = m_images[position];
             int const slice = file.index - zAbsolute;
             // Indices count from the stack's first image, which need not be 0.
-            if (file.index - m_images.front().index >= m_depth) {
+            if (file.index - m_first >= m_stack.m_depth) {
                 TezLogger::error("error: image depth out of bounds\n");
-            } else if (slice >= 0 && slice < box.depth && LoadSlice(image, file, box.Slice(slice), box)) {
+            } else if (slice >= 0 && slice < m_box.depth && LoadSlice(image, file, m_box.Slice(slice))) {
                 loaded[static_cast<size_t>(slice)] = 1;
             }
-            progress.Step();
+            m_progress.Step();
         }
     });
 
     std::vector<int> slices;
-    for (int s = 0; s < box.depth; ++s)
+    for (int s = 0; s < m_box.depth; ++s)
         if (loaded[static_cast<size_t>(s)])
             slices.push_back(s);
+    return slices;
+}
 
-    // Neighbours outside the box, for the gaps at its ends.
-    TezImage image;
-    if ((slices.empty() || slices.front() > 0) && i0 >= 1) {
+// The nearest files that load below and above the box, into the
+// interpolation buffers, for the gaps at its ends; their slices (outside the
+// box) join the list.
+void TezImageStack::Copier::AddNeighboursOutside(size_t begin, size_t end, int zAbsolute, std::vector<int>& slices)
+{
+    if ((slices.empty() || slices.front() > 0) && begin >= 1) {
         TezLogger::info("Find and load first image for interpolation %d\n", slices.empty() ? -1 : slices.front());
-        for (size_t position = i0; position-- > 0;) {
-            if (LoadSlice(image, m_images[position], interpolation[0], box)) {
-                slices.insert(slices.begin(), m_images[position].index - zAbsolute);
-                break;
-            }
-        }
+        long const position = LoadNearest(static_cast<long>(begin) - 1, -1, m_interpolation[0]);
+        if (position >= 0)
+            slices.insert(slices.begin(), m_images[static_cast<size_t>(position)].index - zAbsolute);
     }
-    if (!slices.empty() && slices.back() + 1 < box.depth && i1 < count) {
+    if (!slices.empty() && slices.back() + 1 < m_box.depth && end < m_images.size()) {
         TezLogger::info("Find and load last image for interpolation %d\n", slices.back());
-        for (size_t position = i1; position < count; ++position) {
-            if (LoadSlice(image, m_images[position], interpolation[1], box)) {
-                slices.push_back(m_images[position].index - zAbsolute);
-                break;
-            }
-        }
-    }
-
-    // Interpolate when a slice of the box lacks its image. The neighbours
-    // found outside the box do not count: with them the list can reach the
-    // box's depth while a gap inside remains.
-    size_t const inside = static_cast<size_t>(
-        std::count_if(slices.begin(), slices.end(), [&](int s) { return s >= 0 && s < box.depth; }));
-    if (slices.size() > 1 && inside < static_cast<size_t>(box.depth)) {
-        TezLogger::info("Interpolating images\n");
-        progress.Start("Image Stack: Interpolating...", slices.size());
-        std::mutex cursorMutex;
-        size_t cursor = 0;
-        tbb::parallel_for(0, workers, [&](int) {
-            for (;;) {
-                size_t pair;
-                {
-                    std::lock_guard<std::mutex> lock(cursorMutex);
-                    if (cursor + 1 >= slices.size())
-                        return;
-                    pair = cursor++;
-                }
-                int const s0 = slices[pair], s1 = slices[pair + 1];
-                if (s1 - s0 < 2)
-                    continue;
-                uint8_t const* a = s0 < 0 ? interpolation[0] : box.Slice(s0);
-                uint8_t const* b = s1 < box.depth ? box.Slice(s1) : interpolation[1];
-                Interpolate(box.buffer, box.width, box.height, box.depth, box.bitsPerPixel, box.rowStride,
-                            box.sliceStride, a, b, s0, s1, true);
-                progress.Step();
-            }
-        });
+        long const position = LoadNearest(static_cast<long>(end), 1, m_interpolation[1]);
+        if (position >= 0)
+            slices.push_back(m_images[static_cast<size_t>(position)].index - zAbsolute);
     }
 }
 
-void TezImageStack::CopyResampled(Box const& box, uint8_t* interpolation[2])
+// Interpolates when a slice of the box lacks its image. The neighbours found
+// outside the box do not count: with them the list can reach the box's
+// depth while a gap inside remains.
+void TezImageStack::Copier::InterpolateGaps(std::vector<int> const& slices)
+{
+    size_t const inside = static_cast<size_t>(
+        std::count_if(slices.begin(), slices.end(), [&](int s) { return s >= 0 && s < m_box.depth; }));
+    if (slices.size() < 2 || inside >= static_cast<size_t>(m_box.depth))
+        return;
+    TezLogger::info("Interpolating images\n");
+    m_progress.Start("Image Stack: Interpolating...", slices.size());
+    // Each pair fills only the slices strictly between its two.
+    tbb::parallel_for(size_t(0), slices.size() - 1, [&](size_t pair) {
+        int const s0 = slices[pair], s1 = slices[pair + 1];
+        if (s1 - s0 < 2)
+            return;
+        uint8_t const* a = s0 < 0 ? m_interpolation[0] : m_box.Slice(s0);
+        uint8_t const* b = s1 < m_box.depth ? m_box.Slice(s1) : m_interpolation[1];
+        Interpolate(m_box, a, b, s0, s1, true);
+        m_progress.Step();
+    });
+}
+
+// -- resampled in depth --
+
+void TezImageStack::Copier::CopyResampled()
+{
+    m_progress.Start("Loading Image Stack...", static_cast<uint64_t>(m_box.depth));
+    for (int s = 0; s < m_box.depth; ++s) {
+        long lower = 0, upper = 0;
+        FindSources(s, lower, upper);
+        if (lower == upper)
+            CopyFromOne(s, lower);
+        else
+            CopyBetween(s, lower, upper);
+        m_progress.Step();
+    }
+    TezLogger::info("TezImageStack::Copy: imageLoads: %d\n", m_loads);
+}
+
+// The list positions of the files at and after the slice's place in the
+// files' numbering; one position when a single file serves.
+void TezImageStack::Copier::FindSources(int slice, long& lower, long& upper) const
 {
     long const count = static_cast<long>(m_images.size());
-    double const ratio = static_cast<double>(m_depth) / m_fileDepth;
-    int const first = m_images.front().index;
-    int const lastIndex = m_images.back().index;
+    int const source = static_cast<int>((m_box.z + slice) / m_ratio + m_first);
+    int const low = std::max(source, m_first);
+    int const high = std::min(m_last, source + 1);
+    long lo = 0;
+    while (lo < count - 1 && m_images[static_cast<size_t>(lo)].index < low)
+        ++lo;
+    if (m_images[static_cast<size_t>(lo)].index > low && lo > 0)
+        --lo;
+    long up = lo;
+    while (up < count - 1 && m_images[static_cast<size_t>(up)].index < high)
+        ++up;
+    lower = lo;
+    upper = up;
+}
 
-    Progress progress;
-    progress.Start("Loading Image Stack...", static_cast<uint64_t>(box.depth));
+uint8_t const* TezImageStack::Copier::HeldData(long position) const
+{
+    for (Held const& h : m_held)
+        if (h.position == position)
+            return h.data;
+    return nullptr;
+}
 
-    // The two slices last used: the list position they came from and where
-    // their voxels are (an interpolation buffer or a slice of the box).
-    struct Held
-    {
-        long position = -1;
-        uint8_t const* data = nullptr;
-    };
-    Held held[2];
-    auto heldData = [&](long position) -> uint8_t const* {
-        for (Held const& h : held)
-            if (h.position == position)
-                return h.data;
-        return nullptr;
-    };
-
-    int loads = 0;
-    TezImage image;
-    // The entry at `position`, or the nearest one in direction `step` that
-    // loads, extracted to `destination`; its position, or -1.
-    auto loadNear = [&](long position, long step, uint8_t* destination) -> long {
-        for (; position >= 0 && position < count; position += step) {
-            if (LoadSlice(image, m_images[static_cast<size_t>(position)], destination, box)) {
-                ++loads;
-                return position;
-            }
-        }
-        return -1;
-    };
-    auto copySlice = [&](uint8_t const* source, uint8_t* destination) {
-        if (source == destination)
-            return;
-        for (int r = 0; r < box.height; ++r)
-            std::memcpy(destination + static_cast<uint64_t>(r) * box.rowStride,
-                        source + static_cast<uint64_t>(r) * box.rowStride, box.RowBytes());
-    };
-
-    for (int s = 0; s < box.depth; ++s) {
-        int const source = static_cast<int>((box.z + s) / ratio + first);
-        int const lower = std::max(source, first);
-        int const upper = std::min(lastIndex, source + 1);
-        long lo = 0;
-        while (lo < count - 1 && m_images[static_cast<size_t>(lo)].index < lower)
-            ++lo;
-        if (m_images[static_cast<size_t>(lo)].index > lower && lo > 0)
-            --lo;
-        long up = lo;
-        while (up < count - 1 && m_images[static_cast<size_t>(up)].index < upper)
-            ++up;
-
-        uint8_t* slice = box.Slice(s);
-        uint8_t const* a = heldData(lo);
-        long aPosition = lo;
-        if (lo == up) {
-            if (a) {
-                copySlice(a, slice);
-            } else if ((aPosition = loadNear(lo, -1, slice)) >= 0) {
-                held[0] = held[1];
-                held[1] = Held{aPosition, slice};
-            }
-            progress.Step();
-            continue;
-        }
-
-        uint8_t const* b = heldData(up);
-        long bPosition = up;
-        // Slices not in memory go to the interpolation buffers, one each.
-        if (!a) {
-            uint8_t* destination = b == interpolation[0] ? interpolation[1] : interpolation[0];
-            aPosition = loadNear(lo, -1, destination);
-            a = aPosition >= 0 ? destination : nullptr;
-        }
-        if (!b) {
-            uint8_t* destination = a == interpolation[0] ? interpolation[1] : interpolation[0];
-            bPosition = loadNear(up, 1, destination);
-            b = bPosition >= 0 ? destination : nullptr;
-        }
-        if (a && b) {
-            double const p = (m_images[static_cast<size_t>(aPosition)].index - first) * ratio - box.z;
-            double const q = (m_images[static_cast<size_t>(bPosition)].index - first) * ratio - box.z;
-            Interpolate(box.buffer, box.width, box.height, box.depth, box.bitsPerPixel, box.rowStride, box.sliceStride,
-                        a, b, p, q, false);
-            held[0] = Held{aPosition, a};
-            held[1] = Held{bPosition, b};
-        } else if (a || b) { // one side has nothing that loads: repeat the other
-            copySlice(a ? a : b, slice);
-        }
-        progress.Step();
+// A slice served by one file: copied from memory, or loaded straight into
+// the box, where it is kept for the slices after it.
+void TezImageStack::Copier::CopyFromOne(int slice, long position)
+{
+    uint8_t* destination = m_box.Slice(slice);
+    if (uint8_t const* held = HeldData(position)) {
+        CopyRows(m_box, held, destination);
+        return;
     }
-    TezLogger::info("TezImageStack::Copy: imageLoads: %d\n", loads);
+    long const loaded = LoadNearest(position, -1, destination);
+    if (loaded >= 0) {
+        m_held[0] = m_held[1];
+        m_held[1] = Held{loaded, destination};
+    }
+}
+
+// A slice between two files: those not in memory go to the interpolation
+// buffers, one each, and the slice is blended from both; when one side has
+// nothing that loads, the other is repeated.
+void TezImageStack::Copier::CopyBetween(int slice, long lower, long upper)
+{
+    uint8_t const* a = HeldData(lower);
+    uint8_t const* b = HeldData(upper);
+    long aPosition = lower;
+    long bPosition = upper;
+    if (!a) {
+        uint8_t* destination = b == m_interpolation[0] ? m_interpolation[1] : m_interpolation[0];
+        aPosition = LoadNearest(lower, -1, destination);
+        a = aPosition >= 0 ? destination : nullptr;
+    }
+    if (!b) {
+        uint8_t* destination = a == m_interpolation[0] ? m_interpolation[1] : m_interpolation[0];
+        bPosition = LoadNearest(upper, 1, destination);
+        b = bPosition >= 0 ? destination : nullptr;
+    }
+    if (a && b) {
+        double const p = (m_images[static_cast<size_t>(aPosition)].index - m_first) * m_ratio - m_box.z;
+        double const q = (m_images[static_cast<size_t>(bPosition)].index - m_first) * m_ratio - m_box.z;
+        Interpolate(m_box, a, b, p, q, false);
+        m_held[0] = Held{aPosition, a};
+        m_held[1] = Held{bPosition, b};
+    } else if (a || b) {
+        CopyRows(m_box, a ? a : b, m_box.Slice(slice));
+    }
 }
 
 // ---- archive ----

@@ -95,12 +95,8 @@ private:
     TezImageStack() = default;
     bool LoadImageList(std::vector<ImageFile> const& images);
 
-    struct Box;
-    bool ExtractSlice(TezImage& image, uint8_t* destination, Box const& box) const;
-    void CopySameDepth(Box const& box, uint8_t* interpolation[2]);
-    void CopyResampled(Box const& box, uint8_t* interpolation[2]);
-    // Loads and extracts one file, recording it as unreadable on failure.
-    bool LoadSlice(TezImage& image, ImageFile const& file, uint8_t* destination, Box const& box);
+    // The copy of one box and its steps.
+    class Copier;
     void NoteUnreadable(TezString const& name);
 
     std::vector<ImageFile> m_images;

@@ -32,12 +32,18 @@ bool TagIs(TezString const& tag, char const* name) { return tag.CompareNoCase(Te
 
 struct TezMemoryPoolBase::Storage
 {
+    // Held by Allocate and SetElementSize: the count, the element size and
+    // the block list change together under it.
+    std::mutex allocation;
     tbb::concurrent_vector<uint8_t*> blocks;
     tbb::concurrent_vector<uint8_t*> compressedBlocks;
     tbb::concurrent_vector<uint64_t> compressedSizes;
 };
 
-TezMemoryPoolBase::TezMemoryPoolBase() : m_storage(std::make_unique<Storage>()) {}
+TezMemoryPoolBase::TezMemoryPoolBase(uint64_t elementSize, uint64_t minBlockSize)
+    : m_storage(std::make_unique<Storage>()), m_elementSize(elementSize), m_minBlockSize(minBlockSize)
+{
+}
 
 TezMemoryPoolBase::~TezMemoryPoolBase()
 {
@@ -59,7 +65,7 @@ void TezMemoryPoolBase::FreeBlocks()
 void TezMemoryPoolBase::Initialize(uint64_t blockSize)
 {
     Reset();
-    m_blockSize = blockSize > GetMinBlockSize() ? blockSize : GetMinBlockSize();
+    m_blockSize = blockSize > m_minBlockSize ? blockSize : m_minBlockSize;
     m_numElements = 0;
     AddBlock();
 }
@@ -96,8 +102,19 @@ bool TezMemoryPoolBase::EnsureCapacity(uint64_t first, uint64_t count)
     return true;
 }
 
-uint64_t TezMemoryPoolBase::AllocateUnlocked(uint64_t count)
+void TezMemoryPoolBase::SetElementSize(uint64_t bytes)
 {
+    std::lock_guard<std::mutex> lock(m_storage->allocation);
+    if (bytes != m_elementSize && GetNumBlocks() > 0) {
+        Reset();
+        m_numElements = 0;
+    }
+    m_elementSize = bytes;
+}
+
+uint64_t TezMemoryPoolBase::Allocate(uint64_t count)
+{
+    std::lock_guard<std::mutex> lock(m_storage->allocation);
     uint64_t first = m_numElements;
     if (!EnsureCapacity(first, count))
         return InvalidIndex;
@@ -110,7 +127,7 @@ void* TezMemoryPoolBase::ElementBytes(uint64_t index)
 {
     if (IsCompressed())
         Uncompress();
-    return m_storage->blocks[index / m_blockSize] + (index % m_blockSize) * GetElementSize();
+    return m_storage->blocks[index / m_blockSize] + (index % m_blockSize) * m_elementSize;
 }
 
 uint64_t TezMemoryPoolBase::GetNumBlocks() const
@@ -275,8 +292,7 @@ void TezMemoryPoolBase::Load(TezArchive& archive)
             m_numElements = archive.ReadSizet();
         } else if (TagIs(tag, "numBlocks")) {
             uint64_t count = archive.ReadSizet();
-            uint64_t elementSize = GetElementSize();
-            if (m_blockSize == 0 || elementSize == 0 || m_blockSize > ~uint64_t(0) / elementSize)
+            if (m_blockSize == 0 || m_elementSize == 0 || m_blockSize > ~uint64_t(0) / m_elementSize)
                 Refuse("block of " + std::to_string(m_blockSize) + " elements");
             for (uint64_t i = 0; i < count; ++i) {
                 archive.ReadCompressedBinary(frame);

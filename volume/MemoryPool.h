@@ -3,10 +3,20 @@
 // sized, zero-filled heap blocks that never move, with a whole-pool
 // compressed state and a linear device copy.
 //
+// The element size and the smallest block come from the pool's type at
+// construction; a pool of variable elements may change its size while it is
+// empty of blocks (SetElementSize empties it otherwise).
+//
 // Element i lies in block i / blockSize at byte (i % blockSize) * element size.
 // Blocks only append, so an element keeps its address until the pool is
 // compressed; EnsureCapacity may run while other threads read elements that
-// already exist. Every accessor climbs back from the compressed state by
+// already exist.
+//
+// Allocate is thread-safe: it holds the pool's lock only to bump the element
+// count, mark the device copy dirty and grow. It answers the index of the
+// first of count consecutive new, zero-filled elements, or InvalidIndex when
+// the pool cannot grow (out of memory). Writing into elements needs no lock
+// while the pool is not compressed. Every accessor climbs back from the compressed state by
 // itself (Uncompress), so callers never see a compressed pool.
 //
 // Compress turns each block, by itself, into a compressed frame (level 1) and
@@ -38,14 +48,15 @@ public:
     // Answer of a failed allocation.
     static constexpr uint64_t InvalidIndex = ~uint64_t(0);
 
-    TezMemoryPoolBase();
+    // elementSize in bytes; minBlockSize: the fewest elements per block
+    // that Initialize allows.
+    TezMemoryPoolBase(uint64_t elementSize, uint64_t minBlockSize);
     virtual ~TezMemoryPoolBase();
     TezMemoryPoolBase(TezMemoryPoolBase const&) = delete;
     TezMemoryPoolBase& operator=(TezMemoryPoolBase const&) = delete;
 
-    virtual uint64_t GetElementSize() const = 0;
-    // Smallest number of elements per block that Initialize allows.
-    virtual uint64_t GetMinBlockSize() const = 0;
+    uint64_t GetElementSize() const { return m_elementSize; }
+    uint64_t GetMinBlockSize() const { return m_minBlockSize; }
 
     // Reset; blockSize = max(blockSize, GetMinBlockSize()); no elements; one block.
     void Initialize(uint64_t blockSize);
@@ -56,6 +67,8 @@ public:
     // Adds blocks until elements first .. first+count-1 exist; false when a
     // block cannot be had.
     bool EnsureCapacity(uint64_t first, uint64_t count);
+    // Takes count consecutive new elements under the pool's lock.
+    uint64_t Allocate(uint64_t count);
     // Address of element index (not checked against the capacity).
     void* ElementBytes(uint64_t index);
 
@@ -86,16 +99,18 @@ public:
     void Load(TezArchive& archive);
 
 protected:
-    // Takes count consecutive new elements; the caller holds its lock.
-    uint64_t AllocateUnlocked(uint64_t count);
-    uint64_t BlockBytes() const { return GetElementSize() * m_blockSize; }
-    void ForgetElements() { m_numElements = 0; }
+    // For pools of variable elements: a change of size on a pool that holds
+    // blocks empties it (Initialize it again).
+    void SetElementSize(uint64_t bytes);
 
 private:
     struct Storage;
     void FreeBlocks();
+    uint64_t BlockBytes() const { return m_elementSize * m_blockSize; }
 
     std::unique_ptr<Storage> m_storage;
+    uint64_t m_elementSize;
+    uint64_t const m_minBlockSize;
     uint64_t m_blockSize = 512;
     uint64_t m_numElements = 0;
     void* m_cudaData = nullptr;
@@ -108,5 +123,6 @@ template <class T>
 class TezMemoryPool : public TezMemoryPoolBase
 {
 public:
+    TezMemoryPool(uint64_t elementSize, uint64_t minBlockSize) : TezMemoryPoolBase(elementSize, minBlockSize) {}
     T* ElementAt(uint64_t index) { return static_cast<T*>(ElementBytes(index)); }
 };

@@ -2,11 +2,13 @@
 
 #include "core/Archive.h"
 #include "core/Logger.h"
-#include "core/UIManager.h"
+#include "core/Progress.h"
 #include "volume/VolumeData.h"
 #include "volume/VolumeStatistics.h"
 
+#include <tbb/blocked_range.h>
 #include <tbb/combinable.h>
+#include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
 
 #if defined(__SSE2__)
@@ -18,7 +20,6 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
-#include <thread>
 
 TEZ_TYPIFIED_IMPL(TezVoxelOctree, "TezVoxelOctree")
 TEZ_DEFINE_REF_FUNCTIONS(TezVoxelOctree)
@@ -45,44 +46,6 @@ uint32_t FullTreeCount(int edge)
     }
     return count;
 }
-
-// The UI manager may be absent (no application): then progress is silent.
-struct Progress
-{
-    TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager();
-
-    void Message(char const* text)
-    {
-        if (ui)
-            ui->SetProgressMessage(TezString(text));
-    }
-    void Start(uint64_t count)
-    {
-        if (ui)
-            ui->StartProgress(count);
-    }
-    void Step(uint32_t count)
-    {
-        if (ui)
-            ui->StepProgress(count);
-    }
-    void End()
-    {
-        if (ui)
-            ui->EndProgress();
-    }
-    void BeginNested()
-    {
-        if (ui)
-            ui->StartNestedSection(false);
-    }
-    void EndNested()
-    {
-        if (ui)
-            ui->FinishNestedSection();
-    }
-    bool Stopped() { return ui && ui->GetStopFlag(); }
-};
 } // namespace
 
 TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel, int memoryLimit)
@@ -152,11 +115,13 @@ public:
     TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel,
                           TezVoxelOctreePlan const& plan)
         : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8),
-          m_bitsPerPixel(bitsPerPixel)
+          m_bitsPerPixel(bitsPerPixel), m_brickBytes(size_t(kBrickVoxels) * size_t(m_bytesPerVoxel)),
+          m_scratch([bytes = m_brickBytes] { return std::vector<uint8_t>(bytes); })
     {
     }
 
-    bool Run(Progress& progress);
+    // False when the pools cannot grow or the host asks to stop.
+    bool Run(TezProgress& progress);
 
 private:
     struct Sample
@@ -164,16 +129,31 @@ private:
         bool uniform;
         uint32_t average;
     };
-
-    template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
-    Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
     // What one block took from the pools, in the order it took them.
     struct Taken
     {
         std::vector<uint32_t> octets; // first node of each
         std::vector<uint32_t> bricks;
     };
+    // One pass: a row of blocks along x, rowsPerPass rows deep in y.
+    struct Pass
+    {
+        int bx, by, bz;
+        int countX, countY;
+    };
 
+    // The steps of Run.
+    void PrepareBuffers();
+    bool PreparePools();
+    bool BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress);
+    void ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress);
+    void BuildBlocks(Pass const& pass);
+    void ClearBlocks(Pass const& pass);
+    void ArrangeTree();
+    void Summarise(std::vector<uint32_t> const& table);
+
+    template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
+    Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
     uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
     void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken);
@@ -192,10 +172,16 @@ private:
     TezVoxelOctreePlan const& m_plan;
     int m_bytesPerVoxel;
     int m_bitsPerPixel;
+    size_t m_brickBytes;
     uint64_t m_rowStride = 0;
     uint64_t m_sliceStride = 0;
+    // The slab of the source of one pass, and the two slices its
+    // interpolation keeps from outside it.
     std::unique_ptr<uint8_t[]> m_chunk;
     uint64_t m_chunkBytes = 0;
+    std::vector<uint8_t> m_interpolation;
+    // One brick to sample into for each thread that builds blocks.
+    tbb::enumerable_thread_specific<std::vector<uint8_t>> m_scratch;
     std::atomic<bool> m_stop{false};
     // Every octet and brick in block order: the order of a build on one
     // thread, which the pools are put in once the blocks are built.
@@ -586,93 +572,142 @@ void TezVoxelOctreeBuilder::CountLeafs(uint32_t node, size_t level)
             CountLeafs(first + k, level + 1);
 }
 
-bool TezVoxelOctreeBuilder::Run(Progress& progress)
+bool TezVoxelOctreeBuilder::Run(TezProgress& progress)
 {
-    int const width = m_source.GetWidth();
-    int const height = m_source.GetHeight();
-    int const depth = m_source.GetDepth();
-    int const blockSize = m_plan.blockSize;
-    int const blocksInRow = m_plan.blocksInRow;
-    int const rowsPerPass = m_plan.rowsPerPass;
-    int const blocksX = m_plan.blocksX;
+    PrepareBuffers();
+    if (!PreparePools())
+        return false;
 
-    unsigned const threads = std::max(1u, std::thread::hardware_concurrency());
-    uint64_t const chunkWidth = uint64_t(blocksX) * uint64_t(blockSize);
-    uint64_t const chunkHeight = uint64_t(rowsPerPass) * uint64_t(blockSize);
+    int const blocksInRow = m_plan.blocksInRow;
+    std::vector<uint32_t> table(256, 0);
+    progress.Start(uint64_t(CeilDiv(m_source.GetDepth(), m_plan.blockSize)) * uint64_t(blocksInRow) *
+                   uint64_t(blocksInRow));
+    for (int bz = 0; bz < blocksInRow; ++bz)
+        for (int by = 0; by < blocksInRow; by += m_plan.rowsPerPass)
+            for (int bx = 0; bx < blocksInRow; bx += m_plan.blocksX) {
+                Pass const pass{bx, by, bz, std::min(m_plan.blocksX, blocksInRow - bx),
+                                std::min(m_plan.rowsPerPass, blocksInRow - by)};
+                if (!BuildPass(pass, table, progress))
+                    return false;
+            }
+    m_chunk.reset();
+    m_interpolation = std::vector<uint8_t>();
+
+    ArrangeTree();
+    Summarise(table);
+    return true;
+}
+
+// The slab holds rowsPerPass rows of blocksX blocks, one block deep.
+void TezVoxelOctreeBuilder::PrepareBuffers()
+{
+    uint64_t const blockSize = uint64_t(m_plan.blockSize);
+    uint64_t const chunkWidth = uint64_t(m_plan.blocksX) * blockSize;
+    uint64_t const chunkHeight = uint64_t(m_plan.rowsPerPass) * blockSize;
     m_rowStride = uint64_t(m_bytesPerVoxel) * chunkWidth;
     m_sliceStride = m_rowStride * chunkHeight;
-    m_chunkBytes = m_sliceStride * uint64_t(blockSize);
+    m_chunkBytes = m_sliceStride * blockSize;
     m_chunk.reset(new uint8_t[m_chunkBytes]);
-    std::vector<uint8_t> interpolation(2 * m_sliceStride);
-    uint8_t* slices[2] = {interpolation.data(), interpolation.data() + m_sliceStride};
-    size_t const brickBytes = size_t(kBrickVoxels) * size_t(m_bytesPerVoxel);
-    std::vector<uint8_t> scratch(brickBytes * threads);
+    m_interpolation.resize(2 * m_sliceStride);
+}
 
+// Fresh pools with the full tree above the blocks in place.
+bool TezVoxelOctreeBuilder::PreparePools()
+{
     TezVoxelOctreeNodePool& nodes = m_tree.m_nodePool;
     TezVoxelOctreeLeafVolumePool& leaves = m_tree.m_leafPool;
     nodes.Initialize(1024);
-    leaves.SetElementSize(uint64_t(brickBytes));
+    leaves.SetElementSize(uint64_t(m_brickBytes));
     leaves.Initialize(1024);
-    TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", blocksInRow, int(m_plan.startIndex),
-                    int(m_plan.startCount));
-    if (nodes.Allocate(m_plan.startCount) == TezMemoryPoolBase::InvalidIndex)
-        return false;
+    TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", m_plan.blocksInRow,
+                    int(m_plan.startIndex), int(m_plan.startCount));
+    return nodes.Allocate(m_plan.startCount) != TezMemoryPoolBase::InvalidIndex;
+}
 
-    std::vector<uint32_t> table(256, 0);
-    progress.Start(uint64_t(CeilDiv(depth, blockSize)) * uint64_t(blocksInRow) * uint64_t(blocksInRow));
-    for (int bz = 0; bz < blocksInRow; ++bz) {
-        for (int by = 0; by < blocksInRow; by += rowsPerPass) {
-            for (int bx = 0; bx < blocksInRow; bx += blocksX) {
-                int const countX = std::min(blocksX, blocksInRow - bx);
-                int const countY = std::min(rowsPerPass, blocksInRow - by);
-                int const x = bx * blockSize;
-                int const y = by * blockSize;
-                int const z = bz * blockSize;
-                if (x < width && y < height && z < depth) {
-                    ZeroChunk();
-                    int const boxWidth = std::min(countX * blockSize, width - x);
-                    int const boxHeight = std::min(countY * blockSize, height - y);
-                    int const boxDepth = std::min(blockSize, depth - z);
-                    progress.BeginNested();
-                    m_source.Copy(m_chunk.get(), x, y, z, boxWidth, boxHeight, boxDepth, m_bitsPerPixel,
-                                  m_rowStride, m_sliceStride, slices);
-                    progress.EndNested();
-                    AddHistogram(boxWidth, boxHeight, boxDepth, table);
-                    int const count = countX * countY;
-                    std::vector<Taken> taken(static_cast<size_t>(count));
-                    tbb::parallel_for(0u, threads, [&](unsigned t) {
-                        uint8_t* brick = scratch.data() + brickBytes * t;
-                        for (int n = int(t); n < count && !m_stop.load(std::memory_order_relaxed);
-                             n += int(threads))
-                            BuildBlock(bx + n % countX, by + n / countX, bz, bx, by, brick, taken[size_t(n)]);
-                    });
-                    for (Taken const& block : taken) {
-                        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
-                        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
-                    }
-                } else {
-                    for (int j = 0; j < countY; ++j)
-                        for (int i = 0; i < countX; ++i) {
-                            TezVoxelOctreeNode& node = Node(BlockNode(bx + i, by + j, bz));
-                            node.children = 0;
-                            node.data = 0;
-                        }
-                }
-                progress.Step(uint32_t(countX * countY));
-                if (m_stop) {
-                    TezLogger::error("TezVoxelOctree: out of memory for the octree's pools\n");
-                    return false;
-                }
-                if (progress.Stopped())
-                    return false;
-            }
-        }
+// Builds the pass's blocks, or clears them where they lie outside the
+// source; false when the pools ran out or the host asks to stop.
+bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress)
+{
+    int const blockSize = m_plan.blockSize;
+    if (pass.bx * blockSize < m_source.GetWidth() && pass.by * blockSize < m_source.GetHeight() &&
+        pass.bz * blockSize < m_source.GetDepth()) {
+        ReadChunk(pass, table, progress);
+        BuildBlocks(pass);
+    } else {
+        ClearBlocks(pass);
     }
-    m_chunk.reset();
+    progress.Step(uint32_t(pass.countX * pass.countY));
+    if (m_stop) {
+        TezLogger::error("TezVoxelOctree: out of memory for the octree's pools\n");
+        return false;
+    }
+    return !progress.StopRequested();
+}
 
+// The part of the source under the pass, zero beyond its edges, into the
+// slab; its values join the histogram.
+void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress)
+{
+    int const blockSize = m_plan.blockSize;
+    int const x = pass.bx * blockSize;
+    int const y = pass.by * blockSize;
+    int const z = pass.bz * blockSize;
+    int const boxWidth = std::min(pass.countX * blockSize, m_source.GetWidth() - x);
+    int const boxHeight = std::min(pass.countY * blockSize, m_source.GetHeight() - y);
+    int const boxDepth = std::min(blockSize, m_source.GetDepth() - z);
+    ZeroChunk();
+    {
+        TezProgress::Nested const reading(progress);
+        uint8_t* slices[2] = {m_interpolation.data(), m_interpolation.data() + m_sliceStride};
+        m_source.Copy(m_chunk.get(), x, y, z, boxWidth, boxHeight, boxDepth, m_bitsPerPixel, m_rowStride,
+                      m_sliceStride, slices);
+    }
+    AddHistogram(boxWidth, boxHeight, boxDepth, table);
+}
+
+// The pass's blocks in parallel, each into its own record of what it took,
+// which joins the block order afterwards in block order.
+void TezVoxelOctreeBuilder::BuildBlocks(Pass const& pass)
+{
+    int const count = pass.countX * pass.countY;
+    std::vector<Taken> taken(static_cast<size_t>(count));
+    tbb::parallel_for(tbb::blocked_range<int>(0, count), [&](tbb::blocked_range<int> const& blocks) {
+        uint8_t* brick = m_scratch.local().data();
+        for (int n = blocks.begin(); n < blocks.end() && !m_stop.load(std::memory_order_relaxed); ++n)
+            BuildBlock(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz, pass.bx, pass.by, brick,
+                       taken[size_t(n)]);
+    });
+    for (Taken const& block : taken) {
+        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
+        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
+    }
+}
+
+// Blocks outside the source are empty: uniform 0, no children.
+void TezVoxelOctreeBuilder::ClearBlocks(Pass const& pass)
+{
+    for (int j = 0; j < pass.countY; ++j)
+        for (int i = 0; i < pass.countX; ++i) {
+            TezVoxelOctreeNode& node = Node(BlockNode(pass.bx + i, pass.by + j, pass.bz));
+            node.children = 0;
+            node.data = 0;
+        }
+}
+
+// The pools in the order of a build on one thread, the levels above the
+// blocks linked, and the root's children where the ray caster finds them.
+void TezVoxelOctreeBuilder::ArrangeTree()
+{
     PutInBlockOrder();
     LinkPyramid(0, 0, 0, 1, 0, 0);
     MoveRootOctetToFront();
+}
+
+// The pool sizes for the log, the bricks per level and the histogram.
+void TezVoxelOctreeBuilder::Summarise(std::vector<uint32_t> const& table)
+{
+    TezVoxelOctreeNodePool const& nodes = m_tree.m_nodePool;
+    TezVoxelOctreeLeafVolumePool const& leaves = m_tree.m_leafPool;
     TezLogger::info("Nodes %d, Leafs %d\n", int(nodes.GetNumElements()), int(leaves.GetNumElements()));
     TezLogger::info("Memory per nodes: %.2f Mb\n", double(nodes.GetSizeBytes()) / kMiB);
     TezLogger::info("Memory per leafs: %.2f Mb\n", double(leaves.GetSizeBytes()) / kMiB);
@@ -681,14 +716,14 @@ bool TezVoxelOctreeBuilder::Run(Progress& progress)
     CountLeafs(0, 0);
     for (size_t level = 0; level < m_tree.m_leafsPerSlice.size(); ++level)
         TezLogger::info("Memory per slice %d: %.2f Mb, count: %d\n", int(level),
-                        double(m_tree.m_leafsPerSlice[level]) * double(brickBytes) / kMiB,
+                        double(m_tree.m_leafsPerSlice[level]) * double(m_brickBytes) / kMiB,
                         m_tree.m_leafsPerSlice[level]);
 
-    float const scale = 1.0f / float(double(width) * double(height) * double(depth));
+    float const scale = 1.0f / float(double(m_source.GetWidth()) * double(m_source.GetHeight()) *
+                                     double(m_source.GetDepth()));
     m_tree.m_histogram.resize(256);
     for (int i = 0; i < 256; ++i)
         m_tree.m_histogram[size_t(i)] = float(table[size_t(i)]) * scale;
-    return true;
 }
 
 TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*name*/,
@@ -703,8 +738,8 @@ TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*n
     if (width <= 0 || height <= 0 || depth <= 0)
         return TezRef<TezVoxelOctree>();
 
-    Progress progress;
-    progress.Message("Building Voxel Octree...");
+    TezProgress progress;
+    progress.SetMessage("Building Voxel Octree...");
     TezVoxelOctreePlan const plan = TezVoxelOctreeMakePlan(width, height, depth, bitsPerPixel, memoryLimit);
     if (plan.memoryRaised)
         TezLogger::warn("Warning: memory usage increased for better performance\n");
