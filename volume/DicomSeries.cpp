@@ -2,6 +2,7 @@
 
 #include "core/Logger.h"
 #include "core/UIManager.h"
+#include "volume/detail/DicomStructure.h"
 #include "volume/detail/VoxelRows.h"
 
 #include <gdcmImage.h>
@@ -32,6 +33,9 @@ struct Header
     std::vector<double> position, orientation, pixelSpacing;
     double slope = 1, intercept = 0, thickness = 0, between = 0;
     double instance = 0;
+    bool encapsulated = false; // compressed pixel data
+    uint64_t pixelBytes = 0;
+    std::string damage; // why a DICOM file cannot be read safely
 };
 
 std::string Clean(std::string text)
@@ -77,9 +81,20 @@ int Whole(std::string const& text, int fallback)
     return value >= -1e9 && value <= 1e9 ? int(value) : fallback;
 }
 
+// False for a file that is no DICOM image; a damaged DICOM file answers
+// true with the damage noted, to be refused by name.
 bool ReadHeader(std::string const& path, Header& header)
 {
     header.file = path;
+    TezDicomStructure const structure = TezCheckDicomStructure(path);
+    if (!structure.part10 || (structure.problem.empty() && !structure.pixels))
+        return false;
+    if (!structure.problem.empty()) {
+        header.damage = structure.problem;
+        return true;
+    }
+    header.encapsulated = structure.encapsulated;
+    header.pixelBytes = structure.pixelBytes;
     try {
         gdcm::Reader reader;
         reader.SetFileName(path.c_str());
@@ -146,6 +161,8 @@ std::string Size(Header const& h)
 // The checks on one file of a series that do not need the others.
 void CheckAlone(Header const& h)
 {
+    if (!h.damage.empty())
+        throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " is a damaged DICOM file: " + h.damage);
     if (h.samples != 1)
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " has " + std::to_string(h.samples) +
                                  " samples per pixel: colour images are not read");
@@ -160,6 +177,12 @@ void CheckAlone(Header const& h)
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " has an impossible sample layout (" +
                                  std::to_string(h.bitsStored) + " bits stored, high bit " +
                                  std::to_string(h.highBit) + ")");
+    // Plain pixel data must hold the pixels the header promises.
+    uint64_t const needed = uint64_t(h.rows) * uint64_t(h.columns) * uint64_t(h.bitsAllocated / 8);
+    if (!h.encapsulated && h.pixelBytes < needed)
+        throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " holds " + std::to_string(h.pixelBytes) +
+                                 " bytes of pixel data, fewer than its " + Size(h) + " pixels need (" +
+                                 std::to_string(needed) + ")");
     if (!(h.slope != 0.0) || std::fabs(h.slope) > 1e6 || std::fabs(h.intercept) > 1e9)
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " has an unusable rescale (slope " +
                                  std::to_string(h.slope) + ", intercept " + std::to_string(h.intercept) + ")");
