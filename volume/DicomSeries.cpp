@@ -258,8 +258,8 @@ TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& file
 
     TezRef<TezDicomSeries> series(new TezDicomSeries());
     if (skipped)
-        series->m_notes.push_back("skipped " + std::to_string(skipped) + " file" + (skipped > 1 ? "s" : "") +
-                                  " that " + (skipped > 1 ? "are" : "is") + " not DICOM images (" +
+        series->m_notes.push_back("skipped " + std::to_string(skipped) +
+                                  (skipped > 1 ? " files that are no DICOM images (" : " file that is no DICOM image (") +
                                   Name(firstSkipped) + (skipped > 1 ? ", ..." : "") + ")");
 
     Header const& first = images.front();

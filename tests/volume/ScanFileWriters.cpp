@@ -25,6 +25,23 @@ Grid MakeGrid(int w, int h, int d)
     return grid;
 }
 
+Grid MakeBall(int w, int h, int d)
+{
+    Grid grid;
+    grid.w = w;
+    grid.h = h;
+    grid.d = d;
+    grid.values.reserve(size_t(w) * h * d);
+    for (int z = 0; z < d; ++z)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                double const u = (x + 0.5 - w / 2.0) / (0.4 * w), v = (y + 0.5 - h / 2.0) / (0.4 * h),
+                             t = (z + 0.5 - d / 2.0) / (0.4 * d);
+                grid.values.push_back(int16_t(u * u + v * v + t * t <= 1.0 ? 1000 : -1000));
+            }
+    return grid;
+}
+
 std::string Samples16(Grid const& grid, bool bigEndian)
 {
     std::string bytes;

@@ -17,6 +17,9 @@ struct Grid
     int16_t At(int x, int row, int z) const { return values[(size_t(z) * h + row) * w + x]; }
 };
 Grid MakeGrid(int w, int h, int d);
+// An ellipsoid of 1000 in -1000 (CT-like: bone in air), its semi-axes 40%
+// of the sizes, centred.
+Grid MakeBall(int w, int h, int d);
 
 std::string Samples16(Grid const& grid, bool bigEndian);
 // The high bytes as unsigned 8-bit samples (value >> 8) + 128.

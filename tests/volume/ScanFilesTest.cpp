@@ -288,7 +288,7 @@ TEST_F(ScanFilesTest, DicomSeriesSortedByPositionRescaledAndShifted)
     ExpectGrid(*series, grid);
     ExpectSpacing(*series, 0.75, 0.5, 2.5);
     ASSERT_EQ(series->GetNotes().size(), 1u);
-    EXPECT_NE(series->GetNotes()[0].find("skipped 1 file that is not DICOM images ('" + Path("README.txt")),
+    EXPECT_NE(series->GetNotes()[0].find("skipped 1 file that is no DICOM image ('" + Path("README.txt")),
               std::string::npos)
         << series->GetNotes()[0];
     EXPECT_TRUE(series->GetUnreadableFiles().empty());
