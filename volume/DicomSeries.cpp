@@ -6,7 +6,6 @@
 #include "volume/detail/VoxelRows.h"
 
 #include <gdcmImage.h>
-#include <gdcmImageReader.h>
 #include <gdcmReader.h>
 #include <gdcmStringFilter.h>
 #include <gdcmTrace.h>
@@ -372,15 +371,29 @@ bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& value
     size_t const pixels = size_t(m_width) * size_t(m_height);
     std::vector<char> raw;
     try {
-        gdcm::ImageReader reader;
+        // The pixel data goes to GDCM's codecs as an image built from our
+        // own reading of the header: GDCM's image reader reads the header
+        // again, and stops on an assertion at the first value whose
+        // representation it did not expect.
+        gdcm::Reader reader;
         reader.SetFileName(slice.file.c_str());
         if (!reader.Read())
             return false;
-        gdcm::Image const& image = reader.GetImage();
-        gdcm::PixelFormat const& format = image.GetPixelFormat();
-        if (image.GetColumns() != unsigned(m_width) || image.GetRows() != unsigned(m_height) ||
-            format.GetSamplesPerPixel() != 1 || format.GetBitsAllocated() != m_bitsAllocated)
+        gdcm::DataSet const& data = reader.GetFile().GetDataSet();
+        gdcm::Tag const pixelTag(0x7fe0, 0x0010);
+        if (!data.FindDataElement(pixelTag))
             return false;
+        gdcm::TransferSyntax const syntax = reader.GetFile().GetHeader().GetDataSetTransferSyntax();
+        gdcm::Image image;
+        image.SetNumberOfDimensions(2);
+        image.SetDimension(0, unsigned(m_width));
+        image.SetDimension(1, unsigned(m_height));
+        image.SetPixelFormat(gdcm::PixelFormat(1, (unsigned short)m_bitsAllocated, (unsigned short)m_bitsStored,
+                                               (unsigned short)m_highBit, m_signed ? 1 : 0));
+        image.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
+        image.SetTransferSyntax(syntax);
+        image.SetNeedByteSwap(syntax == gdcm::TransferSyntax::ExplicitVRBigEndian);
+        image.SetDataElement(data.GetDataElement(pixelTag));
         size_t const bytes = pixels * size_t(m_bitsAllocated / 8);
         if (image.GetBufferLength() != bytes)
             return false;

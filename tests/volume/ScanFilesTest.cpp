@@ -350,5 +350,22 @@ TEST_F(ScanFilesTest, DicomMixedSeriesAndCutFilesAreRefused)
     WriteDicomSeries(folder, grid);
     ASSERT_EQ(truncate((folder + "/ct-1.dcm").c_str(), 200), 0);
     std::string const cut = Refusal([&] { TezDicomSeries::Create(folder); });
-    EXPECT_NE(cut.find("ct-1.dcm"), std::string::npos) << cut;
+    EXPECT_NE(cut.find("'" + folder + "/ct-1.dcm' is a damaged DICOM file: "), std::string::npos) << cut;
+
+    // Pixel data that claims 2 GiB in a file of 2 KiB: refused, not read.
+    std::string const lying = Path("lying");
+    std::system(("mkdir '" + lying + "'").c_str());
+    WriteDicomSeries(lying, grid);
+    std::string const slice = lying + "/ct-0.dcm";
+    FILE* file = std::fopen(slice.c_str(), "r+b");
+    ASSERT_NE(file, nullptr);
+    std::string bytes(4096, '\0');
+    bytes.resize(std::fread(&bytes[0], 1, bytes.size(), file));
+    size_t const at = bytes.find(std::string("\xe0\x7f\x10\x00OW\0\0", 8));
+    ASSERT_NE(at, std::string::npos);
+    std::fseek(file, long(at + 8), SEEK_SET);
+    std::fwrite("\xf0\xff\xff\x7f", 1, 4, file);
+    std::fclose(file);
+    EXPECT_NE(Refusal([&] { TezDicomSeries::Create(lying); }).find("ct-0.dcm' is a damaged DICOM file: an element runs past the end"),
+              std::string::npos);
 }
