@@ -176,8 +176,13 @@ void CheckAlone(Header const& h)
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " has an impossible sample layout (" +
                                  std::to_string(h.bitsStored) + " bits stored, high bit " +
                                  std::to_string(h.highBit) + ")");
-    // Plain pixel data must hold the pixels the header promises.
+    // Plain pixel data must hold the pixels the header promises, and
+    // compressed data must be able to: no codec of DICOM's comes near 8192:1
+    // on a real image, so more is a header lying about the image's size.
     uint64_t const needed = uint64_t(h.rows) * uint64_t(h.columns) * uint64_t(h.bitsAllocated / 8);
+    if (h.encapsulated && needed > h.pixelBytes * 8192)
+        throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " claims " + Size(h) + " pixels, more than its " +
+                                 std::to_string(h.pixelBytes) + " bytes of compressed pixel data can hold");
     if (!h.encapsulated && h.pixelBytes < needed)
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " holds " + std::to_string(h.pixelBytes) +
                                  " bytes of pixel data, fewer than its " + Size(h) + " pixels need (" +
@@ -370,6 +375,7 @@ bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& value
 {
     size_t const pixels = size_t(m_width) * size_t(m_height);
     std::vector<char> raw;
+    bool encapsulated = false;
     try {
         // The pixel data goes to GDCM's codecs as an image built from our
         // own reading of the header: GDCM's image reader reads the header
@@ -388,8 +394,13 @@ bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& value
         image.SetNumberOfDimensions(2);
         image.SetDimension(0, unsigned(m_width));
         image.SetDimension(1, unsigned(m_height));
-        image.SetPixelFormat(gdcm::PixelFormat(1, (unsigned short)m_bitsAllocated, (unsigned short)m_bitsStored,
-                                               (unsigned short)m_highBit, m_signed ? 1 : 0));
+        // Native samples are handed over as whole words, the stored bits
+        // taken out below (GDCM asserts on a high bit above bits stored);
+        // codecs get the stored bits and give them in the low bits.
+        encapsulated = syntax.IsEncapsulated();
+        unsigned short const allocated = (unsigned short)m_bitsAllocated;
+        unsigned short const stored = encapsulated ? (unsigned short)m_bitsStored : allocated;
+        image.SetPixelFormat(gdcm::PixelFormat(1, allocated, stored, (unsigned short)(stored - 1), m_signed ? 1 : 0));
         image.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
         image.SetTransferSyntax(syntax);
         image.SetNeedByteSwap(syntax == gdcm::TransferSyntax::ExplicitVRBigEndian);
@@ -409,7 +420,7 @@ bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& value
         std::memcpy(values.data(), raw.data(), pixels);
         return true;
     }
-    int const shift = m_highBit + 1 - m_bitsStored;
+    int const shift = encapsulated ? 0 : m_highBit + 1 - m_bitsStored;
     uint32_t const mask = (1u << m_bitsStored) - 1u;
     uint32_t const sign = 1u << (m_bitsStored - 1);
     uint16_t* out = reinterpret_cast<uint16_t*>(values.data());

@@ -1,5 +1,7 @@
 #include "volume/RawVolume.h"
 
+#include "volume/detail/VoxelRows.h"
+
 #include <tbb/parallel_for.h>
 #include <zlib.h>
 

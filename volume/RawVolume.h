@@ -11,17 +11,19 @@
 // plain bytes than it holds, or more than deflate's largest ratio (1032:1)
 // can make of its compressed bytes.
 //
-// Values and rows as volume/detail/VoxelRows.h says: signed samples are
-// shifted by half their range (int16 -32768 lands on 0, 0 on 32768), and the
-// first stored row of a slice is its top, delivered at y = height - 1. x runs
-// along a stored row, z from the first stored slice.
+// Signed samples are shifted by half their range (int16 -32768 lands on 0,
+// 0 on 32768); at the other depth, 16-bit values keep their high byte and
+// 8-bit values are scaled by 257. The first stored row of a slice is its
+// top, as in image files, and is delivered at y = height - 1, so views show
+// a slice as image viewers and the image stack do. x runs along a stored
+// row, z from the first stored slice.
 //
 // Create throws std::runtime_error naming the file and the fault. Copy
 // answers false for a request outside the volume (the buffer is untouched).
 
 #include "math/Vector.h"
 #include "volume/VolumeData.h"
-#include "volume/detail/VoxelRows.h"
+#include "volume/VoxelSample.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,8 @@
 #include "volume/detail/DicomStructure.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
@@ -86,7 +88,9 @@ public:
                 // sequence inside an explicit data set; else a sequence.
                 bool const wasExplicit = m_explicit;
                 m_explicit = m_explicit && e.vr != "UN";
+                uint64_t const before = m_at;
                 Items(end, true, opaque, depth + 1);
+                m_fragmentBytes = m_at - before;
                 m_explicit = wasExplicit;
             } else {
                 if (e.length > end - m_at)
@@ -107,8 +111,8 @@ public:
                 Seek(stop);
             }
             if (top && e.tag == kPixelData) {
-                m_pixelBytes = e.length;
                 m_encapsulated = e.length == kUndefined;
+                m_pixelBytes = m_encapsulated ? m_fragmentBytes : e.length;
                 return true;
             }
         }
@@ -172,9 +176,13 @@ private:
         }
         char vr[2];
         Read(vr, 2);
-        if (vr[0] < 'A' || vr[0] > 'Z' || vr[1] < 'A' || vr[1] > 'Z')
-            throw Fault("an element without a value representation in an explicit syntax");
         e.vr.assign(vr, 2);
+        // GDCM stops on an assertion at a representation it does not know.
+        static char const* const known[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FD", "FL", "IS", "LO",
+                                            "LT", "OB", "OD", "OF", "OL", "OV", "OW", "PN", "SH", "SL", "SQ",
+                                            "SS", "ST", "SV", "TM", "UC", "UI", "UL", "UN", "UR", "US", "UT", "UV"};
+        if (std::none_of(std::begin(known), std::end(known), [&](char const* form) { return e.vr == form; }))
+            throw Fault("an element without a known value representation in an explicit syntax");
         static char const* const longForms[] = {"OB", "OD", "OF", "OL", "OV", "OW", "SQ",
                                                 "SV", "UC", "UN", "UR", "UT", "UV"};
         bool isLong = false;
@@ -231,8 +239,9 @@ private:
     }
 
 public:
-    uint32_t m_pixelBytes = 0;
+    uint64_t m_pixelBytes = 0;
     bool m_encapsulated = false;
+    uint64_t m_fragmentBytes = 0; // of the last element of undefined length
 
 private:
     FILE* m_file;

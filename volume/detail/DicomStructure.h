@@ -20,8 +20,8 @@ struct TezDicomStructure
     bool part10 = false;  // a regular file with the preamble and "DICM"
     std::string problem;  // empty when the walk passed
     bool pixels = false;  // the walk met the top-level pixel data
-    uint32_t pixelBytes = 0; // the top-level pixel data's length
-    bool encapsulated = false; // compressed fragments: no length to compare
+    uint64_t pixelBytes = 0; // the top-level pixel data's bytes (fragments and their headers when encapsulated)
+    bool encapsulated = false; // compressed fragments
 };
 
 TezDicomStructure TezCheckDicomStructure(std::string const& path);

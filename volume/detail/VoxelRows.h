@@ -11,20 +11,9 @@
 // Rows: the first stored row of a slice is its top, as in image files, and
 // is delivered at y = height - 1.
 
+#include "volume/VoxelSample.h"
+
 #include <cstdint>
-
-enum class TezVoxelSample
-{
-    UInt8,
-    Int8,
-    UInt16,
-    Int16
-};
-
-inline int TezVoxelSampleBytes(TezVoxelSample sample)
-{
-    return sample == TezVoxelSample::UInt8 || sample == TezVoxelSample::Int8 ? 1 : 2;
-}
 
 // True when a Copy request fits a width x height x depth source: bits 8 or
 // 16, a non-null buffer, the box inside, strides wide enough for it.
