@@ -113,12 +113,12 @@ public:
             if (top && e.tag == kPixelData) {
                 m_encapsulated = e.length == kUndefined;
                 m_pixelBytes = m_encapsulated ? m_fragmentBytes : e.length;
-                return true;
+                m_pixels = true;
             }
         }
         if (delimited)
             throw Fault("an item of undefined length has no end");
-        return false;
+        return top && m_pixels;
     }
 
 private:
@@ -241,6 +241,7 @@ private:
 public:
     uint64_t m_pixelBytes = 0;
     bool m_encapsulated = false;
+    bool m_pixels = false;
     uint64_t m_fragmentBytes = 0; // of the last element of undefined length
 
 private:

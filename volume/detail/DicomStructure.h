@@ -8,8 +8,8 @@
 // endian meta group) and then, in the transfer syntax the meta group names,
 // that every element, item and fragment lies within its parent and the file,
 // that undefined lengths end in their delimiters, and that nesting stays
-// below 32 levels, up to and including the pixel data (a file without
-// pixel data, such as a DICOMDIR, is walked to its end). Deflated data sets
+// below 32 levels, to the end of the file: GDCM reads what follows the
+// pixel data too. Deflated data sets
 // are refused: they cannot be walked without inflating them.
 
 #include <cstdint>
@@ -19,7 +19,7 @@ struct TezDicomStructure
 {
     bool part10 = false;  // a regular file with the preamble and "DICM"
     std::string problem;  // empty when the walk passed
-    bool pixels = false;  // the walk met the top-level pixel data
+    bool pixels = false;  // the file has top-level pixel data
     uint64_t pixelBytes = 0; // the top-level pixel data's bytes (fragments and their headers when encapsulated)
     bool encapsulated = false; // compressed fragments
 };

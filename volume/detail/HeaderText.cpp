@@ -12,8 +12,15 @@ std::string TezReadFileHead(std::string const& path, size_t limit)
     FILE* file = std::fopen(path.c_str(), "rb");
     if (!file)
         throw std::runtime_error("'" + path + "': cannot open: " + std::strerror(errno));
+    // No more than the file holds: most files are far below the limit.
+    long size = -1;
+    if (std::fseek(file, 0, SEEK_END) == 0)
+        size = std::ftell(file);
+    std::rewind(file);
+    if (size >= 0 && size_t(size) < limit)
+        limit = size_t(size);
     std::string head(limit, '\0');
-    size_t const got = std::fread(&head[0], 1, limit, file);
+    size_t const got = limit ? std::fread(&head[0], 1, limit, file) : 0;
     bool const failed = std::ferror(file) != 0;
     std::fclose(file);
     if (failed)
