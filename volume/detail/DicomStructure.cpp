@@ -47,6 +47,9 @@ public:
             uint32_t const length = e.length;
             if (length == kUndefined || length > m_size - m_at)
                 throw Fault("a meta element runs past the end of the file");
+            // The meta group holds plain values only; GDCM asserts on others.
+            if (e.vr != "UL" && e.vr != "OB" && e.vr != "UI" && e.vr != "SH" && e.vr != "AE" && e.vr != "UR")
+                throw Fault("a meta element of representation " + e.vr);
             if (e.tag == 0x00020010u && length <= 64) {
                 std::string value(length, '\0');
                 Read(&value[0], length);
