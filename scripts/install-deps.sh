@@ -10,7 +10,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config git
   python3 python3-dev pybind11-dev
-  libtbb-dev libfreeimage-dev libtinyxml2-dev
+  libtbb-dev libfreeimage-dev libtinyxml2-dev libgdcm-dev
   libdeflate-dev libisal-dev zlib1g-dev libdw-dev
   libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth

@@ -6,6 +6,7 @@
 // holds on disk).
 
 #include "core/Identifiable.h"
+#include "math/Vector.h"
 
 #include <cstdint>
 
@@ -27,6 +28,11 @@ public:
     // is then untouched.
     virtual bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
                       uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) = 0;
+
+    // Distance between neighbouring voxel centres along x, y and z, in the
+    // source's own unit (millimetres for scans); (1, 1, 1) for sources that
+    // carry none, such as image stacks.
+    virtual TezVector3<double> GetSpacing() const { return TezVector3<double>(1.0, 1.0, 1.0); }
 
 protected:
     TezVolumeData() = default;

@@ -12,19 +12,19 @@ std::vector<TezSubCommand> const& TezSubCommands()
         {"script", "tez script run FILE [--history OUT.py]", "run a Python script; write the command history",
          TezScriptCommand},
         // volume
-        {"octree", "tez octree PATTERN FIRST LAST -o FILE", "build a voxel octree from slices (--info FILE: describe one)",
+        {"octree", "tez octree SOURCE -o FILE", "build a voxel octree from slices or a scan (--info FILE: describe one)",
          TezOctreeCommand},
         {"sample", "tez sample FOLDER [--size N]", "write the built-in CT-like phantom as a PNG slice stack",
          TezSampleCommand},
-        {"tessellate", "tez tessellate PATTERN FIRST LAST -o OUT",
-         "isosurface of an image stack as STL (--iso V, default 128)", TezTessellateCommand},
+        {"tessellate", "tez tessellate SOURCE -o OUT",
+         "isosurface of slices or a scan as STL (--iso V, default 128)", TezTessellateCommand},
 
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",
          "read an STL, OBJ or PLY mesh; info, check, clean (tez mesh --help)", TezMeshCommand},
 
         // render
-        {"render", "tez render [PATTERN FIRST LAST | --octree FILE]", "ray cast slices or an octree into a PNG",
+        {"render", "tez render [SOURCE | --octree FILE]", "ray cast slices, a scan or an octree into a PNG",
          TezRenderCommand},
         {"effects-demo", "tez effects-demo [-o OUT.png] [--size WxH]",
          "draw the sample meshes with the GL effects side by side into a PNG", TezEffectsDemoCommand},

@@ -29,12 +29,14 @@ int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);
 int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // volume
-// tez octree PATTERN FIRST LAST [--bpp 8|16] [--voxel-size S] [--memory-limit MiB] -o FILE
+// SOURCE: a DICOM folder, a NRRD, MetaImage or raw file, or PATTERN FIRST LAST
+// (tez/VolumeSourceArgs.h).
+// tez octree SOURCE [--bpp 8|16] [--voxel-size S] [--memory-limit MiB] -o FILE
 // tez octree --info FILE
 int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez sample FOLDER [--size N]
 int TezSampleCommand(TezArgs const& args, FILE* out, FILE* err);
-// tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--ascii]
+// tez tessellate SOURCE --iso V -o OUT.stl [--ascii]
 int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // mesh
@@ -42,7 +44,7 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // render
-// tez render [PATTERN FIRST LAST | --octree FILE] [-o OUT.png] [options]; no
+// tez render [SOURCE | --octree FILE] [-o OUT.png] [options]; no
 // arguments: the built-in sample to tez-render.png
 int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez effects-demo [-o OUT.png] [--size WxH]: the sample meshes with the GL

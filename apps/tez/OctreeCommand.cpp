@@ -1,12 +1,12 @@
-// tez octree: builds a voxel octree from a numbered slice stack and saves it,
-// or describes a saved one.
+// tez octree: builds a voxel octree from a volume source (a slice stack or a
+// scan file) and saves it, or describes a saved one.
 
 #include "core/Archive.h"
 #include "core/Logger.h"
 #include "core/UIManager.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
-#include "tez/SliceStackArgs.h"
+#include "tez/VolumeSourceArgs.h"
 #include "volume/ImageStack.h"
 #include "volume/VoxelOctree.h"
 
@@ -17,16 +17,17 @@
 namespace
 {
 char const* const kUsage =
-    "usage: tez octree PATTERN FIRST LAST [--bpp 8|16 (default: as the slices)] [--voxel-size S] [--memory-limit MiB]\n"
+    "usage: tez octree SOURCE [--bpp 8|16 (default: as the source)] [--voxel-size S] [--memory-limit MiB]\n"
     "                  [--allow-bad-slices] -o FILE\n"
     "       tez octree --info FILE\n"
+    "--voxel-size defaults to the source's x spacing (1 for slice stacks).\n"
     "FIRST and LAST must be numbers of files that exist. Unreadable slice files are\n"
     "filled by interpolation; more than 10% of them is refused unless --allow-bad-slices.\n"
     "--memory-limit bounds the slices held while building; the octree comes on top.\n";
 
 int Usage(FILE* err, std::string const& message)
 {
-    std::fprintf(err, "tez octree: %s\n%s", message.c_str(), kUsage);
+    std::fprintf(err, "tez octree: %s\n%s%s", message.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
     return 2;
 }
 
@@ -105,9 +106,9 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
     if (!args.empty() && args[0] == "--info")
         return Usage(err, "--info takes one FILE");
 
-    TezSliceStackArgs stack;
-    int bits = 0; // 0: as the slices
-    double voxelSize = 1.0;
+    TezVolumeSourceArgs source;
+    int bits = 0; // 0: as the source
+    double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
     std::string output;
@@ -149,28 +150,34 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
                 return Usage(err, "bad value '" + *text + "' for " + arg);
             }
         } else if (arg == "--allow-bad-slices") {
-            stack.allowUnreadable = true;
+            source.stack.allowUnreadable = true;
+        } else if (std::string problem; source.TakeOption(args, i, problem)) {
+            if (!problem.empty())
+                return Usage(err, problem);
         } else if (arg.size() > 1 && arg[0] == '-' && !std::isdigit(static_cast<unsigned char>(arg[1]))) {
             return Usage(err, "unknown option '" + arg + "'");
         } else {
             positional.push_back(arg);
         }
     }
-    if (positional.size() != 3)
-        return Usage(err, "expected PATTERN FIRST LAST");
-    if (output.empty())
-        return Usage(err, "missing -o FILE");
-    std::string problem = stack.Parse(positional[0], positional[1], positional[2]);
+    std::string problem = source.Parse(positional);
     if (!problem.empty())
         return Usage(err, problem);
+    if (output.empty())
+        return Usage(err, "missing -o FILE");
 
     TezHostApplication app;
-    stack.allowOption = "--allow-bad-slices";
-    TezRef<TezImageStack> images = stack.Open(err);
+    source.stack.allowOption = "--allow-bad-slices";
+    TezRef<TezVolumeData> images = source.Open("octree", err);
     if (!images)
         return 1;
     if (bits == 0)
-        bits = std::max(TezSliceStackArgs::SliceBits(*images), 8);
+        bits = source.NativeBits();
+    if (voxelSize == 0.0)
+        voxelSize = images->GetSpacing().x;
+    std::string const described = source.Describe();
+    if (!described.empty())
+        std::fprintf(out, "%s\n", described.c_str());
 
     // A limit below one row of blocks would be exceeded, not obeyed: refuse
     // it. The default gives way to what the stack needs, with the builder's
@@ -193,7 +200,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return 1;
     }
     // Damaged pixel data shows only while the slices are read.
-    if (!stack.AcceptUnreadable(*images, err))
+    if (!source.AcceptAfterRead("octree", err))
         return 1;
     TezRef<TezArchive> archive = TezArchive::Open(output.c_str(), TezArchive::Write);
     if (!archive) {

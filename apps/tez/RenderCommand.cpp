@@ -1,4 +1,4 @@
-// tez render: slices (or a saved octree) in, a ray-cast picture out.
+// tez render: a volume source (or a saved octree) in, a ray-cast picture out.
 
 #include "core/Archive.h"
 #include "platform/DeviceBuffer.h"
@@ -8,7 +8,7 @@
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/SampleStack.h"
-#include "tez/SliceStackArgs.h"
+#include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
 #include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
@@ -27,7 +27,7 @@
 namespace
 {
 char const* const kUsage =
-    "usage: tez render [PATTERN FIRST LAST | --octree FILE] [-o OUT.png] [options]\n"
+    "usage: tez render [SOURCE | --octree FILE] [-o OUT.png] [options]\n"
     "  -o OUT.png              picture to write (default tez-render.png)\n"
     "  --size WxH              picture size (default 1024x768)\n"
     "  --view NAME             front, back, right, left, top, bottom, tilted (default), isometric\n"
@@ -41,12 +41,12 @@ char const* const kUsage =
     "  --xsection PX,PY,PZ,NX,NY,NZ  keep the half space the normal points into\n"
     "  --cut x|y|z             cross-section through the centre, keeping the far half\n"
     "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree (the bits\n"
-    "                          default to the slices': 16 for 16-bit files)\n"
+    "                          default to the source's: 16 for 16-bit files)\n"
     "With no arguments at all, renders a built-in CT-like sample to tez-render.png.\n";
 
 int Usage(FILE* err, std::string const& message)
 {
-    std::fprintf(err, "tez render: %s\n%s", message.c_str(), kUsage);
+    std::fprintf(err, "tez render: %s\n%s%s", message.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
     return 2;
 }
 
@@ -86,8 +86,8 @@ struct RenderOptions
     TezVector4<float> colour{0.9f, 0.85f, 0.75f, 1.0f};
     std::vector<float> plane;
     int cutAxis = -1;
-    int bits = 0; // 0: as the slices
-    double voxelSize = 1.0;
+    int bits = 0; // 0: as the source
+    double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
 };
@@ -162,7 +162,8 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
 }
 
 // Parses everything but the positional arguments; empty when fine.
-std::string ParseOptions(TezArgs const& args, RenderOptions& o, std::vector<std::string>& positional)
+std::string ParseOptions(TezArgs const& args, RenderOptions& o, TezVolumeSourceArgs& source,
+                         std::vector<std::string>& positional)
 {
     static char const* const valued[] = {"-o",   "--octree",     "--size", "--view",     "--layers",
                                          "--tf", "--color",      "--cut",  "--xsection", "--bpp",
@@ -175,6 +176,12 @@ std::string ParseOptions(TezArgs const& args, RenderOptions& o, std::vector<std:
         }
         if (arg == "--transparent") {
             o.transparent = true;
+            continue;
+        }
+        std::string sourceProblem;
+        if (source.TakeOption(args, i, sourceProblem)) {
+            if (!sourceProblem.empty())
+                return sourceProblem;
             continue;
         }
         bool takesValue = false;
@@ -404,14 +411,18 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
 int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     RenderOptions options;
+    TezVolumeSourceArgs source;
     std::vector<std::string> positional;
-    std::string const problem = ParseOptions(args, options, positional);
+    std::string const problem = ParseOptions(args, options, source, positional);
     if (!problem.empty())
         return Usage(err, problem);
-    if (!positional.empty() && positional.size() != 3)
-        return Usage(err, "expected PATTERN FIRST LAST");
     if (!positional.empty() && !options.octreeFile.empty())
-        return Usage(err, "give either PATTERN FIRST LAST or --octree FILE");
+        return Usage(err, "give either SOURCE or --octree FILE");
+    if (!positional.empty()) {
+        std::string const bad = source.Parse(positional);
+        if (!bad.empty())
+            return Usage(err, bad);
+    }
 
     TezHostApplication app;
     TezRef<TezVoxelOctree> tree;
@@ -423,17 +434,16 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
             std::string const pattern = WriteSample(err);
             if (pattern.empty())
                 return 1;
-            positional = {pattern, "0", "127"};
             sampleFolder = pattern.substr(0, pattern.find_last_of('/'));
+            std::string const bad = source.Parse({pattern, "0", "127"});
+            if (!bad.empty())
+                return Usage(err, bad);
         }
-        TezSliceStackArgs stack;
-        std::string const bad = stack.Parse(positional[0], positional[1], positional[2]);
-        if (!bad.empty())
-            return Usage(err, bad);
-        TezRef<TezImageStack> images = stack.Open(err);
+        TezRef<TezVolumeData> images = source.Open("render", err);
         if (!images)
             return 1;
-        int const bits = options.bits ? options.bits : std::max(TezSliceStackArgs::SliceBits(*images), 8);
+        int const bits = options.bits ? options.bits : source.NativeBits();
+        double const voxelSize = options.voxelSize > 0 ? options.voxelSize : images->GetSpacing().x;
         int const smallest = TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(),
                                                                 images->GetDepth(), bits);
         if (options.limitGiven && options.memoryLimit < smallest) {
@@ -444,12 +454,12 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
                          smallest, smallest);
             return 2;
         }
-        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, options.voxelSize, bits,
+        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, voxelSize, bits,
                                                     options.memoryLimit);
         if (!tree)
             std::fprintf(err, "tez render: the octree build was stopped or refused\n");
         // Damaged pixel data shows only while the slices are read.
-        else if (!stack.AcceptUnreadable(*images, err))
+        else if (!source.AcceptAfterRead("render", err))
             tree = TezRef<TezVoxelOctree>();
         if (!sampleFolder.empty()) {
             std::error_code ignored;

@@ -1,14 +1,16 @@
-// tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--bpp 8|16] [--ascii]
+// tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]
 //
-// The slices are read at their own depth (or --bpp), so that the threshold is
-// in the data's own units, and tessellated by the library's default method:
-// a closed surface wherever the object stays off the stack's border.
+// The source is read at its own depth (or --bpp), so that the threshold is
+// in the data's own units, and tessellated by the closed method: a closed
+// surface wherever the object stays off the volume's border. The mesh comes
+// out in the source's units: voxel (i, j, k) spans [i, i + 1) times the
+// spacing along each axis.
 
 #include "core/Logger.h"
 #include "core/Threads.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
-#include "tez/SliceStackArgs.h"
+#include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
 #include "volume/ImageStack.h"
 #include "volume/MemoryVolume.h"
@@ -24,15 +26,16 @@
 namespace {
 
 char const* const kUsage =
-    "usage: tez tessellate PATTERN FIRST LAST --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
+    "usage: tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
     "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
-    "surface runs where the voxels cross V, in the slices' own values: 0 to 255\n"
-    "for 8-bit slices (default 128), 0 to 65535 for 16-bit ones (default 32768).\n"
-    "The depth is the first slice's unless --bpp says otherwise.\n";
+    "surface runs where the voxels cross V, in the source's own values: 0 to 255\n"
+    "for 8-bit data (default 128), 0 to 65535 for 16-bit data (default 32768).\n"
+    "The depth is the source's unless --bpp says otherwise. The mesh is in the\n"
+    "source's units (its voxel spacing; 1 per voxel for slice stacks).\n";
 
 int Usage(FILE* err, std::string const& problem)
 {
-    std::fprintf(err, "tez tessellate: %s\n%s", problem.c_str(), kUsage);
+    std::fprintf(err, "tez tessellate: %s\n%s%s", problem.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
     return 2;
 }
 
@@ -43,9 +46,9 @@ bool ParseInt(std::string const& text, long long& value)
     return r.ec == std::errc() && r.ptr == end;
 }
 
-// The whole stack at the given depth; null after a message on err.
+// The whole source at the given depth; null after a message on err.
 template <class T>
-TezRef<TezMemoryVolume> ReadStack(TezImageStack& stack, int bits, FILE* err)
+TezRef<TezMemoryVolume> ReadVolume(TezVolumeData& stack, int bits, FILE* err)
 {
     int const w = stack.GetWidth(), h = stack.GetHeight(), d = stack.GetDepth();
     uint64_t const row = uint64_t(w) * sizeof(T), slice = row * uint64_t(h);
@@ -57,7 +60,7 @@ TezRef<TezMemoryVolume> ReadStack(TezImageStack& stack, int bits, FILE* err)
         return nullptr;
     }
     if (!stack.Copy(voxels.data(), 0, 0, 0, w, h, d, bits, row, slice, nullptr)) {
-        std::fprintf(err, "tez tessellate: the slices cannot be read at %d bits\n", bits);
+        std::fprintf(err, "tez tessellate: the source cannot be read at %d bits\n", bits);
         return nullptr;
     }
     if constexpr (sizeof(T) == 2)
@@ -71,6 +74,7 @@ TezRef<TezMemoryVolume> ReadStack(TezImageStack& stack, int bits, FILE* err)
 int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     std::vector<std::string> positional;
+    TezVolumeSourceArgs source;
     std::string output;
     long long iso = -1;
     long long bpp = 0;
@@ -92,29 +96,32 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
                 return Usage(err, "--bpp must be 8 or 16");
         } else if (arg == "--ascii") {
             ascii = true;
+        } else if (std::string problem; source.TakeOption(args, i, problem)) {
+            if (!problem.empty())
+                return Usage(err, problem);
         } else if (arg.size() > 1 && arg[0] == '-' && !(arg[1] >= '0' && arg[1] <= '9')) {
             return Usage(err, "unknown option '" + arg + "'");
         } else {
             positional.push_back(arg);
         }
     }
-    if (positional.size() != 3)
-        return Usage(err, positional.size() < 3 ? "missing arguments" : "unexpected argument '" + positional[3] + "'");
-    if (output.empty())
-        return Usage(err, "missing -o OUT.stl");
-    TezSliceStackArgs slices;
-    std::string const problem = slices.Parse(positional[0], positional[1], positional[2]);
+    if (positional.empty())
+        return Usage(err, "missing arguments");
+    std::string const problem = source.Parse(positional);
     if (!problem.empty())
         return Usage(err, problem);
+    if (output.empty())
+        return Usage(err, "missing -o OUT.stl");
 
     TezLogger::SetConsoleLevel(TezLogger::Warn);
     TezHostApplication app;
-    TezRef<TezImageStack> stack = slices.Open(err);
+    TezRef<TezVolumeData> stack = source.Open("tessellate", err);
     if (!stack)
         return 1;
-    int const bits = bpp != 0 ? int(bpp) : TezSliceStackArgs::SliceBits(*stack);
+    auto* images = dynamic_cast<TezImageStack*>(stack.Get());
+    int const bits = bpp != 0 ? int(bpp) : images ? TezSliceStackArgs::SliceBits(*images) : source.NativeBits();
     if (bits == 0) {
-        std::fprintf(err, "tez tessellate: cannot read '%s'\n", stack->GetImages().front().name.c_str());
+        std::fprintf(err, "tez tessellate: cannot read '%s'\n", images->GetImages().front().name.c_str());
         return 1;
     }
     long long const top = bits == 16 ? 65535 : 255;
@@ -124,12 +131,15 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
         return Usage(err, "--iso " + std::to_string(iso) + " is above " + std::to_string(top) + ", the largest " +
                               std::to_string(bits) + "-bit value" + (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""));
     TezRef<TezMemoryVolume> volume =
-        bits == 16 ? ReadStack<uint16_t>(*stack, bits, err) : ReadStack<uint8_t>(*stack, bits, err);
+        bits == 16 ? ReadVolume<uint16_t>(*stack, bits, err) : ReadVolume<uint8_t>(*stack, bits, err);
     // Damaged pixel data shows only while the slices are read.
-    if (!volume || !slices.AcceptUnreadable(*stack, err))
+    if (!volume || !source.AcceptAfterRead("tessellate", err))
         return 1;
     std::fprintf(out, "volume: %d x %d x %d\n", volume->GetWidth(), volume->GetHeight(), volume->GetDepth());
     std::fprintf(out, "bits per voxel: %d\n", bits);
+    TezVector3<double> const spacing = stack->GetSpacing();
+    if (!images)
+        std::fprintf(out, "spacing: %g x %g x %g\n", spacing.x, spacing.y, spacing.z);
 
     // The closed method: a surface that passes `tez mesh check`, which the
     // classic table does not promise.
@@ -138,6 +148,11 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
     int64_t const start = TezTimer::TimeNow();
     TezRef<TezIndexedMesh> mesh = tessellator.Tessellate(volume, int(iso));
     double const seconds = TezTimer::TimeElapsed(start);
+    // Voxel units to the source's own.
+    if (spacing.x != 1.0 || spacing.y != 1.0 || spacing.z != 1.0) {
+        mesh->TransformGeometry(TezAnisotropicTransform<float>(
+            TezVector3<float>(float(spacing.x), float(spacing.y), float(spacing.z))));
+    }
     std::fprintf(out, "iso value: %lld\n", iso);
     std::fprintf(out, "vertices: %zu\n", mesh->GetNumVertices());
     std::fprintf(out, "triangles: %zu\n", mesh->GetNumTriangles());

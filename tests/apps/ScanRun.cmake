@@ -1,0 +1,76 @@
+# Runs the real tez on scan files, as a user does.
+#   cmake -DTEZ=<tez> -DWRITER=<tez_write_scans> -DWORK=<folder> -DFORMAT=dicom|nrrd|metaimage|raw -P ScanRun.cmake
+# The writer puts one CT-like ball in every format, with the same voxels and
+# spacing; an octree built from FORMAT must be byte for byte the one built
+# from the headerless raw file, and FORMAT's hostile cases are refused.
+
+include(${CMAKE_CURRENT_LIST_DIR}/TezRun.cmake)
+
+file(REMOVE_RECURSE ${WORK})
+execute_process(COMMAND ${WRITER} ${WORK} RESULT_VARIABLE written)
+if(NOT written EQUAL 0)
+  message(FATAL_ERROR "tez_write_scans failed")
+endif()
+
+set(spacing "spacing 0.75 x 0.5 x 2.5")
+run_tez(octree ${WORK}/ball-le.raw --dims 24,20,12 --type int16 --endian little --spacing 0.75,0.5,2.5
+        -o ${WORK}/reference.tez)
+expect(0 "source: 24 x 20 x 12 voxels of 16 bits, ${spacing}\n.*reference.tez: 24 x 20 x 12 voxels, tree 32")
+
+# Builds FORMAT's octree from the arguments and compares it with the raw one.
+function(same_octree name)
+  run_tez(octree ${ARGN} -o ${WORK}/${name}.tez)
+  expect(0 "source: 24 x 20 x 12 voxels of 16 bits, ${spacing}")
+  file(SHA256 ${WORK}/${name}.tez built)
+  file(SHA256 ${WORK}/reference.tez reference)
+  if(NOT built STREQUAL reference)
+    message(FATAL_ERROR "${name}.tez differs from the octree of the raw file")
+  endif()
+  set(code "${code}" PARENT_SCOPE)
+  set(out "${out}" PARENT_SCOPE)
+  set(err "${err}" PARENT_SCOPE)
+endfunction()
+
+if(FORMAT STREQUAL "dicom")
+  # A folder; the series' files in any order; one file of another series.
+  same_octree(dicom ${WORK}/dicom)
+  run_tez(octree --info ${WORK}/dicom.tez)
+  expect(0 "bits per voxel: 16\ndimensions: 24 x 20 x 12 voxels\nvoxel size: 0.75\n")
+  file(GLOB slices ${WORK}/dicom/*.dcm)
+  list(REVERSE slices)
+  same_octree(listed ${slices})
+  file(WRITE ${WORK}/dicom/notes.txt "scanned on a Tuesday\n")
+  same_octree(noted ${WORK}/dicom)
+  expect(0 "note: skipped 1 file that is no DICOM image \\('[^']*notes.txt'\\)")
+  run_tez(octree ${WORK}/mixed -o ${WORK}/x.tez)
+  expect(1 "'[^']*' and '[^']*other.dcm' belong to different series .*: the files are not one series")
+  run_tez(octree ${WORK}/missing-folder -o ${WORK}/x.tez)
+  expect(1 "'[^']*missing-folder' is no folder of DICOM files")
+elseif(FORMAT STREQUAL "nrrd")
+  same_octree(gzip ${WORK}/ball.nrrd)
+  same_octree(detached ${WORK}/ball.nhdr)
+  run_tez(octree ${WORK}/bomb.nrrd -o ${WORK}/x.tez)
+  expect(1 "bomb.nrrd': the compressed samples inflate to more than the header's 16 x 16 x 16 uint8 samples")
+  # Tessellated in real units: the ball's box in millimetres.
+  run_tez(tessellate ${WORK}/ball.nrrd --iso 32768 -o ${WORK}/ball.stl)
+  expect(0 "spacing: 0.75 x 0.5 x 2.5\n")
+  run_tez(mesh info ${WORK}/ball.stl)
+  expect(0 "bounds: [0-9.]+ [0-9.]+ [0-9.]+ \\.\\. 1[0-9.]+ [7-9][0-9.]* [12][0-9.]+\n")
+elseif(FORMAT STREQUAL "metaimage")
+  same_octree(local ${WORK}/ball.mha)
+  same_octree(detached ${WORK}/ball.mhd)
+  run_tez(render ${WORK}/ball.mha -o ${WORK}/ball.png --size 64x48)
+  expect(0 "ball.png")
+elseif(FORMAT STREQUAL "raw")
+  same_octree(big ${WORK}/ball-big.raw --dims 24,20,12 --type int16 --endian big --spacing 0.75,0.5,2.5)
+  run_tez(octree ${WORK}/ball-le.raw --dims 24,20,11 --type int16 --endian little -o ${WORK}/x.tez)
+  expect(1 "the file holds 11520 bytes, but 24 x 20 x 11 int16 samples \\(10560 bytes\\) are fewer: check the sizes")
+  run_tez(octree ${WORK}/ball-le.raw --dims 24,20,12 --type int16 -o ${WORK}/x.tez)
+  expect(2 "--endian little\\|big is needed for 16-bit samples")
+  run_tez(octree ${WORK}/ball-le.raw --dims 24,20 --type int16 --endian big -o ${WORK}/x.tez)
+  expect(2 "--dims must be X,Y,Z")
+  run_tez(octree ${WORK}/ball-le.raw -o ${WORK}/x.tez)
+  expect(1 "is no folder of DICOM files and has no known extension")
+else()
+  message(FATAL_ERROR "FORMAT must be dicom, nrrd, metaimage or raw")
+endif()
