@@ -4,7 +4,7 @@
 // references to them stay null, and these stand-ins give those references
 // the counting functions they link against.
 
-#include "core/RefCounter.h"
+#include "core/Application.h" // the exported declarations of the counting functions
 
 #ifndef TEZ_HAVE_RENDER
 class TezRenderViewManager : public TezRefCounter

@@ -73,9 +73,11 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
     setenv("TEZ_LOG_ROOT", base, 1);
     setenv("MVLog", "SETFTRACE SHOWFNONE", 1);
     TezLogger::Reload();
+    bool withViews = false; // a library narrowed below render has no render view manager
     {
         TestApplication app(nullptr, nullptr);
         app.GetEventManager()->Subscribe(TezEventDocumentChanged::Create(), Counter::Create());
+        withViews = static_cast<bool>(app.GetRenderViewManager());
     }
     std::ifstream in(std::string(base) + "/Logs/MVLogFile1.log");
     std::string log((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
@@ -87,6 +89,8 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
     for (char const* step : {"built the thread manager", "built the event manager", "built the render view manager",
                              "built the UI manager", "built the resource manager",
                              "stopped all threads", "dropped all subscriptions", "released the managers"}) {
+        if (!withViews && std::string(step) == "built the render view manager")
+            continue;
         size_t at = log.find(step);
         ASSERT_NE(std::string::npos, at) << step << "\n" << log;
         EXPECT_GT(at, last) << step;
