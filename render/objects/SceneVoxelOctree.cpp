@@ -1,0 +1,109 @@
+#include "render/objects/SceneVoxelOctree.h"
+
+#include "core/Logger.h"
+#include "math/Matrix.h"
+#include "platform/DeviceMemory.h"
+#include "render/OctreeCamera.h"
+#include "render/effects/VolumeEffects.h"
+#include "render/scene/SceneDrawData.h"
+#include "render/views/CudaRenderView.h"
+#include "volume/VoxelOctree.h"
+#include "volume/device/VoxelOctreeKernels.h"
+
+#include <stdexcept>
+#include <string>
+
+TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Scene Voxel Octree")
+TEZ_DEFINE_REF_FUNCTIONS(TezSceneVoxelOctree)
+
+namespace {
+
+// Opaque from a third of the way up the voxel range.
+std::vector<float> DefaultTable()
+{
+    std::vector<float> table(256, 0.0f);
+    for (int i = 85; i < 256; ++i)
+        table[i] = 1.0f;
+    return table;
+}
+
+} // namespace
+
+TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
+    : TezSceneObject(TezVoxelOctreeEffect::StaticType()), m_octree(octree), m_table(DefaultTable())
+{
+}
+
+TezSceneVoxelOctree::TezSceneVoxelOctree() : TezSceneVoxelOctree(nullptr) {}
+
+TezSceneVoxelOctree::~TezSceneVoxelOctree() = default;
+
+TezRef<TezSceneVoxelOctree> TezSceneVoxelOctree::Create(TezRef<TezVoxelOctree> octree)
+{
+    if (!octree)
+        throw std::runtime_error("TezSceneVoxelOctree::Create: null octree");
+    return TezRef<TezSceneVoxelOctree>(new TezSceneVoxelOctree(octree));
+}
+
+void TezSceneVoxelOctree::SetTransferFunction(std::vector<float> const& table)
+{
+    if (table.size() != 256)
+        throw std::runtime_error("TezSceneVoxelOctree::SetTransferFunction: " + std::to_string(table.size()) +
+                                 " entries, not 256");
+    m_table = table;
+    m_tableStale = true;
+}
+
+void TezSceneVoxelOctree::SetCrossSection(bool on, TezPlane<float> const& plane)
+{
+    m_crossSectionOn = on;
+    m_crossSection = plane;
+}
+
+TezBox3<float> TezSceneVoxelOctree::GetObjectBounds()
+{
+    if (!m_octree)
+        return TezBox3<float>();
+    float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
+    return TezBox3<float>(TezVector3<float>(0, 0, 0), TezVector3<float>(edge, edge, edge));
+}
+
+bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
+{
+    if (data.GetMode() != TezSceneDrawData::ModePlain || data.IsOverlay() || data.IsTransparent())
+        return true;
+    TezRef<TezRenderView> renderView = data.GetRenderView();
+    auto* view = dynamic_cast<TezCudaRenderView*>(renderView.Get());
+    TezRef<TezCameraView> camera = data.GetCamera();
+    if (!m_octree || !view || !camera || !view->GetRenderTarget().image)
+        return true;
+    // The kernels read pools, table and buffers from one side.
+    bool const onDevice = TezDeviceIsCuda();
+    if (view->IsOnDevice() != onDevice) {
+        TezLogger::error("TezSceneVoxelOctree: the view's buffers and the octree are on different sides\n");
+        return false;
+    }
+    if (m_tableStale) {
+        size_t const bytes = m_table.size() * sizeof(float);
+        m_kernelTable = TezDeviceBuffer(bytes, 1, onDevice);
+        if (m_kernelTable.Upload(m_table.data(), bytes) != TezDeviceSuccess)
+            throw std::runtime_error("TezSceneVoxelOctree: cannot copy the transfer function to the kernels");
+        m_statesValid = TezVoxelOctreeCalculateNodeStates(m_octree, static_cast<float const*>(m_kernelTable.Get()));
+        m_tableStale = false;
+    }
+    float const* table = static_cast<float const*>(m_kernelTable.Get());
+    TezOctreeRenderSource source = TezMakeOctreeRenderSource(*m_octree);
+    source.statesValid = m_statesValid;
+    source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
+                   TezOctreeDevice::LookTableOpacity;
+    float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
+    TezMatrix44<float> const matrix = GetWorldMatrix() * TezScaleTransform<float>(edge);
+    TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);
+    TezPlane<float> const* cut = m_crossSectionOn ? &m_crossSection : nullptr;
+    TezVector4<float> const colour = IsSelected() ? GetSelectedColor() : GetColor();
+    TezOctreeRenderTarget const& target = view->GetRenderTarget();
+    if (GetProperty(Transparent))
+        return TezRenderOctreeTransparent(target, source, record, matrix, colour, table, cut);
+    bool const drawn = TezRenderOctreeSolid(target, source, record, matrix, colour, table, cut);
+    return view->PostToOpenGL() && drawn;
+}

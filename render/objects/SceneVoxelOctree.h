@@ -1,0 +1,61 @@
+#pragma once
+// TezSceneVoxelOctree: a voxel octree drawn by the GPU render view's ray
+// caster, through the "Voxel Octree Effect" (which does nothing in GL).
+//
+// In the plain pass of a TezCudaRenderView, an opaque object casts into the
+// view's image and depth and posts them at once (PostToOpenGL), so it meets
+// the GL depth drawn before it; an object with the Transparent property casts
+// into the view's layer stacks, which the view blends after the transparent
+// pass. Other views, mapping and the overlay pass draw nothing.
+//
+// The octree maps its unit cube to [0, treeSize x voxelSize]^3 in object
+// space; the object's world matrix places that. The transfer function is
+// the 256 opacities over the voxel range; the tree's node states are
+// recomputed for it on the next draw. The object never owns the document's
+// data beyond its reference to the tree. Drawing needs the view's context
+// current; the table's copy lives on the side the kernels run on.
+
+#include "math/Plane.h"
+#include "platform/DeviceBuffer.h"
+#include "render/scene/SceneObject.h"
+
+#include <vector>
+
+TEZ_DECLARE_REF_FUNCTIONS(TezSceneVoxelOctree)
+TEZ_DECLARE_REF_FUNCTIONS(TezVoxelOctree)
+
+class TEZ_API TezSceneVoxelOctree : public TezSceneObject
+{
+    TEZ_TYPIFIED_CLASS(TezSceneVoxelOctree)
+public:
+    // A null octree is refused with std::runtime_error.
+    static TezRef<TezSceneVoxelOctree> Create(TezRef<TezVoxelOctree> octree);
+    ~TezSceneVoxelOctree() override;
+
+    TezRef<TezVoxelOctree> GetOctree() const { return m_octree; }
+    // 256 opacities from 0 to 1; another count is refused with
+    // std::runtime_error.
+    void SetTransferFunction(std::vector<float> const& table);
+    std::vector<float> const& GetTransferFunction() const { return m_table; }
+    // The cut keeps the half space the plane's normal points into (world
+    // space); off by default.
+    void SetCrossSection(bool on, TezPlane<float> const& plane = TezPlane<float>());
+    bool GetCrossSectionOn() const { return m_crossSectionOn; }
+
+    TezBox3<float> GetObjectBounds() override;
+    bool DrawObject(TezSceneDrawData const& data) override;
+
+protected:
+    // Without a tree (as the type registry makes it) it draws nothing.
+    TezSceneVoxelOctree();
+    explicit TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree);
+
+private:
+    TezRef<TezVoxelOctree> m_octree;
+    std::vector<float> m_table;
+    TezDeviceBuffer m_kernelTable;
+    bool m_tableStale = true;
+    bool m_statesValid = false;
+    bool m_crossSectionOn = false;
+    TezPlane<float> m_crossSection;
+};
