@@ -7,31 +7,19 @@
 #include "render/effects/VolumeEffects.h"
 #include "render/scene/SceneDrawData.h"
 #include "render/views/CudaRenderView.h"
+#include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include <stdexcept>
-#include <string>
 
 TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Scene Voxel Octree")
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneVoxelOctree)
 
-namespace {
-
-// Opaque from a third of the way up the voxel range.
-std::vector<float> DefaultTable()
-{
-    std::vector<float> table(256, 0.0f);
-    for (int i = 85; i < 256; ++i)
-        table[i] = 1.0f;
-    return table;
-}
-
-} // namespace
-
 TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
-    : TezSceneObject(TezVoxelOctreeEffect::StaticType()), m_octree(octree), m_table(DefaultTable())
+    : TezSceneObject(TezVoxelOctreeEffect::StaticType()), m_octree(octree), m_table(TezVolumeCreateTransferFunction({{0.0f, 0.0f}, {1.0f, 1.0f}}, 256))
 {
+    SetColor({0.46666667f, 0.53333336f, 0.6f, 0.6f});
 }
 
 TezSceneVoxelOctree::TezSceneVoxelOctree() : TezSceneVoxelOctree(nullptr) {}
@@ -45,27 +33,19 @@ TezRef<TezSceneVoxelOctree> TezSceneVoxelOctree::Create(TezRef<TezVoxelOctree> o
     return TezRef<TezSceneVoxelOctree>(new TezSceneVoxelOctree(octree));
 }
 
-void TezSceneVoxelOctree::SetTransferFunction(std::vector<float> const& table)
+void TezSceneVoxelOctree::SetTransferFunction(std::vector<TezVector2<float>> const& points)
 {
-    if (table.size() != 256)
-        throw std::runtime_error("TezSceneVoxelOctree::SetTransferFunction: " + std::to_string(table.size()) +
-                                 " entries, not 256");
-    m_table = table;
+    if (points.size() < 2)
+        return;
+    m_table = TezVolumeCreateTransferFunction(points, 256);
     m_tableStale = true;
-}
-
-void TezSceneVoxelOctree::SetCrossSection(bool on, TezPlane<float> const& plane)
-{
-    m_crossSectionOn = on;
-    m_crossSection = plane;
 }
 
 TezBox3<float> TezSceneVoxelOctree::GetObjectBounds()
 {
     if (!m_octree)
         return TezBox3<float>();
-    float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
-    return TezBox3<float>(TezVector3<float>(0, 0, 0), TezVector3<float>(edge, edge, edge));
+    return m_octree->GetBounds();
 }
 
 bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
@@ -99,7 +79,7 @@ bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
     float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
     TezMatrix44<float> const matrix = GetWorldMatrix() * TezScaleTransform<float>(edge);
     TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);
-    TezPlane<float> const* cut = m_crossSectionOn ? &m_crossSection : nullptr;
+    TezPlane<float> const* cut = m_showXSection ? &m_xSectionPlane : nullptr;
     TezVector4<float> const colour = IsSelected() ? GetSelectedColor() : GetColor();
     TezOctreeRenderTarget const& target = view->GetRenderTarget();
     if (GetProperty(Transparent))

@@ -9,15 +9,17 @@
 // pass. Other views, mapping and the overlay pass draw nothing.
 //
 // The octree maps its unit cube to [0, treeSize x voxelSize]^3 in object
-// space; the object's world matrix places that. The transfer function is
-// the 256 opacities over the voxel range; the tree's node states are
-// recomputed for it on the next draw. The object never owns the document's
+// space; the object's world matrix places that. Bounds are the octree's.
+// After a change of transfer function the tree's node states are recomputed
+// for it on the next draw. Default colour (0.4667, 0.5333, 0.6, 0.6). The object never owns the document's
 // data beyond its reference to the tree. Drawing needs the view's context
 // current; the table's copy lives on the side the kernels run on.
 
 #include "math/Plane.h"
 #include "platform/DeviceBuffer.h"
 #include "render/scene/SceneObject.h"
+
+#include "math/Vector.h"
 
 #include <vector>
 
@@ -33,14 +35,18 @@ public:
     ~TezSceneVoxelOctree() override;
 
     TezRef<TezVoxelOctree> GetOctree() const { return m_octree; }
-    // 256 opacities from 0 to 1; another count is refused with
-    // std::runtime_error.
-    void SetTransferFunction(std::vector<float> const& table);
-    std::vector<float> const& GetTransferFunction() const { return m_table; }
+    // Control points (x over the voxel range, 0 to 1; y the opacity), sampled
+    // into the 256-entry table the kernels read; fewer than 2 points change
+    // nothing. The default is (0, 0), (1, 1).
+    virtual void SetTransferFunction(std::vector<TezVector2<float>> const& points);
+    // The sampled table (256 opacities).
+    std::vector<float> const& GetTransferTable() const { return m_table; }
     // The cut keeps the half space the plane's normal points into (world
     // space); off by default.
-    void SetCrossSection(bool on, TezPlane<float> const& plane = TezPlane<float>());
-    bool GetCrossSectionOn() const { return m_crossSectionOn; }
+    virtual bool IsShowingXSection() const { return m_showXSection; }
+    virtual void SetShowXSection(bool on) { m_showXSection = on; }
+    virtual TezPlane<float> GetXSectionPlane() const { return m_xSectionPlane; }
+    virtual void SetXSectionPlane(TezPlane<float> const& plane) { m_xSectionPlane = plane; }
 
     TezBox3<float> GetObjectBounds() override;
     bool DrawObject(TezSceneDrawData const& data) override;
@@ -56,6 +62,6 @@ private:
     TezDeviceBuffer m_kernelTable;
     bool m_tableStale = true;
     bool m_statesValid = false;
-    bool m_crossSectionOn = false;
-    TezPlane<float> m_crossSection;
+    bool m_showXSection = false;
+    TezPlane<float> m_xSectionPlane;
 };

@@ -112,6 +112,7 @@ protected:
         ASSERT_TRUE(octree);
         volume = TezSceneVoxelOctree::Create(octree);
         volume->SetColor({1, 1, 1, 1});
+        volume->SetTransferFunction({{0, 0}, {0.3f, 0}, {0.32f, 1}, {1, 1}});
         scene->AddChild(scene->GetRoot(), volume);
     }
 
