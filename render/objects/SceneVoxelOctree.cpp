@@ -82,8 +82,10 @@ bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
     TezPlane<float> const* cut = m_showXSection ? &m_xSectionPlane : nullptr;
     TezVector4<float> const colour = IsSelected() ? GetSelectedColor() : GetColor();
     TezOctreeRenderTarget const& target = view->GetRenderTarget();
-    if (GetProperty(Transparent))
+    if (GetProperty(Transparent)) {
+        view->MarkLayersCast();
         return TezRenderOctreeTransparent(target, source, record, matrix, colour, table, cut);
+    }
     bool const drawn = TezRenderOctreeSolid(target, source, record, matrix, colour, table, cut);
     return view->PostToOpenGL() && drawn;
 }

@@ -262,6 +262,7 @@ bool TezCudaRenderView::AllocateCUDAArrays()
     if (width < 1 || height < 1)
         return false;
     m_backing->Allocate(width, height, static_cast<int>(m_numAccumHits));
+    m_layersDirty = true;
     return true;
 }
 
@@ -308,8 +309,12 @@ void TezCudaRenderView::CompileGLSLprogram()
 
 bool TezCudaRenderView::CudaPreRender()
 {
+    m_layersCast = false;
     if (!GetRenderTarget().image)
         return false;
+    if (!m_layersDirty)
+        return true;
+    m_layersDirty = false;
     return TezClearOctreeLayers(GetRenderTarget());
 }
 
@@ -318,6 +323,8 @@ bool TezCudaRenderView::CudaPostRender()
     TezOctreeRenderTarget const& target = GetRenderTarget();
     if (!target.image)
         return false;
+    if (!m_layersCast)
+        return true;
     // Solid objects have been posted already: what is left to merge is the
     // layers, over a depth of "no surface" everywhere else.
     TezClearOctreeDepth(target, 0x00);

@@ -13,9 +13,9 @@
 // Order of a frame (Paint): BeginPaint (false: return at once); with a
 // scene, clear the layer stacks; plain pass (solid octree objects cast and
 // post at once, transparent ones cast into the layers); transparent pass
-// (blended, depth test off); CudaPostRender (depth cleared to "no surface",
-// layers blended into image and depth, posted); depth cleared; overlay pass;
-// EndPaint. The buffers live in a backing (TezOctreeViewBacking): host
+// (blended, depth test off); CudaPostRender (where layers were cast: depth
+// cleared to "no surface", layers blended into image and depth, posted);
+// depth cleared; overlay pass; EndPaint. The buffers live in a backing (TezOctreeViewBacking): host
 // arrays filled by the kernels' host loops here, device memory where a
 // device backing is given.
 //
@@ -82,6 +82,12 @@ public:
     int GetSobelKernelHalfSizeInt() const { return static_cast<int>(GetSobelFilterSize()); }
     int GetSobelTypeInt() const { return static_cast<int>(GetSobelFilterType()); }
 
+    // Said by an object that cast into the layer stacks this frame. Frames
+    // without one skip the blend and the second post, which would change no
+    // pixel (every depth word would read "no surface"), and the next frame
+    // skips clearing layers that are still clear.
+    void MarkLayersCast() { m_layersCast = m_layersDirty = true; }
+
     // Every depth word to "no surface" (0xFF bytes).
     bool CUDAClearDepthBuffer();
     // Image and depth into the textures, then the depth-writing quad. Needs
@@ -116,4 +122,7 @@ private:
     bool m_raysPerPixelSmoothing = false;
     bool m_voxelsPerStepSmoothing = false;
     float m_raysPerPixelEffectStrength = 100.0f;
+    bool m_layersCast = false;
+    // New layer buffers hold whatever the allocation left.
+    bool m_layersDirty = true;
 };

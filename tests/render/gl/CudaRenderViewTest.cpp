@@ -213,7 +213,8 @@ TEST_F(CudaRenderViewTest, CastVolumeAndGLGeometryHideEachOtherByDepth)
     TezVector2<int> const green = PixelOf({0.9f, 0.5f, 0.65f});
     TezVector2<int> const below = PixelOf({0.5f, 0.1f, 0.75f});
 
-    for (bool transparent : {false, true}) {
+    // Solid after layered too: layers left from a frame must not show.
+    for (bool transparent : {false, true, false}) {
         SCOPED_TRACE(transparent ? "layered octree" : "solid octree");
         volume->SetProperty(TezSceneObject::Transparent, transparent);
         ASSERT_TRUE(view->Paint());
