@@ -66,8 +66,11 @@ bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
     if (m_tableStale) {
         size_t const bytes = m_table.size() * sizeof(float);
         m_kernelTable = TezDeviceBuffer(bytes, 1, onDevice);
-        if (m_kernelTable.Upload(m_table.data(), bytes) != TezDeviceSuccess)
-            throw std::runtime_error("TezSceneVoxelOctree: cannot copy the transfer function to the kernels");
+        // Painting never throws: a table that cannot be copied draws nothing.
+        if (m_kernelTable.Upload(m_table.data(), bytes) != TezDeviceSuccess) {
+            TezLogger::error("TezSceneVoxelOctree: cannot copy the transfer function to the kernels\n");
+            return false;
+        }
         m_statesValid = TezVoxelOctreeCalculateNodeStates(m_octree, static_cast<float const*>(m_kernelTable.Get()));
         m_tableStale = false;
     }

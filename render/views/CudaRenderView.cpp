@@ -208,6 +208,11 @@ bool TezCudaRenderView::CudaInitializeImage()
 {
     if (!ActivateContext())
         return false;
+    // A second Initialize starts over rather than leaking the first one's names.
+    DeleteTextures();
+    glDeleteProgram(m_program);
+    glDeleteBuffers(1, &m_vertexBuffer);
+    glDeleteVertexArrays(1, &m_vertexArray);
     MakeTextures();
     glGenBuffers(1, &m_vertexBuffer);
     glGenVertexArrays(1, &m_vertexArray);
