@@ -4,6 +4,7 @@
 #include "core/Threads.h"
 #include "platform/gl/GLPlatform.h"
 #include "render/scene/Scene.h"
+#include "render/views/CudaRenderView.h"
 #include "render/views/RenderView.h"
 
 #include <algorithm>
@@ -40,10 +41,6 @@ class TezPlainRenderView : public TezRenderView
 public:
     TezPlainRenderView() = default;
 };
-
-// Plain views stand in for the views of the volume renderer until those
-// exist.
-TezRef<TezRenderView> MakeCudaView() { return TezRef<TezRenderView>(new TezPlainRenderView()); }
 
 } // namespace
 
@@ -85,7 +82,9 @@ TezRef<TezRenderView> TezRenderViewManager::Create()
 
 TezRef<TezRenderView> TezRenderViewManager::CreateCuda()
 {
-    TezRef<TezRenderView> view = MakeCudaView();
+    // Host buffers filled by the kernels' host loops; a device backing takes
+    // their place where the ray caster runs on a GPU.
+    TezRef<TezRenderView> view(new TezCudaRenderView(TezCreateHostOctreeViewBacking()));
     m_views.push_back(view);
     return view;
 }

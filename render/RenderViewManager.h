@@ -45,8 +45,8 @@ public:
     virtual TezRef<TezRenderView> Create();
     // Takes the view out of the list, keeping the order of the rest.
     virtual void ReleaseRenderView(TezRef<TezRenderView> view);
-    // The view of the volume renderer, appended to the list; until that
-    // view exists, a plain one.
+    // The view of the volume renderer (a TezCudaRenderView), appended to the
+    // list.
     virtual TezRef<TezRenderView> CreateCuda();
     virtual void Add(TezRef<TezRenderView> view);
     // Paint of every view in list order; results are not looked at: true.

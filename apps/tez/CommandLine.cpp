@@ -30,6 +30,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
          "draw the sample meshes with the GL effects side by side into a PNG", TezEffectsDemoCommand},
         {"scene-demo", "tez scene-demo [-o OUT.png] [--size WxH]",
          "every kind of scene object in one frame of a render view, saved as an image", TezSceneDemoCommand},
+        {"volume-demo", "tez volume-demo [-o OUT.png] [--size WxH]",
+         "a volume document object and a GL mesh merged by depth in a GPU render view", TezVolumeDemoCommand},
 
     };
     return commands;

@@ -53,3 +53,6 @@ int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez scene-demo [-o OUT] [--size WxH]: every kind of scene object in one
 // frame of a render view, drawn off-screen and saved by the name's extension
 int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez volume-demo [-o OUT] [--size WxH]: a volume document object and a GL
+// mesh sphere merged by depth in an off-screen GPU render view
+int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err);

@@ -3,6 +3,7 @@
 
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeLaunch.h"
+#include "volume/device/OctreeRender.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -81,3 +82,8 @@ void NodeStatesAdjacent(const Octree& octree)
 const LaunchBackend HostLaunches{&Solid, &Transparent, &Blend, &NodeStates, &NodeStatesAdjacent};
 
 } // namespace TezOctreeDevice
+
+uint32_t TezOctreeDepthWord(const TezOctreeDevice::Camera& camera, int x, int y, float distance)
+{
+    return TezOctreeDevice::DepthWord(camera, x, y, distance);
+}

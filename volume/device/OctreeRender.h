@@ -79,6 +79,12 @@ TEZ_API TezOctreeDevice::Camera TezMakeOctreeCamera(const TezCameraRecord& recor
 // Octree record of a source; throws on a bit depth other than 8 or 16.
 TEZ_API TezOctreeDevice::Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source);
 
+// The depth word of a surface at `distance` along the ray of pixel (x, y):
+// the window depth GL would give the same point under the camera's
+// projection (depth range 0 to 1), in 24-bit fixed point (d / 2^24). This is
+// the one definition the kernels write and the GL merge reads back.
+TEZ_API uint32_t TezOctreeDepthWord(const TezOctreeDevice::Camera& camera, int x, int y, float distance);
+
 // True when launches on device memory are possible in this process.
 TEZ_API bool TezOctreeKernelsHaveDevice();
 
