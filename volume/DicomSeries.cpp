@@ -2,12 +2,12 @@
 
 #include "core/Logger.h"
 #include "core/UIManager.h"
-#include "volume/detail/DicomStructure.h"
+#include "volume/detail/DicomFile.h"
 #include "volume/detail/VoxelRows.h"
 
+#include <gdcmFragment.h>
 #include <gdcmImage.h>
-#include <gdcmReader.h>
-#include <gdcmStringFilter.h>
+#include <gdcmSequenceOfFragments.h>
 #include <gdcmTrace.h>
 
 #include <tbb/parallel_for.h>
@@ -85,50 +85,38 @@ int Whole(std::string const& text, int fallback)
 bool ReadHeader(std::string const& path, Header& header)
 {
     header.file = path;
-    TezDicomStructure const structure = TezCheckDicomStructure(path);
-    if (!structure.part10 || (structure.problem.empty() && !structure.pixels))
+    TezDicomFile const file = TezDicomFile::Read(path);
+    if (!file.part10 || (file.problem.empty() && !file.pixels))
         return false;
-    if (!structure.problem.empty()) {
-        header.damage = structure.problem;
+    if (!file.problem.empty()) {
+        header.damage = file.problem;
         return true;
     }
-    header.encapsulated = structure.encapsulated;
-    header.pixelBytes = structure.pixelBytes;
-    try {
-        gdcm::Reader reader;
-        reader.SetFileName(path.c_str());
-        if (!reader.ReadUpToTag(gdcm::Tag(0x7fe0, 0x0010)))
-            return false;
-        gdcm::StringFilter filter;
-        filter.SetFile(reader.GetFile());
-        auto text = [&](uint16_t group, uint16_t element) {
-            return Clean(filter.ToString(gdcm::Tag(group, element)));
-        };
-        header.rows = Whole(text(0x0028, 0x0010), 0);
-        header.columns = Whole(text(0x0028, 0x0011), 0);
-        if (header.rows <= 0 || header.columns <= 0)
-            return false;
-        header.uid = text(0x0020, 0x000e);
-        header.frames = Whole(text(0x0028, 0x0008), 1);
-        header.samples = Whole(text(0x0028, 0x0002), 1);
-        header.bitsAllocated = Whole(text(0x0028, 0x0100), 0);
-        header.bitsStored = Whole(text(0x0028, 0x0101), header.bitsAllocated);
-        header.highBit = Whole(text(0x0028, 0x0102), header.bitsStored - 1);
-        header.representation = Whole(text(0x0028, 0x0103), 0);
-        header.position = Numbers(text(0x0020, 0x0032));
-        header.orientation = Numbers(text(0x0020, 0x0037));
-        header.pixelSpacing = Numbers(text(0x0028, 0x0030));
-        if (header.pixelSpacing.size() != 2)
-            header.pixelSpacing = Numbers(text(0x0018, 0x1164)); // imager pixel spacing
-        header.slope = Number(text(0x0028, 0x1053), 1.0);
-        header.intercept = Number(text(0x0028, 0x1052), 0.0);
-        header.thickness = Number(text(0x0018, 0x0050), 0.0);
-        header.between = Number(text(0x0018, 0x0088), 0.0);
-        header.instance = Number(text(0x0020, 0x0013), 0.0);
-        return true;
-    } catch (std::exception const&) {
+    header.encapsulated = file.encapsulated;
+    header.pixelBytes = file.pixelBytes;
+    auto text = [&](uint32_t tag) { return file.Value(tag); };
+    header.rows = Whole(text(0x00280010), 0);
+    header.columns = Whole(text(0x00280011), 0);
+    if (header.rows <= 0 || header.columns <= 0)
         return false;
-    }
+    header.uid = text(0x0020000E);
+    header.frames = Whole(text(0x00280008), 1);
+    header.samples = Whole(text(0x00280002), 1);
+    header.bitsAllocated = Whole(text(0x00280100), 0);
+    header.bitsStored = Whole(text(0x00280101), header.bitsAllocated);
+    header.highBit = Whole(text(0x00280102), header.bitsStored - 1);
+    header.representation = Whole(text(0x00280103), 0);
+    header.position = Numbers(text(0x00200032));
+    header.orientation = Numbers(text(0x00200037));
+    header.pixelSpacing = Numbers(text(0x00280030));
+    if (header.pixelSpacing.size() != 2)
+        header.pixelSpacing = Numbers(text(0x00181164)); // imager pixel spacing
+    header.slope = Number(text(0x00281053), 1.0);
+    header.intercept = Number(text(0x00281052), 0.0);
+    header.thickness = Number(text(0x00180050), 0.0);
+    header.between = Number(text(0x00180088), 0.0);
+    header.instance = Number(text(0x00200013), 0.0);
+    return true;
 }
 
 std::string Name(std::string const& path)
@@ -374,46 +362,66 @@ std::vector<std::string> TezDicomSeries::GetUnreadableFiles() const
 bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& values) const
 {
     size_t const pixels = size_t(m_width) * size_t(m_height);
+    size_t const bytes = pixels * size_t(m_bitsAllocated / 8);
     std::vector<char> raw;
-    bool encapsulated = false;
-    try {
-        // The pixel data goes to GDCM's codecs as an image built from our
-        // own reading of the header: GDCM's image reader reads the header
-        // again, and stops on an assertion at the first value whose
-        // representation it did not expect.
-        gdcm::Reader reader;
-        reader.SetFileName(slice.file.c_str());
-        if (!reader.Read())
-            return false;
-        gdcm::DataSet const& data = reader.GetFile().GetDataSet();
-        gdcm::Tag const pixelTag(0x7fe0, 0x0010);
-        if (!data.FindDataElement(pixelTag))
-            return false;
-        gdcm::TransferSyntax const syntax = reader.GetFile().GetHeader().GetDataSetTransferSyntax();
-        gdcm::Image image;
-        image.SetNumberOfDimensions(2);
-        image.SetDimension(0, unsigned(m_width));
-        image.SetDimension(1, unsigned(m_height));
-        // Native samples are handed over as whole words, the stored bits
-        // taken out below (GDCM asserts on a high bit above bits stored);
-        // codecs get the stored bits and give them in the low bits.
-        encapsulated = syntax.IsEncapsulated();
-        unsigned short const allocated = (unsigned short)m_bitsAllocated;
-        unsigned short const stored = encapsulated ? (unsigned short)m_bitsStored : allocated;
-        image.SetPixelFormat(gdcm::PixelFormat(1, allocated, stored, (unsigned short)(stored - 1), m_signed ? 1 : 0));
-        image.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
-        image.SetTransferSyntax(syntax);
-        image.SetNeedByteSwap(syntax == gdcm::TransferSyntax::ExplicitVRBigEndian);
-        image.SetDataElement(data.GetDataElement(pixelTag));
-        size_t const bytes = pixels * size_t(m_bitsAllocated / 8);
-        if (image.GetBufferLength() != bytes)
-            return false;
-        raw.resize(bytes);
-        if (!image.GetBuffer(raw.data()))
-            return false;
-    } catch (std::exception const&) {
+    // The file is walked again: it may have changed since Create.
+    TezDicomFile const file = TezDicomFile::Read(slice.file);
+    if (!file.problem.empty() || !file.pixels || file.pixelSpans.empty())
         return false;
+    FILE* handle = std::fopen(slice.file.c_str(), "rb");
+    if (!handle)
+        return false;
+    auto readSpan = [&](TezDicomFile::Span const& span, uint64_t length, std::vector<char>& into) {
+        into.resize(size_t(length));
+        return fseeko(handle, off_t(span.offset), SEEK_SET) == 0 &&
+               (length == 0 || std::fread(into.data(), 1, size_t(length), handle) == size_t(length));
+    };
+    bool read = false;
+    if (!file.encapsulated) {
+        read = file.pixelSpans[0].length >= bytes && readSpan(file.pixelSpans[0], bytes, raw);
+        if (read && file.bigEndian && m_bitsAllocated == 16)
+            for (size_t i = 0; i + 1 < raw.size(); i += 2)
+                std::swap(raw[i], raw[i + 1]);
+    } else if (file.pixelSpans.size() >= 2 && uint64_t(bytes) <= file.pixelBytes * 8192) {
+        // Compressed: the fragments (not the offset table) go to GDCM's
+        // codecs as an image built from our reading of the header.
+        try {
+            gdcm::SmartPointer<gdcm::SequenceOfFragments> fragments = new gdcm::SequenceOfFragments;
+            std::vector<char> piece;
+            read = true;
+            for (size_t i = 1; read && i < file.pixelSpans.size(); ++i) {
+                read = readSpan(file.pixelSpans[i], file.pixelSpans[i].length, piece);
+                gdcm::Fragment fragment;
+                fragment.SetByteValue(piece.data(), uint32_t(piece.size()));
+                fragments->AddFragment(fragment);
+            }
+            gdcm::DataElement pixelData(gdcm::Tag(0x7fe0, 0x0010));
+            pixelData.SetValue(*fragments);
+            pixelData.SetVLToUndefined(); // before the VR: GDCM asserts on OB
+            pixelData.SetVR(gdcm::VR::OB);
+            gdcm::Image image;
+            image.SetNumberOfDimensions(2);
+            image.SetDimension(0, unsigned(m_width));
+            image.SetDimension(1, unsigned(m_height));
+            image.SetPixelFormat(gdcm::PixelFormat(1, (unsigned short)m_bitsAllocated, (unsigned short)m_bitsStored,
+                                                   (unsigned short)(m_bitsStored - 1), m_signed ? 1 : 0));
+            image.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
+            image.SetTransferSyntax(gdcm::TransferSyntax::GetTSType(file.syntax.c_str()));
+            image.SetDataElement(pixelData);
+            read = read && image.GetBufferLength() == bytes;
+            if (read) {
+                raw.resize(bytes);
+                read = image.GetBuffer(raw.data());
+            }
+        } catch (std::exception const&) {
+            read = false;
+        }
     }
+    std::fclose(handle);
+    if (!read)
+        return false;
+    // Codecs give the stored bits in the low bits.
+    bool const encapsulated = file.encapsulated;
 
     values.resize(pixels * size_t(m_bits / 8));
     if (m_bits == 8) {

@@ -1,6 +1,8 @@
 #pragma once
-// TezDicomSeries: one DICOM series, one file a slice, read through GDCM as a
-// volume source.
+// TezDicomSeries: one DICOM series, one file a slice, as a volume source.
+// Headers are read by our own checked walk over each file's elements
+// (volume/detail/DicomFile.h); compressed pixel data (JPEG family, JPEG-LS,
+// JPEG 2000, RLE) is decoded by GDCM's codecs.
 //
 // Slices are ordered by their image position along the slice normal (the
 // cross product of the row and column directions of the image orientation),
@@ -22,7 +24,8 @@
 // samples without rescale stays 8-bit; all others are 16-bit.
 //
 // Create throws std::runtime_error with a message naming the files for: no
-// DICOM image, colour or multi-frame images, samples other than 8 or 16
+// DICOM image, a damaged file (cut, a length beyond its parent, another
+// transfer syntax), colour or multi-frame images, samples other than 8 or 16
 // bits, and mixed series (different series UID, slice size, orientation,
 // pixel spacing or sample type; two slices at one position). The folder form
 // reads every regular file of the folder (not its subfolders) and skips,

@@ -2,6 +2,7 @@
 
 #include <gdcmAttribute.h>
 #include <gdcmImage.h>
+#include <gdcmImageChangeTransferSyntax.h>
 #include <gdcmImageWriter.h>
 #include <gdcmMediaStorage.h>
 #include <gdcmTrace.h>
@@ -111,7 +112,7 @@ std::string MetaHeader(std::vector<std::string> const& lines)
 }
 
 void WriteDicom(std::string const& path, DicomSlice const& slice, int columns, int rows,
-                std::vector<int16_t> const& samples, bool signedSamples)
+                std::vector<int16_t> const& samples, bool signedSamples, DicomSyntax syntax)
 {
     gdcm::Trace::WarningOff();
     gdcm::ImageWriter writer;
@@ -144,12 +145,24 @@ void WriteDicom(std::string const& path, DicomSlice const& slice, int columns, i
     gdcm::Attribute<0x0020, 0x000e> series;
     series.SetValue(slice.uid.c_str());
     data.Replace(series.GetAsDataElement());
+    if (syntax != DicomSyntax::ExplicitLittle) {
+        gdcm::TransferSyntax::TSType const types[] = {
+            gdcm::TransferSyntax::ExplicitVRLittleEndian, gdcm::TransferSyntax::ImplicitVRLittleEndian,
+            gdcm::TransferSyntax::ExplicitVRBigEndian, gdcm::TransferSyntax::RLELossless,
+            gdcm::TransferSyntax::JPEGLosslessProcess14_1};
+        gdcm::ImageChangeTransferSyntax change;
+        change.SetTransferSyntax(types[int(syntax)]);
+        change.SetInput(image);
+        if (!change.Change())
+            throw std::runtime_error("cannot change the transfer syntax of " + path);
+        writer.SetImage(change.GetOutput());
+    }
     writer.SetFileName(path.c_str());
     if (!writer.Write())
         throw std::runtime_error("cannot write DICOM " + path);
 }
 
-void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* name)
+void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* name, DicomSyntax syntax)
 {
     size_t const pixels = size_t(grid.w) * grid.h;
     for (int z = 0; z < grid.d; ++z) {
@@ -164,7 +177,7 @@ void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* n
         for (int16_t& s : samples)
             s = int16_t(uint16_t(s + 3000));
         WriteDicom(folder + "/" + name + "-" + std::to_string(grid.d - 1 - z) + ".dcm", slice, grid.w, grid.h,
-                   samples, false);
+                   samples, false, syntax);
     }
 }
 } // namespace TezScanFiles

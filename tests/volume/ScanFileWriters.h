@@ -41,13 +41,24 @@ struct DicomSlice
     double pixelSpacing[2] = {0.5, 0.5}; // between rows, between columns
     double slope = 1, intercept = -1024;
 };
+// Transfer syntaxes the writers can give a file.
+enum class DicomSyntax
+{
+    ExplicitLittle,
+    ImplicitLittle,
+    ExplicitBig,
+    Rle,
+    JpegLossless
+};
 // One file of `rows` x `columns` 16-bit samples (signed when `signedSamples`),
-// CT image storage, explicit VR little endian.
+// CT image storage.
 void WriteDicom(std::string const& path, DicomSlice const& slice, int columns, int rows,
-                std::vector<int16_t> const& samples, bool signedSamples);
+                std::vector<int16_t> const& samples, bool signedSamples,
+                DicomSyntax syntax = DicomSyntax::ExplicitLittle);
 // The grid's slices as files "name-<reverse index>.dcm", so that their
 // names run against the slice order: slice z at position (10, 20, 5 + 2.5 z),
 // axial, pixel spacing 0.5 x 0.75 (rows, columns), stored samples value + 3000
 // unsigned with the rescale intercept -3000 (the grid must stay below 62535).
-void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* name = "ct");
+void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* name = "ct",
+                      DicomSyntax syntax = DicomSyntax::ExplicitLittle);
 } // namespace TezScanFiles
