@@ -240,259 +240,376 @@ inline void Rotate(T* x, T* y, size_t n, T c, T s)
 
 // Golub-Kahan-Reinsch for m >= n on column-major storage (column j of A at
 // A + j*m), which keeps every inner loop on contiguous memory. U is m-by-n
-// and V n-by-n, both column-major, either may be null.
+// and V n-by-n, both column-major, either may be null. The steps: reduce A
+// to a bidiagonal by Householder reflections from both sides, gather the
+// reflections into U and V, then chase the bidiagonal's off-diagonal to zero
+// by implicit shifted QR steps, deflating as values converge.
 template <class T>
-bool SvdTall(size_t m, size_t n, T* A, T* s, T* U, T* V)
+class TallSvd
 {
-    const bool wantu = U != nullptr, wantv = V != nullptr;
-    std::vector<T> e(n), work(m);
-    auto a = [&](size_t i, size_t j) -> T& { return A[i + j * m]; };
-    auto col = [&](T* M, size_t rowsOf, size_t j) { return M + j * rowsOf; };
+public:
+    TallSvd(size_t m, size_t n, T* A, T* s, T* U, T* V)
+        : m_m(m), m_n(n), m_A(A), m_s(s), m_U(U), m_V(V), m_e(n), m_work(m), m_nct(std::min(m - 1, n)),
+          m_nrt(n >= 2 ? std::min(n - 2, m) : 0)
+    {
+    }
 
-    const size_t nct = std::min(m - 1, n);
-    const size_t nrt = n >= 2 ? std::min(n - 2, m) : 0;
-    for (size_t k = 0; k < std::max(nct, nrt); ++k) {
-        if (k < nct) {
-            // Householder vector that zeroes column k below the diagonal.
-            T nrm = 0;
-            for (size_t i = k; i < m; ++i)
-                nrm = Hypot(nrm, a(i, k));
-            s[k] = nrm;
-            if (s[k] != T(0)) {
-                if (a(k, k) < 0)
-                    s[k] = -s[k];
-                const T inv = T(1) / s[k];
-                for (size_t i = k; i < m; ++i)
-                    a(i, k) *= inv;
-                a(k, k) += 1;
-            }
-            s[k] = -s[k];
-        }
-        for (size_t j = k + 1; j < n; ++j) {
-            if (k < nct && s[k] != T(0)) {
-                T t = Dot(&a(k, k), &a(k, j), m - k);
+    // False when the QR steps run out of their budget.
+    bool Run()
+    {
+        Bidiagonalize();
+        size_t const p = SetUpBidiagonal();
+        if (m_U)
+            FormU();
+        if (m_V)
+            FormV();
+        return Diagonalize(p);
+    }
+
+private:
+    T& a(size_t i, size_t j) { return m_A[i + j * m_m]; }
+    static T* Column(T* M, size_t rowsOf, size_t j) { return M + j * rowsOf; }
+
+    void Bidiagonalize();
+    void ReflectColumn(size_t k);
+    void ReflectRow(size_t k);
+    size_t SetUpBidiagonal();
+    void FormU();
+    void FormV();
+    bool Diagonalize(size_t p);
+    // How the bidiagonal of order p splits: kase 1 to 4 as in LINPACK, and
+    // the first index of the block to work on.
+    int Classify(size_t p, size_t& k);
+    void ChaseLast(size_t p, size_t k);
+    void SplitAt(size_t p, size_t k);
+    void QrStep(size_t p, size_t k);
+    void Converge(size_t& p, size_t k);
+
+    size_t const m_m, m_n;
+    T* const m_A;
+    T* const m_s;
+    T* const m_U;
+    T* const m_V;
+    std::vector<T> m_e, m_work;
+    size_t const m_nct, m_nrt;
+};
+
+template <class T>
+void TallSvd<T>::Bidiagonalize()
+{
+    T* s = m_s;
+    std::vector<T>& e = m_e;
+    for (size_t k = 0; k < std::max(m_nct, m_nrt); ++k) {
+        if (k < m_nct)
+            ReflectColumn(k);
+        for (size_t j = k + 1; j < m_n; ++j) {
+            if (k < m_nct && s[k] != T(0)) {
+                T t = Dot(&a(k, k), &a(k, j), m_m - k);
                 t = -t / a(k, k);
-                Axpy(t, &a(k, k), &a(k, j), m - k);
+                Axpy(t, &a(k, k), &a(k, j), m_m - k);
             }
             e[j] = a(k, j);
         }
-        if (wantu && k < nct)
-            for (size_t i = k; i < m; ++i)
-                U[i + k * m] = a(i, k);
-        if (k < nrt) {
-            // Householder vector that zeroes row k right of the superdiagonal.
-            T nrm = 0;
-            for (size_t i = k + 1; i < n; ++i)
-                nrm = Hypot(nrm, e[i]);
-            e[k] = nrm;
-            if (e[k] != T(0)) {
-                if (e[k + 1] < 0)
-                    e[k] = -e[k];
-                const T inv = T(1) / e[k];
-                for (size_t i = k + 1; i < n; ++i)
-                    e[i] *= inv;
-                e[k + 1] += 1;
-            }
+        if (m_U && k < m_nct)
+            for (size_t i = k; i < m_m; ++i)
+                m_U[i + k * m_m] = a(i, k);
+        if (k < m_nrt)
+            ReflectRow(k);
+    }
+}
+
+// Householder vector that zeroes column k below the diagonal.
+template <class T>
+void TallSvd<T>::ReflectColumn(size_t k)
+{
+    T* s = m_s;
+    T nrm = 0;
+    for (size_t i = k; i < m_m; ++i)
+        nrm = Hypot(nrm, a(i, k));
+    s[k] = nrm;
+    if (s[k] != T(0)) {
+        if (a(k, k) < 0)
+            s[k] = -s[k];
+        const T inv = T(1) / s[k];
+        for (size_t i = k; i < m_m; ++i)
+            a(i, k) *= inv;
+        a(k, k) += 1;
+    }
+    s[k] = -s[k];
+}
+
+// Householder vector that zeroes row k right of the superdiagonal.
+template <class T>
+void TallSvd<T>::ReflectRow(size_t k)
+{
+    std::vector<T>& e = m_e;
+    T nrm = 0;
+    for (size_t i = k + 1; i < m_n; ++i)
+        nrm = Hypot(nrm, e[i]);
+    e[k] = nrm;
+    if (e[k] != T(0)) {
+        if (e[k + 1] < 0)
             e[k] = -e[k];
-            if (k + 1 < m && e[k] != T(0)) {
-                std::fill(work.begin() + k + 1, work.end(), T(0));
-                for (size_t j = k + 1; j < n; ++j)
-                    Axpy(e[j], &a(k + 1, j), &work[k + 1], m - k - 1);
-                for (size_t j = k + 1; j < n; ++j)
-                    Axpy(-e[j] / e[k + 1], &work[k + 1], &a(k + 1, j), m - k - 1);
+        const T inv = T(1) / e[k];
+        for (size_t i = k + 1; i < m_n; ++i)
+            e[i] *= inv;
+        e[k + 1] += 1;
+    }
+    e[k] = -e[k];
+    if (k + 1 < m_m && e[k] != T(0)) {
+        std::fill(m_work.begin() + k + 1, m_work.end(), T(0));
+        for (size_t j = k + 1; j < m_n; ++j)
+            Axpy(e[j], &a(k + 1, j), &m_work[k + 1], m_m - k - 1);
+        for (size_t j = k + 1; j < m_n; ++j)
+            Axpy(-e[j] / e[k + 1], &m_work[k + 1], &a(k + 1, j), m_m - k - 1);
+    }
+    if (m_V)
+        for (size_t i = k + 1; i < m_n; ++i)
+            m_V[i + k * m_n] = e[i];
+}
+
+// The bidiagonal of order p: diagonal in s, superdiagonal in e.
+template <class T>
+size_t TallSvd<T>::SetUpBidiagonal()
+{
+    size_t const p = std::min(m_n, m_m + 1);
+    if (m_nct < m_n)
+        m_s[m_nct] = a(m_nct, m_nct);
+    if (m_m < p)
+        m_s[p - 1] = 0;
+    if (m_nrt + 1 < p)
+        m_e[m_nrt] = a(m_nrt, p - 1);
+    m_e[p - 1] = 0;
+    return p;
+}
+
+template <class T>
+void TallSvd<T>::FormU()
+{
+    size_t const m = m_m;
+    for (size_t j = m_nct; j < m_n; ++j) {
+        std::fill(Column(m_U, m, j), Column(m_U, m, j) + m, T(0));
+        m_U[j + j * m] = 1;
+    }
+    for (size_t k = m_nct; k-- > 0;) {
+        T* uk = Column(m_U, m, k);
+        if (m_s[k] != T(0)) {
+            for (size_t j = k + 1; j < m_n; ++j) {
+                T* uj = Column(m_U, m, j);
+                const T t = -Dot(uk + k, uj + k, m - k) / uk[k];
+                Axpy(t, uk + k, uj + k, m - k);
             }
-            if (wantv)
-                for (size_t i = k + 1; i < n; ++i)
-                    V[i + k * n] = e[i];
+            for (size_t i = k; i < m; ++i)
+                uk[i] = -uk[i];
+            uk[k] = 1 + uk[k];
+            for (size_t i = 0; i < k; ++i)
+                uk[i] = 0;
+        } else {
+            std::fill(uk, uk + m, T(0));
+            uk[k] = 1;
         }
     }
+}
 
-    // The bidiagonal of order p.
-    size_t p = std::min(n, m + 1);
-    if (nct < n)
-        s[nct] = a(nct, nct);
-    if (m < p)
-        s[p - 1] = 0;
-    if (nrt + 1 < p)
-        e[nrt] = a(nrt, p - 1);
-    e[p - 1] = 0;
-
-    if (wantu) {
-        for (size_t j = nct; j < n; ++j) {
-            std::fill(col(U, m, j), col(U, m, j) + m, T(0));
-            U[j + j * m] = 1;
-        }
-        for (size_t k = nct; k-- > 0;) {
-            T* uk = col(U, m, k);
-            if (s[k] != T(0)) {
-                for (size_t j = k + 1; j < n; ++j) {
-                    T* uj = col(U, m, j);
-                    const T t = -Dot(uk + k, uj + k, m - k) / uk[k];
-                    Axpy(t, uk + k, uj + k, m - k);
-                }
-                for (size_t i = k; i < m; ++i)
-                    uk[i] = -uk[i];
-                uk[k] = 1 + uk[k];
-                for (size_t i = 0; i < k; ++i)
-                    uk[i] = 0;
-            } else {
-                std::fill(uk, uk + m, T(0));
-                uk[k] = 1;
+template <class T>
+void TallSvd<T>::FormV()
+{
+    size_t const n = m_n;
+    for (size_t k = n; k-- > 0;) {
+        T* vk = Column(m_V, n, k);
+        if (k < m_nrt && m_e[k] != T(0)) {
+            for (size_t j = k + 1; j < n; ++j) {
+                T* vj = Column(m_V, n, j);
+                const T t = -Dot(vk + k + 1, vj + k + 1, n - k - 1) / vk[k + 1];
+                Axpy(t, vk + k + 1, vj + k + 1, n - k - 1);
             }
         }
+        std::fill(vk, vk + n, T(0));
+        vk[k] = 1;
     }
-    if (wantv) {
-        for (size_t k = n; k-- > 0;) {
-            T* vk = col(V, n, k);
-            if (k < nrt && e[k] != T(0)) {
-                for (size_t j = k + 1; j < n; ++j) {
-                    T* vj = col(V, n, j);
-                    const T t = -Dot(vk + k + 1, vj + k + 1, n - k - 1) / vk[k + 1];
-                    Axpy(t, vk + k + 1, vj + k + 1, n - k - 1);
-                }
-            }
-            std::fill(vk, vk + n, T(0));
-            vk[k] = 1;
-        }
-    }
+}
 
-    // Implicit shifted QR on the bidiagonal.
-    const size_t pp = p - 1;
-    const T eps = std::numeric_limits<T>::epsilon();
-    const T tiny = std::numeric_limits<T>::min() / eps;
+// Implicit shifted QR on the bidiagonal.
+template <class T>
+bool TallSvd<T>::Diagonalize(size_t p)
+{
     // A budget over all QR steps: graded matrices converge several values per
     // deflation, so a per-value count would be misleading.
     size_t iter = 0;
-    const size_t maxIter = 75 * n;
+    const size_t maxIter = 75 * m_n;
     while (p > 0) {
-        long k;
-        int kase;
-        for (k = static_cast<long>(p) - 2; k >= 0; --k) {
-            if (std::abs(e[k]) <= tiny + eps * (std::abs(s[k]) + std::abs(s[k + 1]))) {
-                e[k] = 0;
-                break;
-            }
-        }
-        if (k == static_cast<long>(p) - 2) {
-            kase = 4;
-        } else {
-            long ks;
-            for (ks = static_cast<long>(p) - 1; ks > k; --ks) {
-                const T t = (ks != static_cast<long>(p) ? std::abs(e[ks]) : T(0)) +
-                            (ks != k + 1 ? std::abs(e[ks - 1]) : T(0));
-                if (std::abs(s[ks]) <= tiny + eps * t) {
-                    s[ks] = 0;
-                    break;
-                }
-            }
-            if (ks == k)
-                kase = 3;
-            else if (ks == static_cast<long>(p) - 1)
-                kase = 1;
-            else {
-                kase = 2;
-                k = ks;
-            }
-        }
-        ++k;
-        const size_t kk = static_cast<size_t>(k);
-
-        switch (kase) {
-        case 1: { // s[p-1] negligible: chase e[p-2] away
-            T f = e[p - 2];
-            e[p - 2] = 0;
-            for (size_t j = p - 1; j-- > kk;) {
-                const T t = Hypot(s[j], f);
-                const T cs = s[j] / t, sn = f / t;
-                s[j] = t;
-                if (j != kk) {
-                    f = -sn * e[j - 1];
-                    e[j - 1] = cs * e[j - 1];
-                }
-                if (wantv)
-                    Rotate(col(V, n, j), col(V, n, p - 1), n, cs, sn);
-            }
-        } break;
-        case 2: { // s[k-1] negligible: split
-            T f = e[kk - 1];
-            e[kk - 1] = 0;
-            for (size_t j = kk; j < p; ++j) {
-                const T t = Hypot(s[j], f);
-                const T cs = s[j] / t, sn = f / t;
-                s[j] = t;
-                f = -sn * e[j];
-                e[j] = cs * e[j];
-                if (wantu)
-                    Rotate(col(U, m, j), col(U, m, kk - 1), m, cs, sn);
-            }
-        } break;
-        case 3: { // one QR step with a Wilkinson-like shift
+        size_t k = 0;
+        switch (Classify(p, k)) {
+        case 1:
+            ChaseLast(p, k);
+            break;
+        case 2:
+            SplitAt(p, k);
+            break;
+        case 3:
             if (++iter > maxIter)
                 return false;
-            const T scale = std::max(std::max(std::max(std::max(std::abs(s[p - 1]), std::abs(s[p - 2])),
-                                                       std::abs(e[p - 2])),
-                                              std::abs(s[kk])),
-                                     std::abs(e[kk]));
-            const T sp = s[p - 1] / scale, spm1 = s[p - 2] / scale, epm1 = e[p - 2] / scale;
-            const T sk = s[kk] / scale, ek = e[kk] / scale;
-            const T b = ((spm1 + sp) * (spm1 - sp) + epm1 * epm1) / 2;
-            const T c = (sp * epm1) * (sp * epm1);
-            T shift = 0;
-            if (b != T(0) || c != T(0)) {
-                shift = std::sqrt(b * b + c);
-                if (b < 0)
-                    shift = -shift;
-                shift = c / (b + shift);
-            }
-            T f = (sk + sp) * (sk - sp) + shift;
-            T g = sk * ek;
-            for (size_t j = kk; j < p - 1; ++j) {
-                T t = Hypot(f, g);
-                T cs = f / t, sn = g / t;
-                if (j != kk)
-                    e[j - 1] = t;
-                f = cs * s[j] + sn * e[j];
-                e[j] = cs * e[j] - sn * s[j];
-                g = sn * s[j + 1];
-                s[j + 1] = cs * s[j + 1];
-                if (wantv)
-                    Rotate(col(V, n, j), col(V, n, j + 1), n, cs, sn);
-                t = Hypot(f, g);
-                cs = f / t;
-                sn = g / t;
-                s[j] = t;
-                f = cs * e[j] + sn * s[j + 1];
-                s[j + 1] = -sn * e[j] + cs * s[j + 1];
-                g = sn * e[j + 1];
-                e[j + 1] = cs * e[j + 1];
-                if (wantu && j < m - 1)
-                    Rotate(col(U, m, j), col(U, m, j + 1), m, cs, sn);
-            }
-            e[p - 2] = f;
-        } break;
-        default: { // s[k] converged: make it positive and sort it into place
-            if (s[kk] <= 0) {
-                s[kk] = s[kk] < 0 ? -s[kk] : T(0);
-                if (wantv)
-                    for (size_t i = 0; i <= pp; ++i)
-                        V[i + kk * n] = -V[i + kk * n];
-            }
-            size_t q = kk;
-            while (q < pp) {
-                if (s[q] >= s[q + 1])
-                    break;
-                std::swap(s[q], s[q + 1]);
-                if (wantv && q < n - 1)
-                    std::swap_ranges(col(V, n, q), col(V, n, q) + n, col(V, n, q + 1));
-                if (wantu && q < m - 1)
-                    std::swap_ranges(col(U, m, q), col(U, m, q) + m, col(U, m, q + 1));
-                ++q;
-            }
-            --p;
-        } break;
+            QrStep(p, k);
+            break;
+        default:
+            Converge(p, k);
+            break;
         }
     }
     return true;
+}
+
+template <class T>
+int TallSvd<T>::Classify(size_t p, size_t& first)
+{
+    T* s = m_s;
+    std::vector<T>& e = m_e;
+    const T eps = std::numeric_limits<T>::epsilon();
+    const T tiny = std::numeric_limits<T>::min() / eps;
+    long k;
+    int kase;
+    for (k = static_cast<long>(p) - 2; k >= 0; --k) {
+        if (std::abs(e[k]) <= tiny + eps * (std::abs(s[k]) + std::abs(s[k + 1]))) {
+            e[k] = 0;
+            break;
+        }
+    }
+    if (k == static_cast<long>(p) - 2) {
+        kase = 4;
+    } else {
+        long ks;
+        for (ks = static_cast<long>(p) - 1; ks > k; --ks) {
+            const T t =
+                (ks != static_cast<long>(p) ? std::abs(e[ks]) : T(0)) + (ks != k + 1 ? std::abs(e[ks - 1]) : T(0));
+            if (std::abs(s[ks]) <= tiny + eps * t) {
+                s[ks] = 0;
+                break;
+            }
+        }
+        if (ks == k)
+            kase = 3;
+        else if (ks == static_cast<long>(p) - 1)
+            kase = 1;
+        else {
+            kase = 2;
+            k = ks;
+        }
+    }
+    first = static_cast<size_t>(k + 1);
+    return kase;
+}
+
+// s[p-1] negligible: chase e[p-2] away.
+template <class T>
+void TallSvd<T>::ChaseLast(size_t p, size_t kk)
+{
+    T* s = m_s;
+    std::vector<T>& e = m_e;
+    T f = e[p - 2];
+    e[p - 2] = 0;
+    for (size_t j = p - 1; j-- > kk;) {
+        const T t = Hypot(s[j], f);
+        const T cs = s[j] / t, sn = f / t;
+        s[j] = t;
+        if (j != kk) {
+            f = -sn * e[j - 1];
+            e[j - 1] = cs * e[j - 1];
+        }
+        if (m_V)
+            Rotate(Column(m_V, m_n, j), Column(m_V, m_n, p - 1), m_n, cs, sn);
+    }
+}
+
+// s[k-1] negligible: split.
+template <class T>
+void TallSvd<T>::SplitAt(size_t p, size_t kk)
+{
+    T* s = m_s;
+    std::vector<T>& e = m_e;
+    T f = e[kk - 1];
+    e[kk - 1] = 0;
+    for (size_t j = kk; j < p; ++j) {
+        const T t = Hypot(s[j], f);
+        const T cs = s[j] / t, sn = f / t;
+        s[j] = t;
+        f = -sn * e[j];
+        e[j] = cs * e[j];
+        if (m_U)
+            Rotate(Column(m_U, m_m, j), Column(m_U, m_m, kk - 1), m_m, cs, sn);
+    }
+}
+
+// One QR step with a Wilkinson-like shift.
+template <class T>
+void TallSvd<T>::QrStep(size_t p, size_t kk)
+{
+    T* s = m_s;
+    std::vector<T>& e = m_e;
+    const T scale = std::max(
+        std::max(std::max(std::max(std::abs(s[p - 1]), std::abs(s[p - 2])), std::abs(e[p - 2])), std::abs(s[kk])),
+        std::abs(e[kk]));
+    const T sp = s[p - 1] / scale, spm1 = s[p - 2] / scale, epm1 = e[p - 2] / scale;
+    const T sk = s[kk] / scale, ek = e[kk] / scale;
+    const T b = ((spm1 + sp) * (spm1 - sp) + epm1 * epm1) / 2;
+    const T c = (sp * epm1) * (sp * epm1);
+    T shift = 0;
+    if (b != T(0) || c != T(0)) {
+        shift = std::sqrt(b * b + c);
+        if (b < 0)
+            shift = -shift;
+        shift = c / (b + shift);
+    }
+    T f = (sk + sp) * (sk - sp) + shift;
+    T g = sk * ek;
+    for (size_t j = kk; j < p - 1; ++j) {
+        T t = Hypot(f, g);
+        T cs = f / t, sn = g / t;
+        if (j != kk)
+            e[j - 1] = t;
+        f = cs * s[j] + sn * e[j];
+        e[j] = cs * e[j] - sn * s[j];
+        g = sn * s[j + 1];
+        s[j + 1] = cs * s[j + 1];
+        if (m_V)
+            Rotate(Column(m_V, m_n, j), Column(m_V, m_n, j + 1), m_n, cs, sn);
+        t = Hypot(f, g);
+        cs = f / t;
+        sn = g / t;
+        s[j] = t;
+        f = cs * e[j] + sn * s[j + 1];
+        s[j + 1] = -sn * e[j] + cs * s[j + 1];
+        g = sn * e[j + 1];
+        e[j + 1] = cs * e[j + 1];
+        if (m_U && j < m_m - 1)
+            Rotate(Column(m_U, m_m, j), Column(m_U, m_m, j + 1), m_m, cs, sn);
+    }
+    e[p - 2] = f;
+}
+
+// s[k] converged: make it positive, sort it into place and deflate.
+template <class T>
+void TallSvd<T>::Converge(size_t& p, size_t kk)
+{
+    T* s = m_s;
+    size_t const pp = std::min(m_n, m_m + 1) - 1;
+    if (s[kk] <= 0) {
+        s[kk] = s[kk] < 0 ? -s[kk] : T(0);
+        if (m_V)
+            for (size_t i = 0; i <= pp; ++i)
+                m_V[i + kk * m_n] = -m_V[i + kk * m_n];
+    }
+    size_t q = kk;
+    while (q < pp) {
+        if (s[q] >= s[q + 1])
+            break;
+        std::swap(s[q], s[q + 1]);
+        if (m_V && q < m_n - 1)
+            std::swap_ranges(Column(m_V, m_n, q), Column(m_V, m_n, q) + m_n, Column(m_V, m_n, q + 1));
+        if (m_U && q < m_m - 1)
+            std::swap_ranges(Column(m_U, m_m, q), Column(m_U, m_m, q) + m_m, Column(m_U, m_m, q + 1));
+        ++q;
+    }
+    --p;
 }
 
 } // namespace
@@ -517,7 +634,7 @@ bool TezMatrixSVD(size_t rows, size_t columns, T* a, T* s, T* u, T* v)
     T* uOut = tall ? u : v;
     T* vOut = tall ? v : u;
     std::vector<T> U(uOut ? m * n : 0), V(vOut ? n * n : 0);
-    const bool ok = SvdTall(m, n, work.data(), s, uOut ? U.data() : nullptr, vOut ? V.data() : nullptr);
+    const bool ok = TallSvd<T>(m, n, work.data(), s, uOut ? U.data() : nullptr, vOut ? V.data() : nullptr).Run();
     if (uOut)
         for (size_t i = 0; i < m; ++i)
             for (size_t j = 0; j < n; ++j)

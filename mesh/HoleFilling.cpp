@@ -145,66 +145,192 @@ bool TezCheckRelaxNeed(TezVector3<float> const& p, TezVector3<float> const& e, T
     return (p - centre).Length() > (q - centre).Length() + 1e-6f;
 }
 
-bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
-{
-    if (!hole || !Matches())
-        return false;
-    auto listed = std::find(m_holes.begin(), m_holes.end(), hole);
-    if (listed == m_holes.end())
-        return false;
-    size_t const n = hole->m_edges.size();
-    if (n < 3)
-        return false;
-    // A hole gone stale (edited since FindHoles) is refused rather than guessed at.
-    std::vector<Vertex*> ring(n);
-    for (size_t k = 0; k < n; ++k) {
-        HalfEdge const* h = hole->m_edges[k].Get();
-        HalfEdge const* g = hole->m_edges[(k + 1) % n].Get();
-        Face const* f = h->m_face;
-        if (h->m_mate || !f || f->m_geometry >= m_faces.size() || m_faces[f->m_geometry].Get() != f ||
-            h->m_next->m_vertex != g->m_vertex)
-            return false;
-        ring[k] = h->m_vertex;
-    }
+namespace {
 
+using Face = TezTopologyFace;
+using HalfEdge = TezTopologyHalfEdge;
+using Vertex = TezTopologyVertex;
+
+// One fill: the hole's ring triangulated, the patch refined with edge swaps,
+// then faired, all through the mesh's public operations. The patch is every
+// face added from the first triangle on; the filler keeps what it needs to
+// know of those faces and their half-edges in records of its own, by face
+// number and corner.
+class HoleFiller
+{
+public:
+    explicit HoleFiller(TezTopologyMesh& mesh) : m_mesh(mesh), m_geometry(*mesh.GetGeometry()) {}
+
+    bool Fill(TezTopologyHole const& hole);
+
+private:
+    // Goes with its half-edge when a split or a swap moves it to another
+    // face or corner.
+    struct EdgeRecord
+    {
+        // Stamps of the edge's face and its mate's face when the edge last
+        // passed the in-circle test with the edge's face as the first face.
+        unsigned int relaxedFace = 0;
+        unsigned int relaxedMate = 0;
+        // The relaxation pass that last looked at the edge.
+        unsigned int relaxPass = 0;
+    };
+    // A face of the patch with its half-edges' records by corner, together
+    // because the relaxation reads them together.
+    struct FaceRecord
+    {
+        // Changes whenever the face's corners change; never 0 once tracked.
+        unsigned int stamp = 0;
+        EdgeRecord edges[3];
+    };
+    struct HeldRecord
+    {
+        HalfEdge const* edge;
+        EdgeRecord record;
+    };
+
+    // The hole's vertices in walk order; false for a hole gone stale.
+    bool CollectRing(TezTopologyHole const& hole, std::vector<Vertex*>& ring) const;
+    // False, with nothing added, when the ring has no valid triangulation.
+    bool TriangulateHole(std::vector<Vertex*> const& ring);
+    void RefineHole(std::vector<Face*>& faces);
+    float ComputeRefineWeight(Vertex const* vertex) const;
+    // Splits a patch face; answers the new vertex and adds the two new faces.
+    Vertex* SplitFace(Face* face, Vec const& position, std::vector<Face*>& faces);
+    // Swaps the edge between the half-edge's face and its mate's.
+    bool Swap(HalfEdge* edge);
+    void RelaxCompletely(std::vector<Face*> const& faces);
+    bool RelaxOnce(std::vector<Face*> const& faces);
+    // With the records of the two half-edges' faces and of edgeA.
+    bool Relax(HalfEdge* edgeA, HalfEdge* edgeB, FaceRecord const& faceA, FaceRecord const& faceB, EdgeRecord& record);
+    bool CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const;
+    void SmoothPatch(std::vector<Face*> const& faces);
+    // The patch's ring (vertices on faces outside it) and inner vertices.
+    void ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring, std::vector<Vertex*>& inner);
+    void SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner);
+    Vec ComputeUmbrellaOp(Vertex const* vertex) const;
+    Vec ComputeUmbrellaOp2(Vertex const* vertex, float& nu) const;
+
+    // The faces that refinement, relaxation and fairing work on are always
+    // the whole patch: those numbered from the patch's first on.
+    bool IsPatchFace(Face const* face) const { return face->GetGeometry() >= m_first; }
+    // A face new to the patch: fresh records and a stamp.
+    void Track(Face const* face);
+    void Restamp(Face const* face)
+    {
+        m_records[face->GetGeometry() - m_first].stamp = ++m_stamps ? m_stamps : ++m_stamps;
+    }
+    EdgeRecord& Record(HalfEdge const* edge)
+    {
+        return m_records[edge->Face()->GetGeometry() - m_first].edges[edge->GetGeometry()];
+    }
+    // Before an edit, the records of the face's half-edges; after it, each
+    // record where its half-edge now is, and fresh ones for new half-edges.
+    void HoldRecords(Face const* face, std::vector<HeldRecord>& held);
+    void PlaceRecords(Face const* face, std::vector<HeldRecord> const& held);
+
+    Vec const& Position(Vertex const* vertex) const { return m_geometry.GetVertex(vertex->GetGeometry()).position; }
+
+    TezTopologyMesh& m_mesh;
+    TezIndexedMesh& m_geometry;
+    // The number of the patch's first face; records are kept from there on.
+    size_t m_first = 0;
+    std::vector<FaceRecord> m_records;
+    std::vector<HeldRecord> m_held;
+    unsigned int m_stamps = 0;
+    unsigned int m_relaxPasses = 0;
+};
+
+bool HoleFiller::Fill(TezTopologyHole const& hole)
+{
+    std::vector<Vertex*> ring;
+    if (!m_mesh.IsEditable() || !CollectRing(hole, ring))
+        return false;
     for (Vertex* v : ring)
         v->SetTempFloat(ComputeRefineWeight(v));
 
-    size_t const first = m_faces.size();
+    m_first = m_mesh.GetNumFaces();
+    // Room for a patch of moderate density without regrowing the records.
+    m_records.reserve(16 * ring.size());
     if (!TriangulateHole(ring))
         return false; // every triangulation would double an edge of the mesh
     std::vector<Face*> patch;
-    patch.reserve(m_faces.size() - first);
-    for (size_t i = first; i < m_faces.size(); ++i)
-        patch.push_back(m_faces[i].Get());
+    patch.reserve(m_mesh.GetNumFaces() - m_first);
+    for (size_t i = m_first; i < m_mesh.GetNumFaces(); ++i)
+        patch.push_back(m_mesh.GetFace(i).Get());
 
     RefineHole(patch);
-    // The patch's topology is settled: classify its vertices once for all rounds.
-    std::vector<Vertex*> rim, inner;
-    ClassifyPatch(patch, rim, inner);
-    for (int round = 0; round < kSmoothRounds; ++round)
-        SmoothRound(rim, inner);
-
-    m_holes.erase(std::find(m_holes.begin(), m_holes.end(), hole));
+    SmoothPatch(patch);
     return true;
 }
 
-bool TezTopologyMesh::TriangulateHole(std::vector<Vertex*> const& ring)
+// A hole edited since FindHoles is refused rather than guessed at: each edge
+// must still be on the boundary, in a face of the mesh, and end where the
+// next one starts.
+bool HoleFiller::CollectRing(TezTopologyHole const& hole, std::vector<Vertex*>& ring) const
+{
+    size_t const n = static_cast<size_t>(hole.GetNumEdges());
+    if (n < 3)
+        return false;
+    ring.resize(n);
+    for (size_t k = 0; k < n; ++k) {
+        HalfEdge const* h = hole.GetEdge(static_cast<int>(k)).Get();
+        HalfEdge const* g = hole.GetEdge(static_cast<int>((k + 1) % n)).Get();
+        Face const* f = h->Face();
+        if (h->Mate() || !f || f->GetGeometry() >= m_mesh.GetNumFaces() ||
+            m_mesh.GetFace(f->GetGeometry()).Get() != f || h->Next()->Vertex() != g->Vertex())
+            return false;
+        ring[k] = h->Vertex();
+    }
+    return true;
+}
+
+void HoleFiller::Track(Face const* face)
+{
+    size_t const index = face->GetGeometry() - m_first;
+    if (m_records.size() <= index)
+        m_records.resize(index + 1);
+    m_records[index] = FaceRecord();
+    Restamp(face);
+}
+
+// A face's half-edge at corner k keeps its record at corner k.
+void HoleFiller::HoldRecords(Face const* face, std::vector<HeldRecord>& held)
+{
+    FaceRecord const& records = m_records[face->GetGeometry() - m_first];
+    for (int k = 0; k < 3; ++k)
+        held.push_back(HeldRecord{face->Edge(k), records.edges[k]});
+}
+
+void HoleFiller::PlaceRecords(Face const* face, std::vector<HeldRecord> const& held)
+{
+    FaceRecord& records = m_records[face->GetGeometry() - m_first];
+    for (int k = 0; k < 3; ++k) {
+        HalfEdge const* edge = face->Edge(k);
+        EdgeRecord record;
+        for (HeldRecord const& h : held)
+            if (h.edge == edge)
+                record = h.record;
+        records.edges[k] = record;
+    }
+}
+
+bool HoleFiller::TriangulateHole(std::vector<Vertex*> const& ring)
 {
     std::vector<Vec> positions(ring.size());
     std::vector<unsigned int> ids(ring.size());
     std::unordered_map<Vertex const*, std::vector<int>> places;
     for (size_t k = 0; k < ring.size(); ++k) {
-        ids[k] = ring[k]->m_geometry;
-        positions[k] = Position(ids[k]);
+        ids[k] = ring[k]->GetGeometry();
+        positions[k] = Position(ring[k]);
         places[ring[k]].push_back(static_cast<int>(k));
     }
     // Ring corners the mesh joins already: every edge between two of them
     // leaves one of them as a half-edge.
     std::vector<std::pair<int, int>> joined;
     for (auto const& [vertex, from] : places)
-        for (HalfEdge const* h : vertex->m_edges) {
-            auto to = places.find(h->m_next->m_vertex);
+        for (int e = 0; e < vertex->GetNumEdges(); ++e) {
+            auto to = places.find(vertex->Edge(e)->Next()->Vertex());
             if (to == places.end())
                 continue;
             for (int a : from)
@@ -212,23 +338,27 @@ bool TezTopologyMesh::TriangulateHole(std::vector<Vertex*> const& ring)
                     joined.emplace_back(std::min(a, b), std::max(a, b));
         }
     std::vector<int> const corners = TezTriangulateHoleRing(positions, ids, joined);
-    for (size_t t = 0; t + 2 < corners.size(); t += 3)
-        AddFace(ids[corners[t]], ids[corners[t + 1]], ids[corners[t + 2]], NewFace);
+    for (size_t t = 0; t + 2 < corners.size(); t += 3) {
+        TezMeshTriangle const triangle(ids[corners[t]], ids[corners[t + 1]], ids[corners[t + 2]]);
+        if (TezRef<TezTopologyFace> face = m_mesh.AddTriangle(triangle, TezTopologyMesh::NewFace))
+            Track(face.Get());
+    }
     return !corners.empty();
 }
 
-float TezTopologyMesh::ComputeRefineWeight(Vertex const* vertex) const
+float HoleFiller::ComputeRefineWeight(Vertex const* vertex) const
 {
-    if (vertex->m_edges.empty())
+    int const n = vertex->GetNumEdges();
+    if (n == 0)
         return 0.0f;
     Vec const& p = Position(vertex);
     float sum = 0.0f;
-    for (HalfEdge const* h : vertex->m_edges)
-        sum += (Position(h->m_next->m_vertex) - p).Length();
-    return sum / static_cast<float>(vertex->m_edges.size());
+    for (int e = 0; e < n; ++e)
+        sum += (Position(vertex->Edge(e)->Next()->Vertex()) - p).Length();
+    return sum / static_cast<float>(n);
 }
 
-void TezTopologyMesh::RefineHole(std::vector<Face*>& faces)
+void HoleFiller::RefineHole(std::vector<Face*>& faces)
 {
     std::vector<Face*> next;
     for (int pass = 0; pass < kMaxRefinePasses; ++pass) {
@@ -236,7 +366,7 @@ void TezTopologyMesh::RefineHole(std::vector<Face*>& faces)
         next.clear();
         next.reserve(faces.size() * 2);
         for (Face* f : faces) {
-            Vertex* v[3] = {f->Edge(0)->m_vertex, f->Edge(1)->m_vertex, f->Edge(2)->m_vertex};
+            Vertex* v[3] = {f->Edge(0)->Vertex(), f->Edge(1)->Vertex(), f->Edge(2)->Vertex()};
             Vec const p[3] = {Position(v[0]), Position(v[1]), Position(v[2])};
             Vec const c = (p[0] + p[1] + p[2]) / 3.0f;
             float const sigma = (v[0]->GetTempFloat() + v[1]->GetTempFloat() + v[2]->GetTempFloat()) / 3.0f;
@@ -248,11 +378,10 @@ void TezTopologyMesh::RefineHole(std::vector<Face*>& faces)
             next.push_back(f);
             if (!coarse)
                 continue;
-            size_t const added = m_faces.size();
-            SplitFace(f, c)->SetTempFloat(sigma);
-            next.push_back(m_faces[added].Get());
-            next.push_back(m_faces[added + 1].Get());
-            split = true;
+            if (Vertex* added = SplitFace(f, c, next)) {
+                added->SetTempFloat(sigma);
+                split = true;
+            }
         }
         faces.swap(next);
         RelaxCompletely(faces);
@@ -261,142 +390,158 @@ void TezTopologyMesh::RefineHole(std::vector<Face*>& faces)
     }
 }
 
-unsigned int TezTopologyMesh::ListFaces(std::vector<Face*> const& faces)
+Vertex* HoleFiller::SplitFace(Face* face, Vec const& position, std::vector<Face*>& faces)
 {
-    if (++m_lists == 0)
-        ++m_lists;
-    for (Face* f : faces)
-        f->m_listed = m_lists;
-    return m_lists;
+    m_held.clear();
+    HoldRecords(face, m_held);
+    Vertex* vertex = m_mesh.SplitFace(face, position);
+    if (!vertex)
+        return nullptr;
+    // The two new faces are the vertex's others, in the order of their numbers.
+    Face* parts[3] = {face, nullptr, nullptr};
+    for (int e = 0, n = 1; e < vertex->GetNumEdges() && n < 3; ++e)
+        if (vertex->Edge(e)->Face() != face)
+            parts[n++] = vertex->Edge(e)->Face();
+    if (parts[1]->GetGeometry() > parts[2]->GetGeometry())
+        std::swap(parts[1], parts[2]);
+    Track(parts[1]);
+    Track(parts[2]);
+    Restamp(face);
+    for (Face const* part : parts)
+        PlaceRecords(part, m_held);
+    faces.push_back(parts[1]);
+    faces.push_back(parts[2]);
+    return vertex;
 }
 
-void TezTopologyMesh::RelaxCompletely(std::vector<Face*> const& faces)
+bool HoleFiller::Swap(HalfEdge* edge)
 {
-    unsigned int const list = ListFaces(faces);
-    for (int pass = 0; pass < kMaxRelaxPasses && RelaxOnce(faces, list); ++pass) {
+    Face* faceA = edge->Face();
+    Face* faceB = edge->Mate()->Face();
+    m_held.clear();
+    HoldRecords(faceA, m_held);
+    HoldRecords(faceB, m_held);
+    if (!m_mesh.Swap(edge))
+        return false;
+    Restamp(faceA);
+    Restamp(faceB);
+    PlaceRecords(faceA, m_held);
+    PlaceRecords(faceB, m_held);
+    return true;
+}
+
+void HoleFiller::RelaxCompletely(std::vector<Face*> const& faces)
+{
+    for (int pass = 0; pass < kMaxRelaxPasses && RelaxOnce(faces); ++pass) {
     }
 }
 
-bool TezTopologyMesh::RelaxOnce(std::vector<Face*> const& faces, unsigned int list)
+bool HoleFiller::RelaxOnce(std::vector<Face*> const& faces)
 {
-    // Each edge pair is looked at once per pass, from the first of its two
-    // listed faces that reaches it; an edge is marked by the pass's number.
+    // Each edge pair inside the patch is looked at once per pass, from the
+    // first of its two faces that reaches it; an edge is marked by the
+    // pass's number.
     if (++m_relaxPasses == 0)
         ++m_relaxPasses;
     unsigned int const pass = m_relaxPasses;
     bool swapped = false;
     for (Face* f : faces) {
+        size_t const face = f->GetGeometry() - m_first;
         for (int k = 0; k < 3; ++k) {
             HalfEdge* h = f->Edge(k);
-            HalfEdge* m = h->m_mate;
-            if (h->m_relaxPass == pass || !m || m->m_face->m_listed != list || m->m_relaxPass == pass)
+            HalfEdge* m = h->Mate();
+            EdgeRecord& own = m_records[face].edges[k];
+            if (own.relaxPass == pass || !m)
                 continue;
-            bool const done = Relax(h, m);
-            h->m_relaxPass = pass;
-            m->m_relaxPass = pass;
-            if (done) {
-                // The face's edges have changed: move on to the next face.
-                swapped = true;
-                break;
+            if (!IsPatchFace(m->Face()))
+                continue;
+            FaceRecord& mateFace = m_records[m->Face()->GetGeometry() - m_first];
+            EdgeRecord& mate = mateFace.edges[m->GetGeometry()];
+            if (mate.relaxPass == pass)
+                continue;
+            if (!Relax(h, m, m_records[face], mateFace, own)) {
+                own.relaxPass = pass;
+                mate.relaxPass = pass;
+                continue;
             }
+            // The swap moved both half-edges, and the face's edges have
+            // changed: mark the two where they are now, then move on to the
+            // next face.
+            Record(h).relaxPass = pass;
+            Record(m).relaxPass = pass;
+            swapped = true;
+            break;
         }
     }
     return swapped;
 }
 
-bool TezTopologyMesh::Relax(HalfEdge* edgeA, HalfEdge* edgeB)
+bool HoleFiller::Relax(HalfEdge* edgeA, HalfEdge* edgeB, FaceRecord const& faceA, FaceRecord const& faceB,
+                       EdgeRecord& record)
 {
     // Positions stay put while a patch is refined, so an edge that passed the
     // test passes it again until one of its two faces changes.
-    unsigned int const stampA = edgeA->m_face->m_stamp;
-    unsigned int const stampB = edgeB->m_face->m_stamp;
-    if (edgeA->m_relaxedFace == stampA && edgeA->m_relaxedMate == stampB)
+    unsigned int const stampA = faceA.stamp;
+    unsigned int const stampB = faceB.stamp;
+    if (record.relaxedFace == stampA && record.relaxedMate == stampB)
         return false;
-    if (CheckRelaxNeed(edgeA, edgeB, true) && SwapEdge(edgeA, edgeB))
+    if (CheckRelaxNeed(edgeA, edgeB, true) && Swap(edgeA))
         return true;
-    edgeA->m_relaxedFace = stampA;
-    edgeA->m_relaxedMate = stampB;
+    record.relaxedFace = stampA;
+    record.relaxedMate = stampB;
     return false;
 }
 
-bool TezTopologyMesh::CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const
+bool HoleFiller::CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const
 {
-    Vec const& p = Position(edgeA->m_previous->m_vertex);
-    Vec const& e = Position(edgeA->m_vertex);
-    Vec const& f = Position(edgeA->m_next->m_vertex);
-    Vec const& q = Position(edgeB->m_previous->m_vertex);
+    Vec const& p = Position(edgeA->Previous()->Vertex());
+    Vec const& e = Position(edgeA->Vertex());
+    Vec const& f = Position(edgeA->Next()->Vertex());
+    Vec const& q = Position(edgeB->Previous()->Vertex());
     return TezCheckRelaxNeed(p, e, f, q, retry);
 }
 
-TezVector3<float> TezTopologyMesh::ComputeUmbrellaOp(Vertex const* vertex) const
-{
-    Vec sum(0.0f, 0.0f, 0.0f);
-    if (vertex->m_edges.empty())
-        return sum;
-    Vec const& p = Position(vertex);
-    for (HalfEdge const* h : vertex->m_edges)
-        sum += Position(h->m_next->m_vertex) - p;
-    return sum / static_cast<float>(vertex->m_edges.size());
-}
-
-TezVector3<float> TezTopologyMesh::ComputeUmbrellaOp2(Vertex const* vertex, float& nu) const
-{
-    Vec sum(0.0f, 0.0f, 0.0f);
-    nu = 1.0f;
-    size_t const n = vertex->m_edges.size();
-    if (n == 0)
-        return sum;
-    float inverse = 0.0f;
-    for (HalfEdge const* h : vertex->m_edges) {
-        Vertex const* q = h->m_next->m_vertex;
-        sum += q->m_tempVector;
-        if (!q->m_edges.empty())
-            inverse += 1.0f / static_cast<float>(q->m_edges.size());
-    }
-    nu = 1.0f + inverse / static_cast<float>(n);
-    return sum / static_cast<float>(n) - vertex->m_tempVector;
-}
-
-void TezTopologyMesh::SmoothPatch(std::vector<Face*> const& faces)
+// The patch's topology is settled: its vertices are classified once for all
+// rounds.
+void HoleFiller::SmoothPatch(std::vector<Face*> const& faces)
 {
     std::vector<Vertex*> ring, inner;
     ClassifyPatch(faces, ring, inner);
-    SmoothRound(ring, inner);
+    for (int round = 0; round < kSmoothRounds; ++round)
+        SmoothRound(ring, inner);
 }
 
-void TezTopologyMesh::ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring,
-                                    std::vector<Vertex*>& inner)
+void HoleFiller::ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring, std::vector<Vertex*>& inner)
 {
-    unsigned int const list = ListFaces(faces);
     for (Face* f : faces)
         for (int k = 0; k < 3; ++k)
-            f->Edge(k)->m_vertex->m_tempBool = false;
+            f->Edge(k)->Vertex()->SetTempBool(false);
     // The ring touches faces outside the patch and anchors it; only inner vertices move.
     for (Face* f : faces)
         for (int k = 0; k < 3; ++k) {
             HalfEdge const* h = f->Edge(k);
-            Vertex* v = h->m_vertex;
-            if (!v->m_tempBool && h->m_mate && h->m_mate->m_face && h->m_mate->m_face->m_listed != list) {
+            Vertex* v = h->Vertex();
+            if (!v->GetTempBool() && h->Mate() && h->Mate()->Face() && !IsPatchFace(h->Mate()->Face())) {
                 ring.push_back(v);
-                v->m_tempBool = true;
+                v->SetTempBool(true);
             }
         }
     for (Face* f : faces)
         for (int k = 0; k < 3; ++k) {
-            Vertex* v = f->Edge(k)->m_vertex;
-            if (!v->m_tempBool) {
+            Vertex* v = f->Edge(k)->Vertex();
+            if (!v->GetTempBool()) {
                 inner.push_back(v);
-                v->m_tempBool = true;
+                v->SetTempBool(true);
             }
         }
 }
 
-void TezTopologyMesh::SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner)
+void HoleFiller::SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner)
 {
     for (Vertex* v : ring)
-        v->m_tempVector = ComputeUmbrellaOp(v);
+        v->SetTempVector(ComputeUmbrellaOp(v));
     for (Vertex* v : inner)
-        v->m_tempVector = ComputeUmbrellaOp(v);
+        v->SetTempVector(ComputeUmbrellaOp(v));
 
     std::vector<Vec> moved(inner.size());
     for (size_t k = 0; k < inner.size(); ++k) {
@@ -404,7 +549,41 @@ void TezTopologyMesh::SmoothRound(std::vector<Vertex*> const& ring, std::vector<
         Vec const u2 = ComputeUmbrellaOp2(inner[k], nu);
         moved[k] = Position(inner[k]) - u2 / nu;
     }
-    std::vector<TezMeshVertex>& vertices = m_geometry->GetVertices();
+    std::vector<TezMeshVertex>& vertices = m_geometry.GetVertices();
     for (size_t k = 0; k < inner.size(); ++k)
-        vertices[inner[k]->m_geometry].position = moved[k];
+        vertices[inner[k]->GetGeometry()].position = moved[k];
 }
+
+Vec HoleFiller::ComputeUmbrellaOp(Vertex const* vertex) const
+{
+    Vec sum(0.0f, 0.0f, 0.0f);
+    int const n = vertex->GetNumEdges();
+    if (n == 0)
+        return sum;
+    Vec const& p = Position(vertex);
+    for (int e = 0; e < n; ++e)
+        sum += Position(vertex->Edge(e)->Next()->Vertex()) - p;
+    return sum / static_cast<float>(n);
+}
+
+Vec HoleFiller::ComputeUmbrellaOp2(Vertex const* vertex, float& nu) const
+{
+    Vec sum(0.0f, 0.0f, 0.0f);
+    nu = 1.0f;
+    int const n = vertex->GetNumEdges();
+    if (n == 0)
+        return sum;
+    float inverse = 0.0f;
+    for (int e = 0; e < n; ++e) {
+        Vertex const* q = vertex->Edge(e)->Next()->Vertex();
+        sum += q->GetTempVector();
+        if (q->GetNumEdges() > 0)
+            inverse += 1.0f / static_cast<float>(q->GetNumEdges());
+    }
+    nu = 1.0f + inverse / static_cast<float>(n);
+    return sum / static_cast<float>(n) - vertex->GetTempVector();
+}
+
+} // namespace
+
+bool TezFillHole(TezTopologyMesh& mesh, TezTopologyHole const& hole) { return HoleFiller(mesh).Fill(hole); }

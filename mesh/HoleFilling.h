@@ -1,5 +1,19 @@
 #pragma once
-// The geometric kernels of hole filling, on plain positions.
+// Hole filling after Liepa, "Filling holes in meshes" (SGP 2003), and its
+// geometric kernels on plain positions.
+//
+// TezFillHole: fills one hole of a topology mesh through the mesh's public
+// operations: a minimum-area triangulation of the boundary, refinement to
+// the density of the surrounding mesh (alpha = sqrt 2) with Delaunay-style
+// edge swaps, and five rounds of second-order umbrella fairing of the new
+// vertices; the ring stays put. The new triangles and vertices are appended
+// to the indexed mesh. False, with nothing changed, for a mesh that is not
+// editable (TezTopologyMesh::IsEditable), a hole of fewer than 3 edges or
+// whose edges are no longer on the boundary, or one that cannot be closed
+// without doubling an edge the mesh has already. The hole stays in the
+// mesh's list: TezTopologyMesh::FillHole is the call that also takes it off.
+// The vertices' scratch values are used: the ring's and the new vertices'
+// float and vector, and the patch's bools, are left as the fill leaves them.
 //
 // TezTriangulateHoleRing: the minimum-area triangulation of a closed polygon
 // by dynamic programming over all sub-polygons (Liepa's hole triangulation,
@@ -22,6 +36,11 @@
 
 #include <utility>
 #include <vector>
+
+class TezTopologyHole;
+class TezTopologyMesh;
+
+TEZ_API bool TezFillHole(TezTopologyMesh& mesh, TezTopologyHole const& hole);
 
 TEZ_API std::vector<int> TezTriangulateHoleRing(std::vector<TezVector3<float>> const& ring,
                                                 std::vector<unsigned int> const& ids,

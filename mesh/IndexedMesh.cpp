@@ -14,7 +14,6 @@ TEZ_DEFINE_REF_FUNCTIONS(TezIndexedMesh)
 
 namespace {
 
-
 // A triangle's indices sorted ascending, packed for hashing: winding and
 // starting corner do not matter.
 struct SortedTriple

@@ -1,6 +1,7 @@
 #include "mesh/TopologyMesh.h"
 
 #include "core/Progress.h"
+#include "mesh/HoleFilling.h"
 
 #include <algorithm>
 #include <set>
@@ -56,7 +57,7 @@ TezRef<TezTopologyFace> TezTopologyMesh::AddTriangle(TezMeshTriangle const& tria
         return nullptr;
     unsigned int const a = triangle.GetVertexIndex(0), b = triangle.GetVertexIndex(1), c = triangle.GetVertexIndex(2);
     size_t const n = m_vertices.size();
-    if (a >= n || b >= n || c >= n || (face == NewFace && !Matches()))
+    if (a >= n || b >= n || c >= n || (face == NewFace && !IsEditable()))
         return nullptr;
     return AddFace(a, b, c, face);
 }
@@ -68,7 +69,6 @@ TezTopologyFace* TezTopologyMesh::AddFace(unsigned int a, unsigned int b, unsign
         face = static_cast<unsigned int>(m_faces.size());
     Face* f = new Face(face);
     m_faces.emplace_back(f);
-    Restamp(f);
 
     unsigned int const corners[3] = {a, b, c};
     for (int i = 0; i < 3; ++i) {
@@ -383,14 +383,29 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Copy() const
     return copy;
 }
 
+bool TezTopologyMesh::FillHole(TezRef<TezTopologyHole> hole)
+{
+    auto const listed = std::find(m_holes.begin(), m_holes.end(), hole);
+    if (!hole || listed == m_holes.end() || !TezFillHole(*this, *hole))
+        return false;
+    // Filling adds faces and vertices but leaves the list of holes alone.
+    m_holes.erase(listed);
+    return true;
+}
+
 TezRef<TezTopologyVertex> TezTopologyMesh::SplitFace(TezRef<TezTopologyFace> face, TezVector3<float> const& position)
 {
-    if (!Matches() || !Owns(face.Get()))
-        return nullptr;
     return SplitFace(face.Get(), position);
 }
 
-TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> const& position)
+TezTopologyVertex* TezTopologyMesh::SplitFace(TezTopologyFace* face, TezVector3<float> const& position)
+{
+    if (!IsEditable() || !Owns(face))
+        return nullptr;
+    return Split(face, position);
+}
+
+TezTopologyVertex* TezTopologyMesh::Split(Face* face, TezVector3<float> const& position)
 {
     HalfEdge* h0 = face->Edge(0);
     HalfEdge* h1 = face->Edge(1);
@@ -407,7 +422,6 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
     auto makeFace = [&](unsigned int number) {
         Face* f = new Face(number);
         m_faces.emplace_back(f);
-        Restamp(f);
         return f;
     };
     unsigned int const n = static_cast<unsigned int>(m_faces.size());
@@ -439,7 +453,6 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
             }
         }
     };
-    Restamp(face);
     build(face, h0, bv, va, a, b);
     build(f1, h1, cv, vb, b, c);
     build(f2, h2, av, vc, c, a);
@@ -455,10 +468,17 @@ TezTopologyVertex* TezTopologyMesh::SplitFace(Face* face, TezVector3<float> cons
 bool TezTopologyMesh::Swap(TezRef<TezTopologyFace> faceA, TezRef<TezTopologyHalfEdge> edgeA,
                            TezRef<TezTopologyFace> faceB, TezRef<TezTopologyHalfEdge> edgeB)
 {
-    if (!Matches() || !Owns(faceA.Get()) || !Owns(faceB.Get()) || !edgeA || !edgeB || edgeA->m_face != faceA.Get() ||
+    if (!IsEditable() || !Owns(faceA.Get()) || !Owns(faceB.Get()) || !edgeA || !edgeB || edgeA->m_face != faceA.Get() ||
         edgeB->m_face != faceB.Get())
         return false;
     return SwapEdge(edgeA.Get(), edgeB.Get());
+}
+
+bool TezTopologyMesh::Swap(TezTopologyHalfEdge* edge)
+{
+    if (!IsEditable() || !edge || !edge->m_mate || !Owns(edge->m_face) || !Owns(edge->m_mate->m_face))
+        return false;
+    return SwapEdge(edge, edge->m_mate);
 }
 
 bool TezTopologyMesh::SwapEdge(HalfEdge* edgeA, HalfEdge* edgeB)
@@ -498,7 +518,6 @@ void TezTopologyMesh::RebuildFace(Face* face, HalfEdge* e0, HalfEdge* e1, HalfEd
 {
     HalfEdge* e[3] = {e0, e1, e2};
     Vertex* s[3] = {a, b, c};
-    Restamp(face);
     for (int i = 0; i < 3; ++i) {
         face->m_halfEdges[i] = e[i];
         e[i]->m_face = face;

@@ -7,14 +7,17 @@
 // mesh. The mesh owns its vertices and faces, a face its three half-edges;
 // links between them are plain pointers, and getters hand out TezRefs.
 //
+// The getters hand out links as TezRefs. Algorithms that walk many entities
+// use the bare-noun accessors (Edge, Vertex, Face, Next, Previous, Mate):
+// the same links as plain pointers, not counted, valid while the mesh keeps
+// the entity.
+//
 // Non-manifold input is tolerated: where more than two triangles share an
 // edge the last one added takes the mate link, and Validate reports the
 // inconsistency. Boundary walks that do not close are not made into holes.
 //
-// FillHole follows Liepa, "Filling holes in meshes" (SGP 2003): a minimum-
-// area triangulation of the boundary, refinement to the density of the
-// surrounding mesh (alpha = sqrt 2) with Delaunay-style edge swaps, and five
-// rounds of second-order umbrella fairing of the new vertices.
+// FillHole runs the hole filling of mesh/HoleFilling.h (Liepa, "Filling
+// holes in meshes", SGP 2003) through the operations below.
 
 #include "core/RefCounter.h"
 #include "math/Vector.h"
@@ -35,6 +38,7 @@ public:
     // Outgoing half-edges.
     int GetNumEdges() const { return static_cast<int>(m_edges.size()); }
     TezRef<TezTopologyHalfEdge> GetEdge(int i) const;
+    TezTopologyHalfEdge* Edge(int i) const { return m_edges[i]; }
     // The vertex's index in the indexed mesh.
     unsigned int GetGeometry() const { return m_geometry; }
     TezRef<TezTopologyMesh> GetMesh() const;
@@ -77,6 +81,12 @@ public:
     // The corner of its face it starts at, 0 to 2.
     unsigned int GetGeometry() const { return m_geometry; }
 
+    TezTopologyVertex* Vertex() const { return m_vertex; }
+    TezTopologyFace* Face() const { return m_face; }
+    TezTopologyHalfEdge* Next() const { return m_next; }
+    TezTopologyHalfEdge* Previous() const { return m_previous; }
+    TezTopologyHalfEdge* Mate() const { return m_mate; }
+
     bool GetTempBool() const { return m_tempBool; }
     void SetTempBool(bool value) { m_tempBool = value; }
 
@@ -92,18 +102,13 @@ private:
     TezTopologyHalfEdge* m_mate = nullptr;
     unsigned int m_geometry = 0;
     bool m_tempBool = false;
-    // Stamps of this edge's face and its mate's face when the edge last
-    // passed the in-circle test with this edge's face as the first face.
-    unsigned int m_relaxedFace = 0;
-    unsigned int m_relaxedMate = 0;
-    // The relaxation pass that last looked at this edge.
-    unsigned int m_relaxPass = 0;
 };
 
 class TEZ_API TezTopologyFace : public TezRefCounter
 {
 public:
-    TezRef<TezTopologyHalfEdge> GetHalfEdge(int i) const { return m_halfEdges[i]; }
+    TezRef<TezTopologyHalfEdge> const& GetHalfEdge(int i) const { return m_halfEdges[i]; }
+    TezTopologyHalfEdge* Edge(int i) const { return m_halfEdges[i].Get(); }
     // The triangle's number in the indexed mesh.
     unsigned int GetGeometry() const { return m_geometry; }
 
@@ -118,17 +123,12 @@ private:
     friend class TezTopologyMesh;
     friend class TezMeshCurvatureAnalyzer;
     explicit TezTopologyFace(unsigned int geometry) : m_geometry(geometry) {}
-    TezTopologyHalfEdge* Edge(int i) const { return m_halfEdges[i].Get(); }
 
     TezRef<TezTopologyHalfEdge> m_halfEdges[3];
     unsigned int m_geometry;
     bool m_tempBool = false;
     int m_tempInt = 0;
     float m_tempFloat = 0.0f;
-    // Changes whenever the face's corners change; never 0.
-    unsigned int m_stamp = 0;
-    // The face list of hole filling that last took this face in.
-    unsigned int m_listed = 0;
 };
 
 // A closed loop of boundary half-edges, in walk order; edge k ends where edge
@@ -137,7 +137,7 @@ class TEZ_API TezTopologyHole : public TezRefCounter
 {
 public:
     int GetNumEdges() const { return static_cast<int>(m_edges.size()); }
-    TezRef<TezTopologyHalfEdge> GetEdge(int i) const { return m_edges[i]; }
+    TezRef<TezTopologyHalfEdge> const& GetEdge(int i) const { return m_edges[i]; }
 
 private:
     friend class TezTopologyMesh;
@@ -164,22 +164,33 @@ public:
     void ClearHoles() { m_holes.clear(); }
     void Clear();
 
-    // Fills the hole and removes it from the list. False, with nothing
-    // changed, for a mesh that left out triangles with missing corners, or a
-    // hole that is not in the list, has fewer than 3 edges,
-    // whose edges are no longer on the boundary, or that cannot be closed
-    // without doubling an edge the mesh has already.
+    // Fills the hole (TezFillHole) and removes it from the list. False, with
+    // nothing changed, for a hole that is not in the list or that
+    // TezFillHole refuses.
     bool FillHole(TezRef<TezTopologyHole> hole);
 
+    // Whether faces and vertices still stand one to one for the geometry's
+    // triangles and vertices (not so after triangles with missing corners
+    // were left out); the editing operations refuse a mesh that does not.
+    bool IsEditable() const
+    {
+        return m_geometry && m_faces.size() == m_geometry->GetNumTriangles() &&
+               m_vertices.size() == m_geometry->GetNumVertices();
+    }
+
     // Inserts a vertex at the position, which should lie in the face; the face
-    // becomes three, the first keeping its number. Returns the new vertex, or
-    // null for a face of another mesh (or a mesh as FillHole refuses).
+    // becomes three, the first keeping its number and the other two appended.
+    // Returns the new vertex, or null for a face of another mesh or a mesh
+    // that is not editable.
     TezRef<TezTopologyVertex> SplitFace(TezRef<TezTopologyFace> face, TezVector3<float> const& position);
+    TezTopologyVertex* SplitFace(TezTopologyFace* face, TezVector3<float> const& position);
     // Replaces the edge shared by the two faces (edgeA in faceA, edgeB its
     // mate) by the edge between their opposite corners. False, with nothing
     // changed, when the edges are not mates or the new edge already exists.
     bool Swap(TezRef<TezTopologyFace> faceA, TezRef<TezTopologyHalfEdge> edgeA, TezRef<TezTopologyFace> faceB,
               TezRef<TezTopologyHalfEdge> edgeB);
+    // The same for the edge between the half-edge's face and its mate's.
+    bool Swap(TezTopologyHalfEdge* edge);
     // Removes the listed triangles from topology and geometry, renumbers the
     // faces that stay and finds the holes again.
     void Remove(TezRef<TezMeshIndexList> triangles);
@@ -194,11 +205,11 @@ public:
 
     TezRef<TezIndexedMesh> GetGeometry() const { return m_geometry; }
     size_t GetNumFaces() const { return m_faces.size(); }
-    TezRef<TezTopologyFace> GetFace(size_t i) const { return m_faces[i]; }
+    TezRef<TezTopologyFace> const& GetFace(size_t i) const { return m_faces[i]; }
     size_t GetNumVertices() const { return m_vertices.size(); }
-    TezRef<TezTopologyVertex> GetVertex(size_t i) const { return m_vertices[i]; }
+    TezRef<TezTopologyVertex> const& GetVertex(size_t i) const { return m_vertices[i]; }
     size_t GetNumHoles() const { return m_holes.size(); }
-    TezRef<TezTopologyHole> GetHole(size_t i) const { return m_holes[i]; }
+    TezRef<TezTopologyHole> const& GetHole(size_t i) const { return m_holes[i]; }
 
     ~TezTopologyMesh() override = default;
 
@@ -211,14 +222,6 @@ private:
     TezTopologyMesh() = default;
 
     TezTopologyVertex* NewVertex(unsigned int geometry);
-    // Whether faces and vertices still stand one to one for the geometry's
-    // triangles and vertices (not so after triangles with missing corners
-    // were left out); editing refuses a mesh that does not.
-    bool Matches() const
-    {
-        return m_geometry && m_faces.size() == m_geometry->GetNumTriangles() &&
-               m_vertices.size() == m_geometry->GetNumVertices();
-    }
     // Whether the face is one of this mesh's faces.
     bool Owns(Face const* face) const
     {
@@ -230,37 +233,15 @@ private:
     void RebuildFace(Face* face, HalfEdge* e0, HalfEdge* e1, HalfEdge* e2, Vertex* a, Vertex* b, Vertex* c);
     static void LinkMates(HalfEdge* a, HalfEdge* b);
     static void RemoveFromList(Vertex* vertex, HalfEdge* edge);
-    TezVector3<float> const& Position(unsigned int vertex) const { return m_geometry->GetVertex(vertex).position; }
-    TezVector3<float> const& Position(Vertex const* vertex) const { return Position(vertex->m_geometry); }
 
-    // Hole filling.
-    // False, with nothing added, when the ring has no valid triangulation.
-    bool TriangulateHole(std::vector<Vertex*> const& ring);
-    void RefineHole(std::vector<Face*>& faces);
-    float ComputeRefineWeight(Vertex const* vertex) const;
-    Vertex* SplitFace(Face* face, TezVector3<float> const& position);
+    // SplitFace and Swap on faces and half-edges known to be this mesh's.
+    Vertex* Split(Face* face, TezVector3<float> const& position);
     bool SwapEdge(HalfEdge* edgeA, HalfEdge* edgeB);
-    bool Relax(HalfEdge* edgeA, HalfEdge* edgeB);
-    bool RelaxOnce(std::vector<Face*> const& faces, unsigned int list);
-    // Takes the faces into a fresh list and returns its number.
-    unsigned int ListFaces(std::vector<Face*> const& faces);
-    void RelaxCompletely(std::vector<Face*> const& faces);
-    bool CheckRelaxNeed(HalfEdge const* edgeA, HalfEdge const* edgeB, bool retry) const;
-    void SmoothPatch(std::vector<Face*> const& faces);
-    // The patch's ring (vertices on faces outside it) and inner vertices.
-    void ClassifyPatch(std::vector<Face*> const& faces, std::vector<Vertex*>& ring, std::vector<Vertex*>& inner);
-    void SmoothRound(std::vector<Vertex*> const& ring, std::vector<Vertex*> const& inner);
-    void Restamp(Face* face) { face->m_stamp = ++m_stamps ? m_stamps : ++m_stamps; }
-    TezVector3<float> ComputeUmbrellaOp(Vertex const* vertex) const;
-    TezVector3<float> ComputeUmbrellaOp2(Vertex const* vertex, float& nu) const;
 
     TezRef<TezIndexedMesh> m_geometry;
     std::vector<TezRef<TezTopologyFace>> m_faces;
     std::vector<TezRef<TezTopologyVertex>> m_vertices;
     std::vector<TezRef<TezTopologyHole>> m_holes;
-    unsigned int m_stamps = 0;
-    unsigned int m_lists = 0;
-    unsigned int m_relaxPasses = 0;
 };
 
 inline TezRef<TezTopologyHalfEdge> TezTopologyVertex::GetEdge(int i) const { return m_edges[i]; }

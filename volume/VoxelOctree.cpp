@@ -112,10 +112,9 @@ int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bits
 class TezVoxelOctreeBuilder
 {
 public:
-    TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel,
-                          TezVoxelOctreePlan const& plan)
-        : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8),
-          m_bitsPerPixel(bitsPerPixel), m_brickBytes(size_t(kBrickVoxels) * size_t(m_bytesPerVoxel)),
+    TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel, TezVoxelOctreePlan const& plan)
+        : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8), m_bitsPerPixel(bitsPerPixel),
+          m_brickBytes(size_t(kBrickVoxels) * size_t(m_bytesPerVoxel)),
           m_scratch([bytes = m_brickBytes] { return std::vector<uint8_t>(bytes); })
     {
     }
@@ -152,7 +151,8 @@ private:
     void ArrangeTree();
     void Summarise(std::vector<uint32_t> const& table);
 
-    template <typename T> Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
+    template <typename T>
+    Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
     Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
     uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
@@ -619,8 +619,8 @@ bool TezVoxelOctreeBuilder::PreparePools()
     nodes.Initialize(1024);
     leaves.SetElementSize(uint64_t(m_brickBytes));
     leaves.Initialize(1024);
-    TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", m_plan.blocksInRow,
-                    int(m_plan.startIndex), int(m_plan.startCount));
+    TezLogger::info("Blocks in row: %d, start index: %d, start count: %d\n", m_plan.blocksInRow, int(m_plan.startIndex),
+                    int(m_plan.startCount));
     return nodes.Allocate(m_plan.startCount) != TezMemoryPoolBase::InvalidIndex;
 }
 
@@ -659,8 +659,8 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     {
         TezProgress::Nested const reading(progress);
         uint8_t* slices[2] = {m_interpolation.data(), m_interpolation.data() + m_sliceStride};
-        m_source.Copy(m_chunk.get(), x, y, z, boxWidth, boxHeight, boxDepth, m_bitsPerPixel, m_rowStride,
-                      m_sliceStride, slices);
+        m_source.Copy(m_chunk.get(), x, y, z, boxWidth, boxHeight, boxDepth, m_bitsPerPixel, m_rowStride, m_sliceStride,
+                      slices);
     }
     AddHistogram(boxWidth, boxHeight, boxDepth, table);
 }
@@ -719,8 +719,8 @@ void TezVoxelOctreeBuilder::Summarise(std::vector<uint32_t> const& table)
                         double(m_tree.m_leafsPerSlice[level]) * double(m_brickBytes) / kMiB,
                         m_tree.m_leafsPerSlice[level]);
 
-    float const scale = 1.0f / float(double(m_source.GetWidth()) * double(m_source.GetHeight()) *
-                                     double(m_source.GetDepth()));
+    float const scale =
+        1.0f / float(double(m_source.GetWidth()) * double(m_source.GetHeight()) * double(m_source.GetDepth()));
     m_tree.m_histogram.resize(256);
     for (int i = 0; i < 256; ++i)
         m_tree.m_histogram[size_t(i)] = float(table[size_t(i)]) * scale;

@@ -1,6 +1,6 @@
+#include "core/Progress.h"
 #include "RecordingUI.h"
 #include "TestApplication.h"
-#include "core/Progress.h"
 
 #include <gtest/gtest.h>
 
@@ -37,8 +37,8 @@ TEST_F(ProgressTest, SectionsNestingAndEnds)
         progress.End();
         progress.SetMessage("Done");
     }
-    EXPECT_EQ((std::vector<std::string>{"msg Reading", "start 3", "step 1", "nest 1", "step 2", "unnest",
-                                        "msg Joining", "start 5", "start 6", "end", "msg Done"}),
+    EXPECT_EQ((std::vector<std::string>{"msg Reading", "start 3", "step 1", "nest 1", "step 2", "unnest", "msg Joining",
+                                        "start 5", "start 6", "end", "msg Done"}),
               ui.calls);
 
     // The destructor ends only a section left open.
@@ -48,7 +48,7 @@ TEST_F(ProgressTest, SectionsNestingAndEnds)
         progress.Start(4);
         TezProgress::Nested const inner(progress);
     }
-    { TezProgress().End(); }
+    TezProgress().End();
     EXPECT_EQ((std::vector<std::string>{"start 4", "nest 0", "unnest", "end", "end"}), ui.calls);
 }
 

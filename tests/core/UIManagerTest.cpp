@@ -1,5 +1,5 @@
-#include "RecordingUI.h"
 #include "core/UIManager.h"
+#include "RecordingUI.h"
 
 #include <gtest/gtest.h>
 

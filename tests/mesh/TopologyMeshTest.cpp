@@ -288,6 +288,12 @@ TEST(TopologyMesh, SplitSwapAndCopy)
     EXPECT_EQ(ends, 3u);
     for (size_t t = 0; t < 2; ++t)
         EXPECT_GT(mesh->GetTriangle(t).ComputeNormal().z, 0.99f);
+    // The half-edge form swaps it back; a boundary half-edge has nothing to swap with.
+    EXPECT_FALSE(topology->Swap(diagonal->Next()));
+    ASSERT_TRUE(topology->Swap(diagonal.Get()));
+    unsigned int const start = diagonal->Vertex()->GetGeometry();
+    EXPECT_TRUE(start == 0 || start == 3) << start;
+    ASSERT_TRUE(topology->Validate());
 
     TezRef<TezTopologyVertex> centre = topology->SplitFace(topology->GetFace(0), Vec(0.7f, 0.5f, 0));
     ASSERT_TRUE(centre);
@@ -302,7 +308,10 @@ TEST(TopologyMesh, SplitSwapAndCopy)
     EXPECT_EQ(copy->GetGeometry()->GetNumVertices(), 4u);
     EXPECT_EQ(copy->GetNumHoles(), 1u);
     EXPECT_EQ(copy->GetHole(0)->GetNumEdges(), 4);
-    EXPECT_TRUE(copy->FillHole(copy->GetHole(0)));
+    // The fill itself leaves the list alone; the hole, closed now, is then refused.
+    ASSERT_TRUE(TezFillHole(*copy, *copy->GetHole(0)));
+    EXPECT_EQ(copy->GetNumHoles(), 1u);
+    EXPECT_FALSE(copy->FillHole(copy->GetHole(0)));
     EXPECT_TRUE(copy->Validate());
     EXPECT_TRUE(topology->Validate());
     EXPECT_EQ(topology->GetNumFaces(), 4u);
