@@ -65,9 +65,8 @@ TezArchive::~TezArchive()
 // A copy shares the stream; only the original closes it.
 TezArchive::TezArchive(TezArchive const& other)
     : TezRefCounter(other), m_file(other.m_file), m_mode(other.m_mode), m_objects(other.m_objects),
-      m_pendingTag(other.m_pendingTag), m_bufferPosition(other.m_bufferPosition),
-      m_bufferFill(other.m_bufferFill), m_buffer(other.m_buffer), m_compressLevel(other.m_compressLevel),
-      m_ownsFile(false), m_fileSize(other.m_fileSize)
+      m_pendingTag(other.m_pendingTag), m_bufferPosition(other.m_bufferPosition), m_bufferFill(other.m_bufferFill),
+      m_buffer(other.m_buffer), m_compressLevel(other.m_compressLevel), m_ownsFile(false), m_fileSize(other.m_fileSize)
 {
 }
 
@@ -324,8 +323,8 @@ std::vector<uint8_t> TezArchive::ReadCompressedPayload(SizeCode code)
     SizeCode frameSize = ReadSize();
     CheckAvailable(frameSize.size, "compressed value");
     if (code.size > frameSize.size * kMaxExpansion + 1024)
-        Fail("TezArchive: a compressed value of " + std::to_string(frameSize.size) +
-             " bytes cannot hold " + std::to_string(code.size) + " bytes");
+        Fail("TezArchive: a compressed value of " + std::to_string(frameSize.size) + " bytes cannot hold " +
+             std::to_string(code.size) + " bytes");
     std::vector<uint8_t> frame;
     ReadGrowing(frame, frameSize.size);
     return frame;
@@ -365,8 +364,8 @@ void TezArchive::ReadBinary(void* dest, size_t expected)
     SizeCode code = ReadSize();
     if (expected != 0 && code.size > expected) {
         TezString text;
-        text.Format("Read size incorrect in TezArchive: expected:%d  actual:%d  tag <%s>\n",
-                    static_cast<int>(expected), static_cast<int>(code.size), tag.c_str());
+        text.Format("Read size incorrect in TezArchive: expected:%d  actual:%d  tag <%s>\n", static_cast<int>(expected),
+                    static_cast<int>(code.size), tag.c_str());
         Fail(text.c_str());
     }
     ReadValue(dest, code);
@@ -379,12 +378,12 @@ bool TezArchive::ReadBool()
     return value != 0;
 }
 
-#define TEZ_READ_SCALAR(Name, Type)  \
-    Type TezArchive::Name()          \
-    {                                \
-        Type value{};                \
-        ReadBinary(&value, sizeof value); \
-        return value;                \
+#define TEZ_READ_SCALAR(Name, Type)                                                                                    \
+    Type TezArchive::Name()                                                                                            \
+    {                                                                                                                  \
+        Type value{};                                                                                                  \
+        ReadBinary(&value, sizeof value);                                                                              \
+        return value;                                                                                                  \
     }
 
 TEZ_READ_SCALAR(ReadInt, int32_t)

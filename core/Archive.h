@@ -147,5 +147,4 @@ private:
 // Read from a stream and/or a memory cursor, write to a stream and/or a
 // vector: helpers for code that handles files and memory alike.
 TEZ_API void TezRead(void* buffer, size_t size, size_t count, FILE* stream, unsigned char** cursor);
-TEZ_API void TezWrite(void const* buffer, size_t size, size_t count, FILE* stream,
-                      std::vector<unsigned char>* out);
+TEZ_API void TezWrite(void const* buffer, size_t size, size_t count, FILE* stream, std::vector<unsigned char>* out);

@@ -35,29 +35,32 @@
 #include <cstdint>
 #include <vector>
 
-class TEZ_API TezCompress {
+class TEZ_API TezCompress
+{
 public:
-  using ByteVector = std::vector<uint8_t>;
-  using AlignedByteVector = std::vector<uint8_t, tbb::cache_aligned_allocator<uint8_t>>;
+    using ByteVector = std::vector<uint8_t>;
+    using AlignedByteVector = std::vector<uint8_t, tbb::cache_aligned_allocator<uint8_t>>;
 
-  static void Compress(const void* source, size_t size, ByteVector& output, int level);
-  static void Compress(const void* source, size_t size, AlignedByteVector& output, int level);
+    static void Compress(const void* source, size_t size, ByteVector& output, int level);
+    static void Compress(const void* source, size_t size, AlignedByteVector& output, int level);
 
-  // Sum of the part lengths, header not included; 0 when the part count is 0.
-  static size_t GetCompressedSize(const uint8_t* frame);
+    // Sum of the part lengths, header not included; 0 when the part count is 0.
+    static size_t GetCompressedSize(const uint8_t* frame);
 
-  // Header length (1 + P * W) of the frame for an uncompressed size.
-  static size_t GetHeaderSize(size_t size);
+    // Header length (1 + P * W) of the frame for an uncompressed size.
+    static size_t GetHeaderSize(size_t size);
 
-  // Expands a frame of frameSize bytes into size bytes at destination.
-  static void Uncompress(const uint8_t* frame, size_t frameSize, void* destination, size_t size);
-  static void Uncompress(const ByteVector& frame, void* destination, size_t size) {
-    Uncompress(frame.data(), frame.size(), destination, size);
-  }
-  static void Uncompress(const AlignedByteVector& frame, void* destination, size_t size) {
-    Uncompress(frame.data(), frame.size(), destination, size);
-  }
-  // The same where the caller vouches for the frame's extent: it reads the
-  // header and exactly the bytes the part lengths name.
-  static void Uncompress(const uint8_t* frame, void* destination, size_t size);
+    // Expands a frame of frameSize bytes into size bytes at destination.
+    static void Uncompress(const uint8_t* frame, size_t frameSize, void* destination, size_t size);
+    static void Uncompress(const ByteVector& frame, void* destination, size_t size)
+    {
+        Uncompress(frame.data(), frame.size(), destination, size);
+    }
+    static void Uncompress(const AlignedByteVector& frame, void* destination, size_t size)
+    {
+        Uncompress(frame.data(), frame.size(), destination, size);
+    }
+    // The same where the caller vouches for the frame's extent: it reads the
+    // header and exactly the bytes the part lengths name.
+    static void Uncompress(const uint8_t* frame, void* destination, size_t size);
 };

@@ -17,50 +17,54 @@
 
 namespace Compression {
 
-class TEZ_API IChecksum {
+class TEZ_API IChecksum
+{
 public:
-  virtual ~IChecksum() = default;
-  virtual uint32_t GetValue() const = 0;
-  virtual void Reset() = 0;
-  virtual void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) = 0;
-  // Adds one byte (the low 8 bits of value).
-  virtual void Update(int value) = 0;
+    virtual ~IChecksum() = default;
+    virtual uint32_t GetValue() const = 0;
+    virtual void Reset() = 0;
+    virtual void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) = 0;
+    // Adds one byte (the low 8 bits of value).
+    virtual void Update(int value) = 0;
 };
 
-class TEZ_API Adler32 : public IChecksum {
+class TEZ_API Adler32 : public IChecksum
+{
 public:
-  Adler32() = default;
-  uint32_t GetValue() const override { return m_value; }
-  void Reset() override { m_value = 1; }
-  void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
-  void Update(int value) override;
+    Adler32() = default;
+    uint32_t GetValue() const override { return m_value; }
+    void Reset() override { m_value = 1; }
+    void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
+    void Update(int value) override;
 
 private:
-  uint32_t m_value = 1;
+    uint32_t m_value = 1;
 };
 
-class TEZ_API StrangeCRC : public IChecksum {
+class TEZ_API StrangeCRC : public IChecksum
+{
 public:
-  StrangeCRC() = default;
-  uint32_t GetValue() const override { return ~m_crc; }
-  void Reset() override { m_crc = 0xFFFFFFFFu; }
-  void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
-  void Update(int value) override;
+    StrangeCRC() = default;
+    uint32_t GetValue() const override { return ~m_crc; }
+    void Reset() override { m_crc = 0xFFFFFFFFu; }
+    void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
+    void Update(int value) override;
 
 private:
-  uint32_t m_crc = 0xFFFFFFFFu;
+    uint32_t m_crc = 0xFFFFFFFFu;
 };
 
-class TEZ_API Crc32 : public IChecksum {
+class TEZ_API Crc32 : public IChecksum
+{
 public:
-  Crc32() = default;
-  uint32_t GetValue() const override { return m_crc; }
-  void Reset() override { m_crc = 0; }
-  void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
-  void Update(int value) override;
+    Crc32() = default;
+    uint32_t GetValue() const override { return m_crc; }
+    void Reset() override { m_crc = 0; }
+    void Update(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count) override;
+    void Update(int value) override;
 
 private:
-  uint32_t m_crc = 0;
+    uint32_t m_crc = 0;
 };
 
-}  // namespace Compression
+} // namespace Compression

@@ -58,5 +58,5 @@ inline constexpr const char* kWindowFullRepeat = "Invalid Operation: Window full
 inline constexpr const char* kBitsBadLength = "Argument out of range: length";
 inline constexpr const char* kBitsNotAligned = "Invalid Operation: Bit buffer is not byte aligned!";
 
-}  // namespace Messages
-}  // namespace Compression
+} // namespace Messages
+} // namespace Compression

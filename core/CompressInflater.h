@@ -26,35 +26,36 @@
 
 namespace Compression {
 
-class TEZ_API Inflater {
+class TEZ_API Inflater
+{
 public:
-  Inflater();
-  explicit Inflater(bool noHeader);
-  ~Inflater();
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
+    Inflater();
+    explicit Inflater(bool noHeader);
+    ~Inflater();
+    Inflater(const Inflater&) = delete;
+    Inflater& operator=(const Inflater&) = delete;
 
-  // Back to the start of a new stream.
-  void Reset();
+    // Back to the start of a new stream.
+    void Reset();
 
-  void SetInput(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count);
-  void SetInput(const uint8_t* buffer, std::ptrdiff_t count) { SetInput(buffer, 0, count); }
-  // Writes up to count bytes at buffer + offset; the number written.
-  std::ptrdiff_t Inflate(uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count);
-  void SetDictionary(const uint8_t* buffer, std::ptrdiff_t index, std::ptrdiff_t count);
+    void SetInput(const uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count);
+    void SetInput(const uint8_t* buffer, std::ptrdiff_t count) { SetInput(buffer, 0, count); }
+    // Writes up to count bytes at buffer + offset; the number written.
+    std::ptrdiff_t Inflate(uint8_t* buffer, std::ptrdiff_t offset, std::ptrdiff_t count);
+    void SetDictionary(const uint8_t* buffer, std::ptrdiff_t index, std::ptrdiff_t count);
 
-  bool IsNeedingInput() const;
-  bool IsNeedingDictionary() const;
-  bool IsFinished() const;
+    bool IsNeedingInput() const;
+    bool IsNeedingDictionary() const;
+    bool IsFinished() const;
 
-  uint32_t GetAdler() const;
-  int64_t GetTotalIn() const;
-  int64_t GetTotalOut() const;
-  std::ptrdiff_t GetRemainingInput() const;
+    uint32_t GetAdler() const;
+    int64_t GetTotalIn() const;
+    int64_t GetTotalOut() const;
+    std::ptrdiff_t GetRemainingInput() const;
 
 private:
-  struct State;
-  std::unique_ptr<State> m_state;
+    struct State;
+    std::unique_ptr<State> m_state;
 };
 
-}  // namespace Compression
+} // namespace Compression

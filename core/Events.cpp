@@ -17,10 +17,7 @@ TEZ_DEFINE_REF_FUNCTIONS(TezEventManager)
 
 bool TezEvent::IsMatching(TezRef<TezEvent> pattern) { return pattern->Type() == Type(); }
 
-TezRef<TezEventManager> TezEventManager::Create()
-{
-    return TezRef<TezEventManager>(new TezEventManager());
-}
+TezRef<TezEventManager> TezEventManager::Create() { return TezRef<TezEventManager>(new TezEventManager()); }
 
 TezRef<TezEventManager> TezEventManager::GetAppEventManager() { return TezAppService<TezEventManager>::Get(); }
 
@@ -93,13 +90,10 @@ void TezEventManager::Hold(bool on)
     }
 }
 
-#define TEZ_PLAIN_EVENT_IMPL(Class, Name)                                   \
-    TEZ_TYPIFIED_IMPL(Class, Name)                                          \
-    TezRef<Class> Class::Create() { return TezRef<Class>(new Class()); }    \
-    bool Class::IsMatching(TezRef<TezEvent> pattern)                        \
-    {                                                                       \
-        return TezEvent::IsMatching(pattern) && TezRef<Class>(pattern);     \
-    }
+#define TEZ_PLAIN_EVENT_IMPL(Class, Name)                                                                              \
+    TEZ_TYPIFIED_IMPL(Class, Name)                                                                                     \
+    TezRef<Class> Class::Create() { return TezRef<Class>(new Class()); }                                               \
+    bool Class::IsMatching(TezRef<TezEvent> pattern) { return TezEvent::IsMatching(pattern) && TezRef<Class>(pattern); }
 
 TEZ_PLAIN_EVENT_IMPL(TezEventPreferencesChanged, "Preferences Changed Event")
 TEZ_PLAIN_EVENT_IMPL(TezEventPreferencesChanging, "Preferences Changing Event")
@@ -114,8 +108,6 @@ TezRef<TezEventRequestRedraw> TezEventRequestRedraw::Create()
 {
     return TezRef<TezEventRequestRedraw>(new TezEventRequestRedraw());
 }
-
-
 
 void TezRequestRedraw()
 {

@@ -13,7 +13,6 @@
 #include <deque>
 #include <map>
 
-
 class TEZ_API TezEvent : public TezTypifiedObject
 {
 public:
@@ -70,16 +69,16 @@ private:
 };
 
 // Events without data: they match a pattern of their own class.
-#define TEZ_PLAIN_EVENT(Class)                                   \
-    class TEZ_API Class : public TezEvent                        \
-    {                                                            \
-        TEZ_TYPIFIED_CLASS(Class)                                \
-    public:                                                      \
-        static TezRef<Class> Create();                           \
-        bool IsMatching(TezRef<TezEvent> pattern) override;      \
-                                                                 \
-    protected:                                                   \
-        Class() = default;                                       \
+#define TEZ_PLAIN_EVENT(Class)                                                                                         \
+    class TEZ_API Class : public TezEvent                                                                              \
+    {                                                                                                                  \
+        TEZ_TYPIFIED_CLASS(Class)                                                                                      \
+    public:                                                                                                            \
+        static TezRef<Class> Create();                                                                                 \
+        bool IsMatching(TezRef<TezEvent> pattern) override;                                                            \
+                                                                                                                       \
+    protected:                                                                                                         \
+        Class() = default;                                                                                             \
     };
 
 TEZ_PLAIN_EVENT(TezEventPreferencesChanging)
@@ -100,7 +99,6 @@ public:
 protected:
     TezEventRequestRedraw() = default;
 };
-
 
 // Redraw requests with a suspend counter: while suspended (counter at 1 or
 // more) requests are dropped, not queued.

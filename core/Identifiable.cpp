@@ -78,9 +78,6 @@ TezRef<TezUniqueNameManager> TezUniqueNameManager::Create()
 
 bool TezUniqueNameManager::AddName(TezString const& name) { return m_names.insert(name).second; }
 
-bool TezUniqueNameManager::IsNameTaken(TezString const& name) const
-{
-    return m_names.count(name) > 0;
-}
+bool TezUniqueNameManager::IsNameTaken(TezString const& name) const { return m_names.count(name) > 0; }
 
 bool TezUniqueNameManager::RemoveName(TezString const& name) { return m_names.erase(name) > 0; }

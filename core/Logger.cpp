@@ -119,10 +119,7 @@ void ApplyWord(LoggerState& s, std::string const& word)
     s.categories.push_back(word);
 }
 
-bool IsWritableDir(std::string const& path)
-{
-    return TezIsDirectory(path.c_str()) && access(path.c_str(), W_OK) == 0;
-}
+bool IsWritableDir(std::string const& path) { return TezIsDirectory(path.c_str()) && access(path.c_str(), W_OK) == 0; }
 
 std::string HomeDir()
 {
@@ -149,8 +146,7 @@ void SetUpPaths(LoggerState& s)
     } else {
         // Linux has no shared documents folder; /var/tmp is the persistent
         // one every user can write. Fall back to the per-user state folder.
-        shared = IsWritableDir("/var/tmp") ? std::string("/var/tmp")
-                                           : XdgDir("XDG_STATE_HOME", "/.local/state");
+        shared = IsWritableDir("/var/tmp") ? std::string("/var/tmp") : XdgDir("XDG_STATE_HOME", "/.local/state");
         appData = XdgDir("XDG_DATA_HOME", "/.local/share");
         documents = XdgDir("XDG_DOCUMENTS_DIR", "/Documents");
     }
@@ -174,35 +170,37 @@ std::string DateText(int detail)
         return std::string();
     auto now = std::chrono::system_clock::now();
     std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    int ms = static_cast<int>(
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
+    int ms =
+        static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() % 1000);
     std::tm t{};
     localtime_r(&seconds, &t);
     char text[64];
     switch (detail) {
-    case 1: std::snprintf(text, sizeof text, "%02d.%03d ", t.tm_sec, ms); break;
-    case 2: std::snprintf(text, sizeof text, "%02d:%02d.%03d ", t.tm_min, t.tm_sec, ms); break;
-    case 3: std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03d ", t.tm_hour, t.tm_min, t.tm_sec, ms); break;
+    case 1:
+        std::snprintf(text, sizeof text, "%02d.%03d ", t.tm_sec, ms);
+        break;
+    case 2:
+        std::snprintf(text, sizeof text, "%02d:%02d.%03d ", t.tm_min, t.tm_sec, ms);
+        break;
+    case 3:
+        std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03d ", t.tm_hour, t.tm_min, t.tm_sec, ms);
+        break;
     case 4:
-        std::snprintf(text, sizeof text, "%02d %02d:%02d:%02d.%03d ", t.tm_mday, t.tm_hour, t.tm_min,
-                      t.tm_sec, ms);
+        std::snprintf(text, sizeof text, "%02d %02d:%02d:%02d.%03d ", t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, ms);
         break;
     case 5:
-        std::snprintf(text, sizeof text, "%02d/%02d %02d:%02d:%02d.%03d ", t.tm_mon + 1, t.tm_mday,
-                      t.tm_hour, t.tm_min, t.tm_sec, ms);
+        std::snprintf(text, sizeof text, "%02d/%02d %02d:%02d:%02d.%03d ", t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min,
+                      t.tm_sec, ms);
         break;
     default:
-        std::snprintf(text, sizeof text, "%04d%02d/%02d %02d:%02d:%02d.%03d ", t.tm_year + 1900,
-                      t.tm_mon + 1, t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, ms);
+        std::snprintf(text, sizeof text, "%04d%02d/%02d %02d:%02d:%02d.%03d ", t.tm_year + 1900, t.tm_mon + 1,
+                      t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec, ms);
         break;
     }
     return text;
 }
 
-std::string FileName(int number)
-{
-    return g_state.logPath + kBaseName + std::to_string(number) + ".log";
-}
+std::string FileName(int number) { return g_state.logPath + kBaseName + std::to_string(number) + ".log"; }
 
 // Opens and closes the file for every write, so a crash loses nothing written.
 void WriteToFile(char const* bytes, size_t n)
@@ -278,8 +276,7 @@ void Initialize()
     AppendToFile("\r\n" + DateText(g_state.fileDateDetail) + ">>>> START!!! >>>>");
 }
 
-std::string Line(int level, char const* category, char const* text, int detail, bool showLevel,
-                 bool showCategory)
+std::string Line(int level, char const* category, char const* text, int detail, bool showLevel, bool showCategory)
 {
     std::string line = DateText(detail);
     if (showLevel && level >= 1 && level <= 7)
@@ -304,11 +301,11 @@ void TezLogger::log(int level, char const* category, char const* text)
     if (!g_state.initialized)
         Initialize();
     if (level >= g_state.fileLevel && isLog(category))
-        AppendToFile(Line(level, category, text, g_state.fileDateDetail, g_state.fileShowLevel,
-                          g_state.fileShowCategory));
+        AppendToFile(
+            Line(level, category, text, g_state.fileDateDetail, g_state.fileShowLevel, g_state.fileShowCategory));
     if (level >= g_state.consoleLevel && level != Exception && isLog(category)) {
-        std::string line = Line(level, category, text, g_state.consoleDateDetail,
-                                g_state.consoleShowLevel, g_state.consoleShowCategory);
+        std::string line = Line(level, category, text, g_state.consoleDateDetail, g_state.consoleShowLevel,
+                                g_state.consoleShowCategory);
         std::fputs(line.c_str(), stdout);
     }
 }
@@ -326,20 +323,20 @@ bool TezLogger::isLog(char const* category)
     return !g_state.exclusive;
 }
 
-#define TEZ_LOG_FORWARD(name, level)                 \
-    void TezLogger::name(char const* format, ...)   \
-    {                                                \
-        va_list args;                                \
-        va_start(args, format);                      \
-        FormatAndLog(level, nullptr, format, args);  \
-        va_end(args);                                \
-    }                                                \
-    void TezLogger::name##Cat(char const* category, char const* format, ...) \
-    {                                                \
-        va_list args;                                \
-        va_start(args, format);                      \
-        FormatAndLog(level, category, format, args); \
-        va_end(args);                                \
+#define TEZ_LOG_FORWARD(name, level)                                                                                   \
+    void TezLogger::name(char const* format, ...)                                                                      \
+    {                                                                                                                  \
+        va_list args;                                                                                                  \
+        va_start(args, format);                                                                                        \
+        FormatAndLog(level, nullptr, format, args);                                                                    \
+        va_end(args);                                                                                                  \
+    }                                                                                                                  \
+    void TezLogger::name##Cat(char const* category, char const* format, ...)                                           \
+    {                                                                                                                  \
+        va_list args;                                                                                                  \
+        va_start(args, format);                                                                                        \
+        FormatAndLog(level, category, format, args);                                                                   \
+        va_end(args);                                                                                                  \
     }
 
 TEZ_LOG_FORWARD(trace, Trace)

@@ -26,9 +26,9 @@ public:
     enum Level { Trace = 1, Debug, Info, Warn, Error, Exception, None };
 
 #if defined(__GNUC__)
-#  define TEZ_PRINTF(f, a) __attribute__((format(printf, f, a)))
+#    define TEZ_PRINTF(f, a) __attribute__((format(printf, f, a)))
 #else
-#  define TEZ_PRINTF(f, a)
+#    define TEZ_PRINTF(f, a)
 #endif
     static void trace(char const* format, ...) TEZ_PRINTF(1, 2);
     static void debug(char const* format, ...) TEZ_PRINTF(1, 2);

@@ -1,9 +1,9 @@
 #include "core/Preferences.h"
 
 #include "core/AppService.h"
+#include "core/Constants.h"
 #include "core/Events.h"
 #include "core/Logger.h"
-#include "core/Constants.h"
 
 #include <cstdlib>
 
@@ -87,9 +87,8 @@ bool TezPrefOptionTyped<T>::IsChanged() const
 }
 
 template <class T>
-TezPrefOptionRanged<T>::TezPrefOptionRanged(T const& value, T const& minimum, T const& maximum,
-                                            TezString const& label, TezString const& group,
-                                            TezString const& subgroup, TezString const& tag)
+TezPrefOptionRanged<T>::TezPrefOptionRanged(T const& value, T const& minimum, T const& maximum, TezString const& label,
+                                            TezString const& group, TezString const& subgroup, TezString const& tag)
     : TezPrefOptionTyped<T>(value, label, group, subgroup, tag), m_minimum(minimum), m_maximum(maximum)
 {
 }
@@ -119,13 +118,13 @@ template class TezPrefOptionRanged<double>;
 
 // ---- the ranged numbers ----
 
-#define TEZ_PREF_RANGED_CREATE(Class, T)                                                             \
-    TezRef<Class> Class::Create(T value, T minimum, T maximum, TezString const& label,               \
-                                TezString const& group, TezString const& subgroup, TezString const& tag) \
-    {                                                                                                \
-        TezRef<Class> option(new Class(value, minimum, maximum, label, group, subgroup, tag));      \
-        Register(option);                                                                            \
-        return option;                                                                               \
+#define TEZ_PREF_RANGED_CREATE(Class, T)                                                                               \
+    TezRef<Class> Class::Create(T value, T minimum, T maximum, TezString const& label, TezString const& group,         \
+                                TezString const& subgroup, TezString const& tag)                                       \
+    {                                                                                                                  \
+        TezRef<Class> option(new Class(value, minimum, maximum, label, group, subgroup, tag));                         \
+        Register(option);                                                                                              \
+        return option;                                                                                                 \
     }
 
 TEZ_PREF_RANGED_CREATE(TezPrefOptionDegrees, float)
@@ -382,7 +381,10 @@ TezRef<TezPrefOptionManager> TezPrefOptionManager::Create()
     return TezRef<TezPrefOptionManager>(new TezPrefOptionManager());
 }
 
-TezRef<TezPrefOptionManager> TezPrefOptionManager::GetAppPrefOptionManager() { return TezAppService<TezPrefOptionManager>::Get(); }
+TezRef<TezPrefOptionManager> TezPrefOptionManager::GetAppPrefOptionManager()
+{
+    return TezAppService<TezPrefOptionManager>::Get();
+}
 
 void TezPrefOptionManager::AddOption(TezRef<TezPrefOption> option)
 {

@@ -45,8 +45,7 @@ public:
     virtual GuiType Build(int& unused, std::vector<TezString>& choices) = 0;
 
 protected:
-    TezPrefOption(TezString const& label, TezString const& group, TezString const& subgroup,
-                  TezString const& tag);
+    TezPrefOption(TezString const& label, TezString const& group, TezString const& subgroup, TezString const& tag);
     bool IsMyTag(TezString const& tag) const { return tag.CompareNoCase(m_tag) == 0; }
     // Adds a new option to the application's manager, when there is one.
     static void Register(TezRef<TezPrefOption> option);
@@ -71,8 +70,8 @@ public:
     void Validate() override {}
 
 protected:
-    TezPrefOptionTyped(T const& value, TezString const& label, TezString const& group,
-                       TezString const& subgroup, TezString const& tag);
+    TezPrefOptionTyped(T const& value, TezString const& label, TezString const& group, TezString const& subgroup,
+                       TezString const& tag);
     virtual void Write(TezArchive& archive) const = 0;
     virtual void Read(TezArchive& archive) = 0;
 
@@ -101,20 +100,20 @@ protected:
 
 #define TEZ_PREF_STRINGS TezString const &label, TezString const &group, TezString const &subgroup, TezString const &tag
 
-#define TEZ_PREF_RANGED(Class, T)                                                        \
-    class TEZ_API Class : public TezPrefOptionRanged<T>                                  \
-    {                                                                                    \
-    public:                                                                              \
-        static TezRef<Class> Create(T value, T minimum, T maximum, TEZ_PREF_STRINGS);    \
-        TezString Value() const override;                                                \
-        void SetValue(TezString const& text) override;                                   \
-                                                                                         \
-    protected:                                                                           \
-        void Write(TezArchive& archive) const override;                                  \
-        void Read(TezArchive& archive) override;                                         \
-                                                                                         \
-    private:                                                                             \
-        using TezPrefOptionRanged<T>::TezPrefOptionRanged;                               \
+#define TEZ_PREF_RANGED(Class, T)                                                                                      \
+    class TEZ_API Class : public TezPrefOptionRanged<T>                                                                \
+    {                                                                                                                  \
+    public:                                                                                                            \
+        static TezRef<Class> Create(T value, T minimum, T maximum, TEZ_PREF_STRINGS);                                  \
+        TezString Value() const override;                                                                              \
+        void SetValue(TezString const& text) override;                                                                 \
+                                                                                                                       \
+    protected:                                                                                                         \
+        void Write(TezArchive& archive) const override;                                                                \
+        void Read(TezArchive& archive) override;                                                                       \
+                                                                                                                       \
+    private:                                                                                                           \
+        using TezPrefOptionRanged<T>::TezPrefOptionRanged;                                                             \
     };
 
 // Radians inside, degrees in the text: "%.5f °" with the single byte 0xB0.

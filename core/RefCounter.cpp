@@ -4,8 +4,7 @@
 
 TezRefCounter::TezRefCounter() : m_counter(new (std::nothrow) std::atomic<int32_t>(0)) {}
 
-TezRefCounter::TezRefCounter(TezRefCounter const& other)
-    : m_counter(new (std::nothrow) std::atomic<int32_t>(0))
+TezRefCounter::TezRefCounter(TezRefCounter const& other) : m_counter(new (std::nothrow) std::atomic<int32_t>(0))
 {
     if (m_counter)
         m_counter->store(other.GetRefCount());
@@ -38,7 +37,4 @@ int TezRefCounter::ReleaseRef()
 
 int TezRefCounter::GetRefCount() const { return m_counter ? m_counter->load() : 0; }
 
-bool TezRefCounter::AllocationCheck(TezRefCounter* object)
-{
-    return object != nullptr && object->m_counter != nullptr;
-}
+bool TezRefCounter::AllocationCheck(TezRefCounter* object) { return object != nullptr && object->m_counter != nullptr; }

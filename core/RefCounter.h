@@ -50,13 +50,13 @@ inline void TezRefCounterReleaseRef(T* object)
     object->ReleaseRef();
 }
 
-#define TEZ_DECLARE_REF_FUNCTIONS(Class)            \
-    class Class;                                    \
-    TEZ_API void TezRefCounterAddRef(Class* object); \
+#define TEZ_DECLARE_REF_FUNCTIONS(Class)                                                                               \
+    class Class;                                                                                                       \
+    TEZ_API void TezRefCounterAddRef(Class* object);                                                                   \
     TEZ_API void TezRefCounterReleaseRef(Class* object);
 
-#define TEZ_DEFINE_REF_FUNCTIONS(Class)                                    \
-    void TezRefCounterAddRef(Class* object) { object->AddRef(); }          \
+#define TEZ_DEFINE_REF_FUNCTIONS(Class)                                                                                \
+    void TezRefCounterAddRef(Class* object) { object->AddRef(); }                                                      \
     void TezRefCounterReleaseRef(Class* object) { object->ReleaseRef(); }
 
 template <class T>
@@ -77,8 +77,7 @@ public:
     }
 
     // Base to derived is a checked cast: null when the object is not a T.
-    template <class U, std::enable_if_t<!std::is_convertible_v<U*, T*> &&
-                                            std::is_convertible_v<T*, U*>, int> = 0>
+    template <class U, std::enable_if_t<!std::is_convertible_v<U*, T*> && std::is_convertible_v<T*, U*>, int> = 0>
     explicit TezRef(TezRef<U> const& other) : m_object(dynamic_cast<T*>(other.Get()))
     {
         Take();
@@ -106,9 +105,15 @@ public:
     void Swap(TezRef& other) noexcept { std::swap(m_object, other.m_object); }
 
     template <class U>
-    bool operator==(TezRef<U> const& other) const { return m_object == other.Get(); }
+    bool operator==(TezRef<U> const& other) const
+    {
+        return m_object == other.Get();
+    }
     template <class U>
-    bool operator!=(TezRef<U> const& other) const { return m_object != other.Get(); }
+    bool operator!=(TezRef<U> const& other) const
+    {
+        return m_object != other.Get();
+    }
     bool operator==(std::nullptr_t) const { return m_object == nullptr; }
     bool operator!=(std::nullptr_t) const { return m_object != nullptr; }
     bool operator<(TezRef const& other) const { return m_object < other.m_object; }

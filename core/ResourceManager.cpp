@@ -16,12 +16,10 @@ struct FolderTable
     FolderTable()
     {
         char const* const literals[] = {
-            "\\media\\shaders\\vertex\\",   "\\media\\shaders\\geometry\\",
-            "\\media\\shaders\\fragment\\", "\\media\\meshes\\",
-            "\\media\\shaders\\images\\",   "\\media\\tools\\",
-            "\\media\\machines\\",          "\\media\\machine_meshes\\",
-            "\\media\\cursors\\",           "\\media\\documentation\\",
-            "\\media\\additivedocumentation\\",
+            "\\media\\shaders\\vertex\\", "\\media\\shaders\\geometry\\",     "\\media\\shaders\\fragment\\",
+            "\\media\\meshes\\",          "\\media\\shaders\\images\\",       "\\media\\tools\\",
+            "\\media\\machines\\",        "\\media\\machine_meshes\\",        "\\media\\cursors\\",
+            "\\media\\documentation\\",   "\\media\\additivedocumentation\\",
         };
         for (int i = 0; i < TezResourceManager::ResourceTypeCount; ++i)
             folders[i] = TezTransformPath(literals[i]);
@@ -53,12 +51,12 @@ CursorFiles const kCursorFiles[] = {
 
 TezResourceManager::TezResourceManager() : m_resourcePath(TezGetExecutableDir().c_str()) {}
 
-TezRef<TezResourceManager> TezResourceManager::Create()
-{
-    return TezRef<TezResourceManager>(new TezResourceManager());
-}
+TezRef<TezResourceManager> TezResourceManager::Create() { return TezRef<TezResourceManager>(new TezResourceManager()); }
 
-TezRef<TezResourceManager> TezResourceManager::GetAppResourceManager() { return TezAppService<TezResourceManager>::Get(); }
+TezRef<TezResourceManager> TezResourceManager::GetAppResourceManager()
+{
+    return TezAppService<TezResourceManager>::Get();
+}
 
 TezString TezResourceManager::GetFolder(ResourceType type)
 {

@@ -22,8 +22,7 @@ bool IsBlank(unsigned char c)
 
 TezString::TezString(TezString const& other) { Assign(other); }
 
-TezString::TezString(TezString&& other) noexcept
-    : m_buffer(other.m_buffer), m_bufferSize(other.m_bufferSize)
+TezString::TezString(TezString&& other) noexcept : m_buffer(other.m_buffer), m_bufferSize(other.m_bufferSize)
 {
     other.m_buffer = nullptr;
     other.m_bufferSize = 0;
@@ -64,10 +63,7 @@ TezString& TezString::operator=(wchar_t const* text)
     return *this;
 }
 
-int TezString::Length() const
-{
-    return m_buffer ? static_cast<int>(std::strlen(m_buffer)) : 0;
-}
+int TezString::Length() const { return m_buffer ? static_cast<int>(std::strlen(m_buffer)) : 0; }
 
 void TezString::Resize(int n)
 {
@@ -273,10 +269,7 @@ int TezString::Compare(TezString const& other) const
     return *a < *b ? -1 : (*a > *b ? 1 : 0);
 }
 
-int TezString::CompareNoCase(TezString const& other) const
-{
-    return strcasecmp(c_str(), other.c_str());
-}
+int TezString::CompareNoCase(TezString const& other) const { return strcasecmp(c_str(), other.c_str()); }
 
 TezString TezString::operator+(TezString const& other) const
 {

@@ -112,8 +112,7 @@ void TezScheduledThread::Stop(bool wait)
         m_condition.wait(lock, [&] { return operation->IsDone() || IsPaused() || !IsThreadRunning(); });
 }
 
-TezScheduledThread::TezPauseThreadOperation::TezPauseThreadOperation(TezRef<TezScheduledThread> thread,
-                                                                     bool pause)
+TezScheduledThread::TezPauseThreadOperation::TezPauseThreadOperation(TezRef<TezScheduledThread> thread, bool pause)
     : m_thread(thread), m_pause(pause)
 {
 }
@@ -145,10 +144,7 @@ TezThreadManager::TezThreadManager()
     m_threads[name] = TezExistingThread::Create(name);
 }
 
-TezRef<TezThreadManager> TezThreadManager::Create()
-{
-    return TezRef<TezThreadManager>(new TezThreadManager());
-}
+TezRef<TezThreadManager> TezThreadManager::Create() { return TezRef<TezThreadManager>(new TezThreadManager()); }
 
 TezRef<TezThreadManager> TezThreadManager::GetAppThreadManager() { return TezAppService<TezThreadManager>::Get(); }
 
@@ -207,8 +203,7 @@ double const TezTimer::InvTimerFrequency = 1.0 / static_cast<double>(TezTimer::G
 
 int64_t TezTimer::TimeNow()
 {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
         .count();
 }
 

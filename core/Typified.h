@@ -55,36 +55,33 @@ public:
     TezTypeReservation& operator=(TezTypeReservation const&) = delete;
 };
 
-#define TEZ_TYPIFIED_CLASS(Class)                                  \
-public:                                                            \
-    static uint32_t StaticType();                                  \
-    static TezString const& StaticTypeName();                      \
-    static TezRef<TezTypifiedObject> CreateAsTypified();           \
-    uint32_t Type() const override { return StaticType(); }        \
-    TezString const& TypeName() const override { return StaticTypeName(); } \
-                                                                   \
-private:                                                           \
-    static uint32_t m_type;                                        \
-    static TezString m_typeName;                                   \
-    static TezTypeReservation<Class> m_typeReservation;            \
-                                                                   \
+#define TEZ_TYPIFIED_CLASS(Class)                                                                                      \
+public:                                                                                                                \
+    static uint32_t StaticType();                                                                                      \
+    static TezString const& StaticTypeName();                                                                          \
+    static TezRef<TezTypifiedObject> CreateAsTypified();                                                               \
+    uint32_t Type() const override { return StaticType(); }                                                            \
+    TezString const& TypeName() const override { return StaticTypeName(); }                                            \
+                                                                                                                       \
+private:                                                                                                               \
+    static uint32_t m_type;                                                                                            \
+    static TezString m_typeName;                                                                                       \
+    static TezTypeReservation<Class> m_typeReservation;                                                                \
+                                                                                                                       \
 public:
 
-#define TEZ_TYPIFIED_IMPL(Class, Name)                                             \
-    uint32_t Class::m_type = 0;                                                    \
-    TezString Class::m_typeName(Name);                                             \
-    TezTypeReservation<Class> Class::m_typeReservation(#Class);                    \
-    uint32_t Class::StaticType()                                                   \
-    {                                                                              \
-        if (m_type == 0)                                                           \
-            m_type = TezAssignObjectType();                                        \
-        return m_type;                                                             \
-    }                                                                              \
-    TezString const& Class::StaticTypeName() { return m_typeName; }               \
-    TezRef<TezTypifiedObject> Class::CreateAsTypified()                            \
-    {                                                                              \
-        return TezRef<TezTypifiedObject>(new Class());                             \
-    }
+#define TEZ_TYPIFIED_IMPL(Class, Name)                                                                                 \
+    uint32_t Class::m_type = 0;                                                                                        \
+    TezString Class::m_typeName(Name);                                                                                 \
+    TezTypeReservation<Class> Class::m_typeReservation(#Class);                                                        \
+    uint32_t Class::StaticType()                                                                                       \
+    {                                                                                                                  \
+        if (m_type == 0)                                                                                               \
+            m_type = TezAssignObjectType();                                                                            \
+        return m_type;                                                                                                 \
+    }                                                                                                                  \
+    TezString const& Class::StaticTypeName() { return m_typeName; }                                                    \
+    TezRef<TezTypifiedObject> Class::CreateAsTypified() { return TezRef<TezTypifiedObject>(new Class()); }
 
 #include <utility>
 #include <vector>

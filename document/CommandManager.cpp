@@ -112,16 +112,13 @@ TezRef<TezPrefOptionInt> TezCommandManager::GetMaxUndoOption() { return MaxUndoO
 TezCommandManager::TezCommandManager()
 {
     if (!MaxUndoOption())
-        MaxUndoOption() = TezPrefOptionInt::Create(5, -1, 64, TezString("Max undo commands (-1 - unlimited)"),
-                                                   TezString("Options"), TezString("General"),
-                                                   TezString("MaxUndoCommands"));
+        MaxUndoOption() =
+            TezPrefOptionInt::Create(5, -1, 64, TezString("Max undo commands (-1 - unlimited)"), TezString("Options"),
+                                     TezString("General"), TezString("MaxUndoCommands"));
     m_maxUndoCommands = MaxUndoOption()->Get();
 }
 
-TezRef<TezCommandManager> TezCommandManager::Create()
-{
-    return TezRef<TezCommandManager>(new TezCommandManager());
-}
+TezRef<TezCommandManager> TezCommandManager::Create() { return TezRef<TezCommandManager>(new TezCommandManager()); }
 
 TezRef<TezCommandManager> TezCommandManager::GetActiveCommandMgr()
 {

@@ -80,10 +80,17 @@ void TezDocument::Report(DocEventType type)
         return;
     TezRef<TezEvent> event;
     switch (type) {
-    case DocChanging: event = TezEventDocumentChanging::Create(); break;
-    case DocChanged: event = TezEventDocumentChanged::Create(); break;
-    case DocSelected: event = TezEventDocumentSelected::Create(); break;
-    default: return;
+    case DocChanging:
+        event = TezEventDocumentChanging::Create();
+        break;
+    case DocChanged:
+        event = TezEventDocumentChanged::Create();
+        break;
+    case DocSelected:
+        event = TezEventDocumentSelected::Create();
+        break;
+    default:
+        return;
     }
     TezRef<TezEventManager> events = TezEventManager::GetAppEventManager();
     if (events)

@@ -82,10 +82,7 @@ bool TezCmdDocumentOpen::Run(TezString const& fileName)
 
 // ---- save ----
 
-TezRef<TezCmdDocumentSave> TezCmdDocumentSave::Create()
-{
-    return TezRef<TezCmdDocumentSave>(new TezCmdDocumentSave());
-}
+TezRef<TezCmdDocumentSave> TezCmdDocumentSave::Create() { return TezRef<TezCmdDocumentSave>(new TezCmdDocumentSave()); }
 
 bool TezCmdDocumentSave::Execute()
 {

@@ -34,8 +34,8 @@ bool TezCmdExportRenderViewImage::RunStandard(TezString const& fileName, TezStri
     TezLogger::except("Unable to export Render View image to %s.", fileName.c_str());
 }
 
-bool TezCmdExportRenderViewImage::RunAnimate(TezString const&, TezString const&, TezString const&, float, float,
-                                             float, float, float, float, float, float, float, float, int)
+bool TezCmdExportRenderViewImage::RunAnimate(TezString const&, TezString const&, TezString const&, float, float, float,
+                                             float, float, float, float, float, float, float, int)
 {
     RequireRenderView();
     return true;

@@ -38,10 +38,7 @@ void* PyNew(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunN
 void* PyOpen(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunOpen, "s", args, kwargs); }
 void* PySave(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunSave, nullptr, args, kwargs); }
 void* PySaveAs(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunSaveAs, "s", args, kwargs); }
-void* PyExportMain(void* args, void* kwargs)
-{
-    return TezCommand::CallParseMethod(&RunExportMain, "s", args, kwargs);
-}
+void* PyExportMain(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunExportMain, "s", args, kwargs); }
 void* PyExportStandard(void* args, void* kwargs)
 {
     return TezCommand::CallParseMethod(&RunExportStandard, "ss", args, kwargs);

@@ -25,8 +25,8 @@ TezString Trimmed(TezString text)
 
 } // namespace
 
-void* TezScriptManager::ParseMethod(TezScriptRunMethod run, char const* format, char const* rtnFormat, void*,
-                                    void*, void* rtnArgPtr)
+void* TezScriptManager::ParseMethod(TezScriptRunMethod run, char const* format, char const* rtnFormat, void*, void*,
+                                    void* rtnArgPtr)
 {
     if (m_instance) {
         m_instance->m_lastRunMethod = run;

@@ -7,9 +7,9 @@
 namespace {
 
 const int kBinomial[9][9] = {
-    {1, 0, 0, 0, 0, 0, 0, 0, 0},      {1, 1, 0, 0, 0, 0, 0, 0, 0},        {1, 2, 1, 0, 0, 0, 0, 0, 0},
-    {1, 3, 3, 1, 0, 0, 0, 0, 0},      {1, 4, 6, 4, 1, 0, 0, 0, 0},        {1, 5, 10, 10, 5, 1, 0, 0, 0},
-    {1, 6, 15, 20, 15, 6, 1, 0, 0},   {1, 7, 21, 35, 35, 21, 7, 1, 0},    {1, 8, 28, 56, 70, 56, 28, 8, 1},
+    {1, 0, 0, 0, 0, 0, 0, 0, 0},    {1, 1, 0, 0, 0, 0, 0, 0, 0},     {1, 2, 1, 0, 0, 0, 0, 0, 0},
+    {1, 3, 3, 1, 0, 0, 0, 0, 0},    {1, 4, 6, 4, 1, 0, 0, 0, 0},     {1, 5, 10, 10, 5, 1, 0, 0, 0},
+    {1, 6, 15, 20, 15, 6, 1, 0, 0}, {1, 7, 21, 35, 35, 21, 7, 1, 0}, {1, 8, 28, 56, 70, 56, 28, 8, 1},
 };
 
 } // namespace
@@ -110,10 +110,10 @@ template <class T>
 void TezBasisFunction<T>::Derivatives(T u, int span, int degree, int order, const T* knots, T* scratch, T* ders)
 {
     const int p = degree, w = p + 1;
-    T* ndu = scratch;        // w * w
-    T* left = ndu + w * w;   // w
-    T* right = left + w;     // w
-    T* a = right + w;        // 2 * w: two rows of length w
+    T* ndu = scratch;      // w * w
+    T* left = ndu + w * w; // w
+    T* right = left + w;   // w
+    T* a = right + w;      // 2 * w: two rows of length w
     ndu[0] = T(1);
     for (int j = 1; j <= p; ++j) {
         left[j] = u - knots[span + 1 - j];

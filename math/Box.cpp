@@ -143,8 +143,7 @@ void TezBox3<T>::Grow(T sx, T sy, T sz)
 template <class T>
 bool TezBox3<T>::Contains(const TezVector3<T>& p) const
 {
-    return p.x >= m_min.x && p.x <= m_max.x && p.y >= m_min.y && p.y <= m_max.y && p.z >= m_min.z &&
-           p.z <= m_max.z;
+    return p.x >= m_min.x && p.x <= m_max.x && p.y >= m_min.y && p.y <= m_max.y && p.z >= m_min.z && p.z <= m_max.z;
 }
 
 template <class T>

@@ -9,9 +9,9 @@
 // (exact for scale and translation); TezMatrix44 * box transforms all eight.
 // TezBox2 is instantiated for float and double, TezBox3 also for int.
 
-#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 template <class T>
 class TEZ_API TezBox2

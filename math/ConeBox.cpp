@@ -18,7 +18,8 @@ void ConeFrameCorners(const TezMatrix44<T>& inverse, const TezVector3<T>& mn, co
     }
 }
 
-struct Frustum {
+struct Frustum
+{
     double h, r0, r1;
 
     // Farthest point in direction d: the better of the two end discs.
@@ -146,8 +147,8 @@ bool TezConeBoxOverlapApproximate(const TezMatrix44<T>& transform, const TezMatr
 }
 
 template <class T>
-bool TezConeBoxOverlapPrecision(const TezMatrix44<T>& transform, const TezMatrix44<T>& inverse, T height,
-                                T startRadius, T endRadius, const TezBox3<T>& box)
+bool TezConeBoxOverlapPrecision(const TezMatrix44<T>& transform, const TezMatrix44<T>& inverse, T height, T startRadius,
+                                T endRadius, const TezBox3<T>& box)
 {
     if (box.Empty())
         return false;
@@ -271,14 +272,14 @@ bool TezConeBoxOverlapPrecisionV3(const TezMatrix44<T>& transform, const TezMatr
     return true;
 }
 
-#define TEZ_INSTANTIATE(T)                                                                                       \
-    template TEZ_API bool TezConeBoxOverlapApproximate<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,  \
-                                                          const TezBox3<T>&);                                    \
-    template TEZ_API bool TezConeBoxOverlapPrecision<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,    \
-                                                        const TezBox3<T>&);                                      \
-    template TEZ_API bool TezConeBoxOverlapPrecisionV2<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,  \
-                                                          const TezVector3<T>&, const TezVector3<T>&);           \
-    template TEZ_API bool TezConeBoxOverlapPrecisionV3<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,  \
+#define TEZ_INSTANTIATE(T)                                                                                             \
+    template TEZ_API bool TezConeBoxOverlapApproximate<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,       \
+                                                          const TezBox3<T>&);                                          \
+    template TEZ_API bool TezConeBoxOverlapPrecision<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,         \
+                                                        const TezBox3<T>&);                                            \
+    template TEZ_API bool TezConeBoxOverlapPrecisionV2<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,       \
+                                                          const TezVector3<T>&, const TezVector3<T>&);                 \
+    template TEZ_API bool TezConeBoxOverlapPrecisionV3<T>(const TezMatrix44<T>&, const TezMatrix44<T>&, T, T, T,       \
                                                           const TezVector3<T>&, const TezVector3<T>&);
 TEZ_INSTANTIATE(float)
 TEZ_INSTANTIATE(double)

@@ -9,10 +9,10 @@
 // true. They may answer true for solids closer than about 1e-6 of their size,
 // or when the search does not settle. Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 // Fast test that stands the box in by a sphere of radius MinLength about its
 // centre.

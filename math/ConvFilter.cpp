@@ -95,8 +95,8 @@ void TezConvFilter1D::CreateStandard()
 void TezConvFilter1D::CreateGaussian(double a, double b)
 {
     if (!(a > 0 && b > 0))
-        throw std::runtime_error("TezConvFilter1D::CreateGaussian: widths must be positive, got " +
-                                 std::to_string(a) + ", " + std::to_string(b));
+        throw std::runtime_error("TezConvFilter1D::CreateGaussian: widths must be positive, got " + std::to_string(a) +
+                                 ", " + std::to_string(b));
     const int r = static_cast<int>(std::ceil(a * 0.398 / b));
     const double q = b * 3.011 / a;
     m_kernel.clear();
@@ -110,8 +110,8 @@ void TezConvFilter1D::CreateGaussian(double a, double b)
 void TezConvFilter1D::CreateTriangle(double a, double b)
 {
     if (!(a > 0 && b > 0))
-        throw std::runtime_error("TezConvFilter1D::CreateTriangle: widths must be positive, got " +
-                                 std::to_string(a) + ", " + std::to_string(b));
+        throw std::runtime_error("TezConvFilter1D::CreateTriangle: widths must be positive, got " + std::to_string(a) +
+                                 ", " + std::to_string(b));
     m_kernel = CreateTriangle(static_cast<int>(2 * std::ceil(a * 0.44295 / b) - 1));
 }
 

@@ -32,9 +32,9 @@ T TezMaxDistBoxOnRay(const TezVector3<T>& start, const TezVector3<T>& dir, const
     return dir * (box.Middle() - start) + HalfSpan(dir, box.Extents());
 }
 
-#define TEZ_INSTANTIATE(T)                                                                                   \
-    template TEZ_API T TezDistancePointLine<T>(const TezVector3<T>&, const TezVector3<T>&, const TezVector3<T>&); \
-    template TEZ_API T TezMinDistBoxOnRay<T>(const TezVector3<T>&, const TezVector3<T>&, const TezBox3<T>&);      \
+#define TEZ_INSTANTIATE(T)                                                                                             \
+    template TEZ_API T TezDistancePointLine<T>(const TezVector3<T>&, const TezVector3<T>&, const TezVector3<T>&);      \
+    template TEZ_API T TezMinDistBoxOnRay<T>(const TezVector3<T>&, const TezVector3<T>&, const TezBox3<T>&);           \
     template TEZ_API T TezMaxDistBoxOnRay<T>(const TezVector3<T>&, const TezVector3<T>&, const TezBox3<T>&);
 TEZ_INSTANTIATE(float)
 TEZ_INSTANTIATE(double)

@@ -1,9 +1,9 @@
 #pragma once
 // Point, line and box distances. Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 // Distance from p to the infinite line through a and b.
 template <class T>

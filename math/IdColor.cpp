@@ -2,8 +2,7 @@
 
 TezVector4<float> TezIdToColor(uint32_t id)
 {
-    return TezVector4<float>(static_cast<float>(id & 0xFF) / 255.0f,
-                             static_cast<float>((id >> 8) & 0xFF) / 255.0f,
+    return TezVector4<float>(static_cast<float>(id & 0xFF) / 255.0f, static_cast<float>((id >> 8) & 0xFF) / 255.0f,
                              static_cast<float>((id >> 16) & 0xFF) / 255.0f,
                              static_cast<float>((id >> 24) & 0xFF) / 255.0f);
 }

@@ -313,13 +313,13 @@ void TezGetClosestLineBoxPoints(const TezVector3<T>& start, const TezVector3<T>&
     boxPoint = box.Closest(linePoint);
 }
 
-#define TEZ_INSTANTIATE(T)                                                                                    \
-    template TEZ_API int TezIntersect<T>(const TezVector3<T>&, const TezVector3<T>&, const TezVector3<T>&, T,  \
-                                         TezVector2<T>&, T);                                                  \
-    template TEZ_API bool TezBoxBoxOverlap<T>(const TezBox3<T>&, const TezBox3<T>&, const TezMatrix44<T>&);   \
-    template TEZ_API void TezGetProjectedPointSequence<T>(const TezBox3<T>&, const TezVector3<T>&,            \
-                                                          std::vector<TezVector3<T>>&);                       \
-    template TEZ_API void TezGetClosestLineBoxPoints<T>(const TezVector3<T>&, const TezVector3<T>&,           \
-                                                        const TezBox3<T>&, TezVector3<T>&, TezVector3<T>&);
+#define TEZ_INSTANTIATE(T)                                                                                             \
+    template TEZ_API int TezIntersect<T>(const TezVector3<T>&, const TezVector3<T>&, const TezVector3<T>&, T,          \
+                                         TezVector2<T>&, T);                                                           \
+    template TEZ_API bool TezBoxBoxOverlap<T>(const TezBox3<T>&, const TezBox3<T>&, const TezMatrix44<T>&);            \
+    template TEZ_API void TezGetProjectedPointSequence<T>(const TezBox3<T>&, const TezVector3<T>&,                     \
+                                                          std::vector<TezVector3<T>>&);                                \
+    template TEZ_API void TezGetClosestLineBoxPoints<T>(const TezVector3<T>&, const TezVector3<T>&, const TezBox3<T>&, \
+                                                        TezVector3<T>&, TezVector3<T>&);
 TEZ_INSTANTIATE(float)
 TEZ_INSTANTIATE(double)

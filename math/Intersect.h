@@ -3,12 +3,12 @@
 // Nothing here reports an error: a false result or a zero count means no
 // intersection.
 
-#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Ray.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <vector>
 

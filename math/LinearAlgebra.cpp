@@ -646,11 +646,11 @@ bool TezMatrixSVD(size_t rows, size_t columns, T* a, T* s, T* u, T* v)
     return ok;
 }
 
-#define TEZ_INSTANTIATE(T)                                                                  \
-    template TEZ_API int TezMatrixInvert<T>(int, T*, T*, T&, T&);                           \
-    template TEZ_API bool TezMatrixCholesky<T>(size_t, T*, int);                            \
-    template TEZ_API bool TezMatrixCholeskySolveSystem<T>(size_t, size_t, T*, T*, int);     \
-    template TEZ_API bool TezMatrixCholeskySolveSystem<T>(size_t, T*, T*, int);             \
+#define TEZ_INSTANTIATE(T)                                                                                             \
+    template TEZ_API int TezMatrixInvert<T>(int, T*, T*, T&, T&);                                                      \
+    template TEZ_API bool TezMatrixCholesky<T>(size_t, T*, int);                                                       \
+    template TEZ_API bool TezMatrixCholeskySolveSystem<T>(size_t, size_t, T*, T*, int);                                \
+    template TEZ_API bool TezMatrixCholeskySolveSystem<T>(size_t, T*, T*, int);                                        \
     template TEZ_API bool TezMatrixSVD<T>(size_t, size_t, T*, T*, T*, T*);
 TEZ_INSTANTIATE(float)
 TEZ_INSTANTIATE(double)

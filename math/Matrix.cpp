@@ -386,21 +386,21 @@ template class TezMatrix44<int>;
 template class TezMatrix44<float>;
 template class TezMatrix44<double>;
 
-#define TEZ_INSTANTIATE_MAKERS(T)                                                        \
-    template TEZ_API TezMatrix44<T> TezIdentityTransform<T>();                           \
-    template TEZ_API TezMatrix44<T> TezZeroMatrix<T>();                                  \
-    template TEZ_API TezMatrix44<T> TezScaleTransform<T>(T);                             \
-    template TEZ_API TezMatrix44<T> TezAnisotropicTransform<T>(const TezVector3<T>&);    \
+#define TEZ_INSTANTIATE_MAKERS(T)                                                                                      \
+    template TEZ_API TezMatrix44<T> TezIdentityTransform<T>();                                                         \
+    template TEZ_API TezMatrix44<T> TezZeroMatrix<T>();                                                                \
+    template TEZ_API TezMatrix44<T> TezScaleTransform<T>(T);                                                           \
+    template TEZ_API TezMatrix44<T> TezAnisotropicTransform<T>(const TezVector3<T>&);                                  \
     template TEZ_API TezMatrix44<T> TezTranslationTransform<T>(const TezVector3<T>&);
 TEZ_INSTANTIATE_MAKERS(int)
 TEZ_INSTANTIATE_MAKERS(float)
 TEZ_INSTANTIATE_MAKERS(double)
 
-#define TEZ_INSTANTIATE_ROTATIONS(T)                                                              \
-    template TEZ_API TezMatrix44<T> TezRotationAboutX<T>(T);                                      \
-    template TEZ_API TezMatrix44<T> TezRotationAboutY<T>(T);                                      \
-    template TEZ_API TezMatrix44<T> TezRotationAboutZ<T>(T);                                      \
-    template TEZ_API TezMatrix44<T> TezRotationTransform<T>(T, const TezVector3<T>&);             \
+#define TEZ_INSTANTIATE_ROTATIONS(T)                                                                                   \
+    template TEZ_API TezMatrix44<T> TezRotationAboutX<T>(T);                                                           \
+    template TEZ_API TezMatrix44<T> TezRotationAboutY<T>(T);                                                           \
+    template TEZ_API TezMatrix44<T> TezRotationAboutZ<T>(T);                                                           \
+    template TEZ_API TezMatrix44<T> TezRotationTransform<T>(T, const TezVector3<T>&);                                  \
     template TEZ_API TezMatrix33<T> TezRotationAboutAxisAndAngle<T>(const TezVector3<T>&, T);
 TEZ_INSTANTIATE_ROTATIONS(float)
 TEZ_INSTANTIATE_ROTATIONS(double)

@@ -15,8 +15,8 @@
 //   yields whatever the elimination reached, and nothing is reported.
 // Instantiated for int, float and double.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 template <class T>
 class TEZ_API TezMatrix33
@@ -30,8 +30,14 @@ public:
     TezVector3<T>& operator[](int i) { return m[i]; }
     const TezVector3<T>& operator[](int i) const { return m[i]; }
 
-    TezMatrix33 operator+(const TezMatrix33& o) const { return TezMatrix33(m[0] + o.m[0], m[1] + o.m[1], m[2] + o.m[2]); }
-    TezMatrix33 operator-(const TezMatrix33& o) const { return TezMatrix33(m[0] - o.m[0], m[1] - o.m[1], m[2] - o.m[2]); }
+    TezMatrix33 operator+(const TezMatrix33& o) const
+    {
+        return TezMatrix33(m[0] + o.m[0], m[1] + o.m[1], m[2] + o.m[2]);
+    }
+    TezMatrix33 operator-(const TezMatrix33& o) const
+    {
+        return TezMatrix33(m[0] - o.m[0], m[1] - o.m[1], m[2] - o.m[2]);
+    }
     TezMatrix33 operator-() const { return TezMatrix33(-m[0], -m[1], -m[2]); }
     TezMatrix33 operator*(T s) const { return TezMatrix33(m[0] * s, m[1] * s, m[2] * s); }
     TezMatrix33 operator/(T s) const;
@@ -43,8 +49,7 @@ public:
 
     TezVector3<T> operator*(const TezVector3<T>& v) const
     {
-        return TezVector3<T>(m[0].x * v.x + m[1].x * v.y + m[2].x * v.z,
-                             m[0].y * v.x + m[1].y * v.y + m[2].y * v.z,
+        return TezVector3<T>(m[0].x * v.x + m[1].x * v.y + m[2].x * v.z, m[0].y * v.x + m[1].y * v.y + m[2].y * v.z,
                              m[0].z * v.x + m[1].z * v.y + m[2].z * v.z);
     }
     // The right-hand matrix acts first.
@@ -76,7 +81,9 @@ public:
 
     TezMatrix44() = default;
     TezMatrix44(const TezVector4<T>& r0, const TezVector4<T>& r1, const TezVector4<T>& r2, const TezVector4<T>& r3)
-        : m{r0, r1, r2, r3} {}
+        : m{r0, r1, r2, r3}
+    {
+    }
 
     TezVector4<T>& operator[](int i) { return m[i]; }
     const TezVector4<T>& operator[](int i) const { return m[i]; }
@@ -140,18 +147,28 @@ public:
     void AddScaledRow(T s, int from, int to);
 };
 
-template <class T> TEZ_API TezMatrix44<T> TezIdentityTransform();
-template <class T> TEZ_API TezMatrix44<T> TezZeroMatrix();
-template <class T> TEZ_API TezMatrix44<T> TezScaleTransform(T s);
-template <class T> TEZ_API TezMatrix44<T> TezAnisotropicTransform(const TezVector3<T>& s);
-template <class T> TEZ_API TezMatrix44<T> TezTranslationTransform(const TezVector3<T>& t);
+template <class T>
+TEZ_API TezMatrix44<T> TezIdentityTransform();
+template <class T>
+TEZ_API TezMatrix44<T> TezZeroMatrix();
+template <class T>
+TEZ_API TezMatrix44<T> TezScaleTransform(T s);
+template <class T>
+TEZ_API TezMatrix44<T> TezAnisotropicTransform(const TezVector3<T>& s);
+template <class T>
+TEZ_API TezMatrix44<T> TezTranslationTransform(const TezVector3<T>& t);
 // Right-handed rotations, angle in radians; sine and cosine are evaluated in double.
-template <class T> TEZ_API TezMatrix44<T> TezRotationAboutX(T angle);
-template <class T> TEZ_API TezMatrix44<T> TezRotationAboutY(T angle);
-template <class T> TEZ_API TezMatrix44<T> TezRotationAboutZ(T angle);
+template <class T>
+TEZ_API TezMatrix44<T> TezRotationAboutX(T angle);
+template <class T>
+TEZ_API TezMatrix44<T> TezRotationAboutY(T angle);
+template <class T>
+TEZ_API TezMatrix44<T> TezRotationAboutZ(T angle);
 // Rotation about a (normalised here) axis; note the argument order of each.
-template <class T> TEZ_API TezMatrix44<T> TezRotationTransform(T angle, const TezVector3<T>& axis);
-template <class T> TEZ_API TezMatrix33<T> TezRotationAboutAxisAndAngle(const TezVector3<T>& axis, T angle);
+template <class T>
+TEZ_API TezMatrix44<T> TezRotationTransform(T angle, const TezVector3<T>& axis);
+template <class T>
+TEZ_API TezMatrix33<T> TezRotationAboutAxisAndAngle(const TezVector3<T>& axis, T angle);
 
 extern template class TezMatrix33<int>;
 extern template class TezMatrix33<float>;

@@ -5,13 +5,12 @@
 #include <stdexcept>
 #include <string>
 
-void TezGrid2DMinimization(int nx, int ny, float x0, float x1, float y0, float y1,
-                           std::function<float(float, float)> f, float& bestX, float& bestY, float& bestValue,
-                           int levels)
+void TezGrid2DMinimization(int nx, int ny, float x0, float x1, float y0, float y1, std::function<float(float, float)> f,
+                           float& bestX, float& bestY, float& bestValue, int levels)
 {
     if (nx < 2 || ny < 2)
-        throw std::runtime_error("TezGrid2DMinimization: grid needs at least 2x2 samples, got " +
-                                 std::to_string(nx) + "x" + std::to_string(ny));
+        throw std::runtime_error("TezGrid2DMinimization: grid needs at least 2x2 samples, got " + std::to_string(nx) +
+                                 "x" + std::to_string(ny));
     if (!f)
         throw std::runtime_error("TezGrid2DMinimization: no function given");
     const float spanX = std::abs(x1 - x0), spanY = std::abs(y1 - y0);

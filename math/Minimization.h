@@ -12,5 +12,5 @@
 // bestX, bestY, bestValue. Finds the global minimum when it lies in a basin
 // wider than a grid cell. Throws std::runtime_error for nx or ny below 2.
 TEZ_API void TezGrid2DMinimization(int nx, int ny, float x0, float x1, float y0, float y1,
-                                   std::function<float(float, float)> f, float& bestX, float& bestY,
-                                   float& bestValue, int levels = 12);
+                                   std::function<float(float, float)> f, float& bestX, float& bestY, float& bestValue,
+                                   int levels = 12);

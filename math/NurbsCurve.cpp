@@ -184,8 +184,7 @@ template <class T, int N, class V>
 void TezNurbsCurve<T, N, V>::Derivatives(T u, int order, V* result) const
 {
     if (order < 0 || order > kMaxOrder)
-        throw std::runtime_error("TezNurbsCurve::Derivatives: order " + std::to_string(order) +
-                                 " outside 0..8");
+        throw std::runtime_error("TezNurbsCurve::Derivatives: order " + std::to_string(order) + " outside 0..8");
     const int span = SpanOf("Derivatives", u);
     const int p = m_degree, w = p + 1;
     T* ders = m_scratch.data() + 3 * w;

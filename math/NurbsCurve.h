@@ -8,8 +8,8 @@
 // evaluators for a parameter outside the knot range or an empty curve.
 // Instantiated for (float, 2), (double, 2), (float, 3), (double, 3).
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <vector>
 

@@ -33,9 +33,9 @@ void TezNurbsSurface3<T>::Initialize(int numU, int numV, int degreeU, int degree
     if (numU < 1 || numV < 1 || degreeU < 1 || degreeV < 1)
         return;
     if (numU < degreeU + 1 || numV < degreeV + 1)
-        throw std::runtime_error("TezNurbsSurface3::Initialize: " + std::to_string(numU) + "x" +
-                                 std::to_string(numV) + " control points are too few for degrees " +
-                                 std::to_string(degreeU) + ", " + std::to_string(degreeV));
+        throw std::runtime_error("TezNurbsSurface3::Initialize: " + std::to_string(numU) + "x" + std::to_string(numV) +
+                                 " control points are too few for degrees " + std::to_string(degreeU) + ", " +
+                                 std::to_string(degreeV));
     m_degreeU = degreeU;
     m_degreeV = degreeV;
     m_numU = numU;
@@ -173,8 +173,7 @@ template <class T>
 void TezNurbsSurface3<T>::Derivatives(T u, T v, int order, V* result) const
 {
     if (order < 0 || order > kMaxOrder)
-        throw std::runtime_error("TezNurbsSurface3::Derivatives: order " + std::to_string(order) +
-                                 " outside 0..8");
+        throw std::runtime_error("TezNurbsSurface3::Derivatives: order " + std::to_string(order) + " outside 0..8");
     const int su = SpanOrThrow("Derivatives", u, m_degreeU, m_knotsU);
     const int sv = SpanOrThrow("Derivatives", v, m_degreeV, m_knotsV);
     const int pu = m_degreeU, pv = m_degreeV, wu = pu + 1, wv = pv + 1, w = std::max(wu, wv);

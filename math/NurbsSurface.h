@@ -7,8 +7,8 @@
 // for a parameter outside the knots or an empty surface.
 // Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <vector>
 

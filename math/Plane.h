@@ -7,8 +7,8 @@
 // are given and re-derive nothing. Distance is signed and not divided by the
 // normal's length. Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 template <class T>
 class TEZ_API TezPlane

@@ -55,10 +55,7 @@ void SolveQuadratic(Complex b, Complex c, Complex& r0, Complex& r1)
 
 } // namespace
 
-double TezCubeRoot(double x)
-{
-    return x < 0 ? -std::pow(-x, 1.0 / 3.0) : std::pow(x, 1.0 / 3.0);
-}
+double TezCubeRoot(double x) { return x < 0 ? -std::pow(-x, 1.0 / 3.0) : std::pow(x, 1.0 / 3.0); }
 
 bool TezSolveCubic(double* const c, TezVector2<double>* const roots)
 {

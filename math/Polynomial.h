@@ -2,8 +2,8 @@
 // Closed-form roots of monic cubics and quartics. Each root is a
 // TezVector2<double>: real part, then imaginary part.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 // Real cube root that keeps the sign.
 TEZ_API double TezCubeRoot(double x);

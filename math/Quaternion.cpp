@@ -76,8 +76,7 @@ TezVector3<T> TezQuaternion<T>::operator*(const TezVector3<T>& v) const
 template <class T>
 bool TezQuaternion<T>::operator==(const TezQuaternion& o) const
 {
-    return tez_detail::Near(w, o.w) && tez_detail::Near(x, o.x) && tez_detail::Near(y, o.y) &&
-           tez_detail::Near(z, o.z);
+    return tez_detail::Near(w, o.w) && tez_detail::Near(x, o.x) && tez_detail::Near(y, o.y) && tez_detail::Near(z, o.z);
 }
 
 template <class T>
@@ -169,9 +168,8 @@ template class TezQuaternion<float>;
 template class TezQuaternion<double>;
 template TEZ_API TezQuaternion<float> TezCalculateShortestArc<float>(const TezVector3<float>&, const TezVector3<float>&,
                                                                      const TezVector3<float>&);
-template TEZ_API TezQuaternion<double> TezCalculateShortestArc<double>(const TezVector3<double>&,
-                                                                       const TezVector3<double>&,
-                                                                       const TezVector3<double>&);
+template TEZ_API TezQuaternion<double>
+TezCalculateShortestArc<double>(const TezVector3<double>&, const TezVector3<double>&, const TezVector3<double>&);
 template TEZ_API TezQuaternion<float> TezQuaternionSlerp<float>(float, const TezQuaternion<float>&,
                                                                 const TezQuaternion<float>&, bool);
 template TEZ_API TezQuaternion<double> TezQuaternionSlerp<double>(double, const TezQuaternion<double>&,

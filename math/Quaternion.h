@@ -9,9 +9,9 @@
 // the behaviour callers were written against.
 // Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <type_traits>
 
@@ -31,9 +31,15 @@ public:
     operator T*() { return &w; }
     operator const T*() const { return &w; }
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    T& operator[](I i) { return (&w)[i]; }
+    T& operator[](I i)
+    {
+        return (&w)[i];
+    }
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    const T& operator[](I i) const { return (&w)[i]; }
+    const T& operator[](I i) const
+    {
+        return (&w)[i];
+    }
 
     TezQuaternion operator+(const TezQuaternion& o) const { return TezQuaternion(w + o.w, x + o.x, y + o.y, z + o.z); }
     TezQuaternion operator-(const TezQuaternion& o) const { return TezQuaternion(w - o.w, x - o.x, y - o.y, z - o.z); }
@@ -58,7 +64,12 @@ public:
     T LengthSquared() const { return w * w + x * x + y * y + z * z; }
     T Length() const { return std::sqrt(LengthSquared()); }
     T Normalize();
-    TezQuaternion Normalized() const { TezQuaternion q(*this); q.Normalize(); return q; }
+    TezQuaternion Normalized() const
+    {
+        TezQuaternion q(*this);
+        q.Normalize();
+        return q;
+    }
 
     TezMatrix33<T> Matrix() const;
     TezVector3<T> Axis() const;

@@ -2,10 +2,10 @@
 // Simple analytic solids as value classes, and a region bounded by planes.
 // Instantiated for float and double.
 
-#include "platform/Api.h"
 #include "math/Box.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <vector>
 
@@ -44,7 +44,9 @@ class TEZ_API TezCone
 {
 public:
     TezCone(T startRadius = T(1), T endRadius = T(0), T height = T(1))
-        : m_startRadius(startRadius), m_endRadius(endRadius), m_height(height) {}
+        : m_startRadius(startRadius), m_endRadius(endRadius), m_height(height)
+    {
+    }
     T GetStartRadius() const { return m_startRadius; }
     T GetEndRadius() const { return m_endRadius; }
     T GetHeight() const { return m_height; }
@@ -61,7 +63,9 @@ class TEZ_API TezSphere
 {
 public:
     TezSphere(T radius = T(1), const TezVector3<T>& center = TezVector3<T>(0, 0, 0))
-        : m_radius(radius), m_center(center) {}
+        : m_radius(radius), m_center(center)
+    {
+    }
     T GetRadius() const { return m_radius; }
     const TezVector3<T>& GetCenter() const { return m_center; }
     void SetRadius(T v) { m_radius = v; }

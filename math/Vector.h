@@ -12,8 +12,8 @@
 //   every negative divisor too). Integer element types saturate instead.
 // Instantiated for int, float, double (TezVector4 also for unsigned char).
 
-#include "platform/Api.h"
 #include "math/Numeric.h"
+#include "platform/Api.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -28,16 +28,24 @@ public:
     TezVector2() = default;
     constexpr TezVector2(T ax, T ay) : x(ax), y(ay) {}
     template <class U>
-    constexpr explicit TezVector2(const TezVector2<U>& o) : x(static_cast<T>(o.x)), y(static_cast<T>(o.y)) {}
+    constexpr explicit TezVector2(const TezVector2<U>& o) : x(static_cast<T>(o.x)), y(static_cast<T>(o.y))
+    {
+    }
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
     // Any integer index (int, unsigned, size_t ...): one exact overload
     // keeps v[i] from competing with the pointer conversion.
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    T& operator[](I i) { return (&x)[i]; }
+    T& operator[](I i)
+    {
+        return (&x)[i];
+    }
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    const T& operator[](I i) const { return (&x)[i]; }
+    const T& operator[](I i) const
+    {
+        return (&x)[i];
+    }
 
     TezVector2 operator+(const TezVector2& o) const { return TezVector2(x + o.x, y + o.y); }
     TezVector2 operator-(const TezVector2& o) const { return TezVector2(x - o.x, y - o.y); }
@@ -45,9 +53,24 @@ public:
     TezVector2 operator*(T s) const { return TezVector2(x * s, y * s); }
     TezVector2 operator/(T s) const;
     T operator*(const TezVector2& o) const { return x * o.x + y * o.y; }
-    TezVector2& operator+=(const TezVector2& o) { x += o.x; y += o.y; return *this; }
-    TezVector2& operator-=(const TezVector2& o) { x -= o.x; y -= o.y; return *this; }
-    TezVector2& operator*=(T s) { x *= s; y *= s; return *this; }
+    TezVector2& operator+=(const TezVector2& o)
+    {
+        x += o.x;
+        y += o.y;
+        return *this;
+    }
+    TezVector2& operator-=(const TezVector2& o)
+    {
+        x -= o.x;
+        y -= o.y;
+        return *this;
+    }
+    TezVector2& operator*=(T s)
+    {
+        x *= s;
+        y *= s;
+        return *this;
+    }
     TezVector2& operator/=(T s) { return *this = *this / s; }
 
     bool operator==(const TezVector2& o) const { return tez_detail::Near(x, o.x) && tez_detail::Near(y, o.y); }
@@ -60,7 +83,12 @@ public:
     T LengthSquared() const { return x * x + y * y; }
     T Length() const { return static_cast<T>(std::sqrt(LengthSquared())); }
     T Normalize();
-    TezVector2 Normalized() const { TezVector2 r(*this); r.Normalize(); return r; }
+    TezVector2 Normalized() const
+    {
+        TezVector2 r(*this);
+        r.Normalize();
+        return r;
+    }
     // (-y, x), not normalised.
     TezVector2 Perpendicular() const { return TezVector2(static_cast<T>(-y), x); }
 };
@@ -75,16 +103,24 @@ public:
     constexpr TezVector3(T ax, T ay, T az) : x(ax), y(ay), z(az) {}
     template <class U>
     constexpr explicit TezVector3(const TezVector3<U>& o)
-        : x(static_cast<T>(o.x)), y(static_cast<T>(o.y)), z(static_cast<T>(o.z)) {}
+        : x(static_cast<T>(o.x)), y(static_cast<T>(o.y)), z(static_cast<T>(o.z))
+    {
+    }
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
     // Any integer index (int, unsigned, size_t ...): one exact overload
     // keeps v[i] from competing with the pointer conversion.
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    T& operator[](I i) { return (&x)[i]; }
+    T& operator[](I i)
+    {
+        return (&x)[i];
+    }
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    const T& operator[](I i) const { return (&x)[i]; }
+    const T& operator[](I i) const
+    {
+        return (&x)[i];
+    }
 
     TezVector3 operator+(const TezVector3& o) const { return TezVector3(x + o.x, y + o.y, z + o.z); }
     TezVector3 operator-(const TezVector3& o) const { return TezVector3(x - o.x, y - o.y, z - o.z); }
@@ -98,9 +134,27 @@ public:
     {
         return TezVector3(y * o.z - z * o.y, z * o.x - x * o.z, x * o.y - y * o.x);
     }
-    TezVector3& operator+=(const TezVector3& o) { x += o.x; y += o.y; z += o.z; return *this; }
-    TezVector3& operator-=(const TezVector3& o) { x -= o.x; y -= o.y; z -= o.z; return *this; }
-    TezVector3& operator*=(T s) { x *= s; y *= s; z *= s; return *this; }
+    TezVector3& operator+=(const TezVector3& o)
+    {
+        x += o.x;
+        y += o.y;
+        z += o.z;
+        return *this;
+    }
+    TezVector3& operator-=(const TezVector3& o)
+    {
+        x -= o.x;
+        y -= o.y;
+        z -= o.z;
+        return *this;
+    }
+    TezVector3& operator*=(T s)
+    {
+        x *= s;
+        y *= s;
+        z *= s;
+        return *this;
+    }
     TezVector3& operator/=(T s) { return *this = *this / s; }
 
     bool operator==(const TezVector3& o) const
@@ -108,27 +162,20 @@ public:
         return tez_detail::Near(x, o.x) && tez_detail::Near(y, o.y) && tez_detail::Near(z, o.z);
     }
     bool operator!=(const TezVector3& o) const { return !(*this == o); }
-    bool operator<(const TezVector3& o) const
-    {
-        return x < o.x || (x == o.x && (y < o.y || (y == o.y && z < o.z)));
-    }
-    bool operator<=(const TezVector3& o) const
-    {
-        return x < o.x || (x == o.x && (y < o.y || (y == o.y && z <= o.z)));
-    }
-    bool operator>(const TezVector3& o) const
-    {
-        return x > o.x || (x == o.x && (y > o.y || (y == o.y && z > o.z)));
-    }
-    bool operator>=(const TezVector3& o) const
-    {
-        return x > o.x || (x == o.x && (y > o.y || (y == o.y && z >= o.z)));
-    }
+    bool operator<(const TezVector3& o) const { return x < o.x || (x == o.x && (y < o.y || (y == o.y && z < o.z))); }
+    bool operator<=(const TezVector3& o) const { return x < o.x || (x == o.x && (y < o.y || (y == o.y && z <= o.z))); }
+    bool operator>(const TezVector3& o) const { return x > o.x || (x == o.x && (y > o.y || (y == o.y && z > o.z))); }
+    bool operator>=(const TezVector3& o) const { return x > o.x || (x == o.x && (y > o.y || (y == o.y && z >= o.z))); }
 
     T LengthSquared() const { return x * x + y * y + z * z; }
     T Length() const { return static_cast<T>(std::sqrt(LengthSquared())); }
     T Normalize();
-    TezVector3 Normalized() const { TezVector3 r(*this); r.Normalize(); return r; }
+    TezVector3 Normalized() const
+    {
+        TezVector3 r(*this);
+        r.Normalize();
+        return r;
+    }
 
     // Index of the element of largest square; a tie keeps the lower index.
     int Longest() const;
@@ -150,26 +197,36 @@ public:
     constexpr TezVector4(const TezVector3<T>& v, T aw) : x(v.x), y(v.y), z(v.z), w(aw) {}
     template <class U>
     constexpr explicit TezVector4(const TezVector4<U>& o)
-        : x(static_cast<T>(o.x)), y(static_cast<T>(o.y)), z(static_cast<T>(o.z)), w(static_cast<T>(o.w)) {}
+        : x(static_cast<T>(o.x)), y(static_cast<T>(o.y)), z(static_cast<T>(o.z)), w(static_cast<T>(o.w))
+    {
+    }
 
     operator T*() { return &x; }
     operator const T*() const { return &x; }
     // Any integer index (int, unsigned, size_t ...): one exact overload
     // keeps v[i] from competing with the pointer conversion.
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    T& operator[](I i) { return (&x)[i]; }
+    T& operator[](I i)
+    {
+        return (&x)[i];
+    }
     template <class I, std::enable_if_t<std::is_integral_v<I>, int> = 0>
-    const T& operator[](I i) const { return (&x)[i]; }
+    const T& operator[](I i) const
+    {
+        return (&x)[i];
+    }
 
     TezVector3<T> XYZ() const { return TezVector3<T>(x, y, z); }
 
     TezVector4 operator+(const TezVector4& o) const
     {
-        return TezVector4(static_cast<T>(x + o.x), static_cast<T>(y + o.y), static_cast<T>(z + o.z), static_cast<T>(w + o.w));
+        return TezVector4(static_cast<T>(x + o.x), static_cast<T>(y + o.y), static_cast<T>(z + o.z),
+                          static_cast<T>(w + o.w));
     }
     TezVector4 operator-(const TezVector4& o) const
     {
-        return TezVector4(static_cast<T>(x - o.x), static_cast<T>(y - o.y), static_cast<T>(z - o.z), static_cast<T>(w - o.w));
+        return TezVector4(static_cast<T>(x - o.x), static_cast<T>(y - o.y), static_cast<T>(z - o.z),
+                          static_cast<T>(w - o.w));
     }
     TezVector4 operator-() const
     {
@@ -212,15 +269,29 @@ public:
     T LengthSquared() const { return static_cast<T>(x * x + y * y + z * z + w * w); }
     T Length() const { return static_cast<T>(std::sqrt(static_cast<double>(LengthSquared()))); }
     T Normalize();
-    TezVector4 Normalized() const { TezVector4 r(*this); r.Normalize(); return r; }
+    TezVector4 Normalized() const
+    {
+        TezVector4 r(*this);
+        r.Normalize();
+        return r;
+    }
 };
 
 template <class T>
-inline TezVector2<T> operator*(T s, const TezVector2<T>& v) { return v * s; }
+inline TezVector2<T> operator*(T s, const TezVector2<T>& v)
+{
+    return v * s;
+}
 template <class T>
-inline TezVector3<T> operator*(T s, const TezVector3<T>& v) { return v * s; }
+inline TezVector3<T> operator*(T s, const TezVector3<T>& v)
+{
+    return v * s;
+}
 template <class T>
-inline TezVector4<T> operator*(T s, const TezVector4<T>& v) { return v * s; }
+inline TezVector4<T> operator*(T s, const TezVector4<T>& v)
+{
+    return v * s;
+}
 
 // ---- out-of-class members that carry the degenerate-input rules ----
 
@@ -283,8 +354,12 @@ inline int TezVector3<T>::Longest() const
     const T sx = x * x, sy = y * y, sz = z * z;
     int best = 0;
     T bestValue = sx;
-    if (sy > bestValue) { best = 1; bestValue = sy; }
-    if (sz > bestValue) best = 2;
+    if (sy > bestValue) {
+        best = 1;
+        bestValue = sy;
+    }
+    if (sz > bestValue)
+        best = 2;
     return best;
 }
 

@@ -31,8 +31,8 @@
 // plane) by more than 1e-6. When P E F is too thin for a circumcircle, retry
 // asks the same of Q F E and P instead, and without retry the answer is no.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <utility>
 #include <vector>

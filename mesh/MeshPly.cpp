@@ -166,8 +166,7 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileRhinoFlavor(TezString cons
             vertices = std::max(vertices, ply_set_read_cb(ply, "vertex", kNames[offset], VertexValue, &target, offset));
         // The reader has bounded the counts by the file's size.
         mesh->m_vertices.resize(size_t(vertices));
-        long const faces =
-            SetFaceCallback(ply, FaceValue, &target, "TezIndexedMesh::ReadFromPlyFile", path.c_str());
+        long const faces = SetFaceCallback(ply, FaceValue, &target, "TezIndexedMesh::ReadFromPlyFile", path.c_str());
         // Room for triangles; quads grow the array as they come.
         mesh->m_indices.resize(3 * std::min<size_t>(size_t(faces), kPresizedFaces) + 6);
         ok = ply_read(ply) != 0;
@@ -201,8 +200,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromPlyFileBrontesFlavor(TezString co
         for (long offset = 0; offset < 3; ++offset)
             vertices = std::max(vertices, ply_set_read_cb(ply, "vertex", kNames[offset], VertexValue, &target, offset));
         mesh->m_vertices.resize(size_t(vertices));
-        long const faces = SetFaceCallback(ply, TriangleValue, &target, "TezIndexedMesh::ReadFromPlyFileBrontesFlavor",
-                                           path.c_str());
+        long const faces =
+            SetFaceCallback(ply, TriangleValue, &target, "TezIndexedMesh::ReadFromPlyFileBrontesFlavor", path.c_str());
         mesh->m_indices.resize(3 * std::min<size_t>(size_t(faces), kPresizedFaces));
         ok = ply_read(ply) != 0;
     }

@@ -9,8 +9,8 @@
 // intersecting. Degenerate triangles (no normal) give a zero normal and thus
 // a coplanar test in the xy plane.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 class TezMeshTriangle;
 

@@ -94,7 +94,7 @@ int TezCopyRowsToHost(bool onDevice, void* destination, void const* source, size
     if (onDevice)
         return TezDeviceMemcpy2D(destination, widthBytes, source, pitch, widthBytes, rows, TezDeviceDeviceToHost);
     for (size_t r = 0; r < rows; ++r)
-        std::memcpy(static_cast<uint8_t*>(destination) + r * widthBytes, static_cast<uint8_t const*>(source) + r * pitch,
-                    widthBytes);
+        std::memcpy(static_cast<uint8_t*>(destination) + r * widthBytes,
+                    static_cast<uint8_t const*>(source) + r * pitch, widthBytes);
     return TezDeviceSuccess;
 }

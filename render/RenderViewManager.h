@@ -33,9 +33,9 @@ class TEZ_API TezRenderViewManager : public TezRefCounter
 public:
     // Names kept for window systems that register a class for the hidden
     // surfaces; platform/gl's off-screen windows need none.
-    static char const* const OffscreenClassName; // "Morvane_offscreen_class"
+    static char const* const OffscreenClassName;   // "Morvane_offscreen_class"
     static char const* const OffscreenWindowTitle; // "Morvane"
-    static char const* const RenderThreadName; // "Render Thread"
+    static char const* const RenderThreadName;     // "Render Thread"
 
     // The application's manager; null without an application.
     static TezRef<TezRenderViewManager> GetAppRenderViewManager();

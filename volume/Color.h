@@ -5,8 +5,8 @@
 // TezColorIncrementor steps a colour through HSV space: each ++ adds the
 // increment to one HSV component (0 hue, 1 saturation, 2 value, 3 alpha).
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 class TEZ_API TezColor
 {

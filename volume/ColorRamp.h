@@ -14,8 +14,8 @@
 // pairs (value 0..255, position 0..255), highest position first; unused
 // pairs are (0, 0). Names outside the list select Hues, the default.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <vector>
 

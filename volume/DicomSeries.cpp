@@ -19,8 +19,7 @@
 #include <mutex>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 // What the slice files' headers say; rows == 0 for a file that is no DICOM
 // image.
 struct Header
@@ -119,10 +118,7 @@ bool ReadHeader(std::string const& path, Header& header)
     return true;
 }
 
-std::string Name(std::string const& path)
-{
-    return "'" + path + "'";
-}
+std::string Name(std::string const& path) { return "'" + path + "'"; }
 
 [[noreturn]] void Mixed(Header const& a, Header const& b, std::string const& what)
 {
@@ -140,10 +136,7 @@ bool Same(std::vector<double> const& a, std::vector<double> const& b, double tol
     return true;
 }
 
-std::string Size(Header const& h)
-{
-    return std::to_string(h.columns) + " x " + std::to_string(h.rows);
-}
+std::string Size(Header const& h) { return std::to_string(h.columns) + " x " + std::to_string(h.rows); }
 
 // The checks on one file of a series that do not need the others.
 void CheckAlone(Header const& h)
@@ -162,8 +155,8 @@ void CheckAlone(Header const& h)
     if (h.bitsStored < 1 || h.bitsStored > h.bitsAllocated || h.highBit < h.bitsStored - 1 ||
         h.highBit >= h.bitsAllocated || (h.representation != 0 && h.representation != 1))
         throw std::runtime_error("TezDicomSeries: " + Name(h.file) + " has an impossible sample layout (" +
-                                 std::to_string(h.bitsStored) + " bits stored, high bit " +
-                                 std::to_string(h.highBit) + ")");
+                                 std::to_string(h.bitsStored) + " bits stored, high bit " + std::to_string(h.highBit) +
+                                 ")");
     // Plain pixel data must hold the pixels the header promises, and
     // compressed data must be able to: no codec of DICOM's comes near 8192:1
     // on a real image, so more is a header lying about the image's size.
@@ -219,10 +212,7 @@ TezRef<TezDicomSeries> TezDicomSeries::Create(std::string const& folder)
     return Make(files, true);
 }
 
-TezRef<TezDicomSeries> TezDicomSeries::Create(std::vector<std::string> const& files)
-{
-    return Make(files, false);
-}
+TezRef<TezDicomSeries> TezDicomSeries::Create(std::vector<std::string> const& files) { return Make(files, false); }
 
 TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& files, bool skipOthers)
 {
@@ -245,14 +235,14 @@ TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& file
             firstSkipped = files[i];
     }
     if (images.empty())
-        throw std::runtime_error("TezDicomSeries: no DICOM image among the " + std::to_string(files.size()) +
-                                 " files");
+        throw std::runtime_error("TezDicomSeries: no DICOM image among the " + std::to_string(files.size()) + " files");
 
     TezRef<TezDicomSeries> series(new TezDicomSeries());
     if (skipped)
-        series->m_notes.push_back("skipped " + std::to_string(skipped) +
-                                  (skipped > 1 ? " files that are no DICOM images (" : " file that is no DICOM image (") +
-                                  Name(firstSkipped) + (skipped > 1 ? ", ..." : "") + ")");
+        series->m_notes.push_back(
+            "skipped " + std::to_string(skipped) +
+            (skipped > 1 ? " files that are no DICOM images (" : " file that is no DICOM image (") +
+            Name(firstSkipped) + (skipped > 1 ? ", ..." : "") + ")");
 
     Header const& first = images.front();
     for (Header const& h : images) {
@@ -265,8 +255,8 @@ TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& file
             Mixed(first, h, "have different orientations");
         if (!Same(h.pixelSpacing, first.pixelSpacing, 1e-4))
             Mixed(first, h, "have different pixel spacings");
-        if (h.bitsAllocated != first.bitsAllocated || h.bitsStored != first.bitsStored ||
-            h.highBit != first.highBit || h.representation != first.representation)
+        if (h.bitsAllocated != first.bitsAllocated || h.bitsStored != first.bitsStored || h.highBit != first.highBit ||
+            h.representation != first.representation)
             Mixed(first, h, "have different sample types");
     }
 
@@ -291,8 +281,8 @@ TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& file
     for (Header const& h : images) {
         Slice slice;
         slice.file = h.file;
-        slice.position = located ? h.position[0] * normal[0] + h.position[1] * normal[1] + h.position[2] * normal[2]
-                                 : h.instance;
+        slice.position =
+            located ? h.position[0] * normal[0] + h.position[1] * normal[1] + h.position[2] * normal[2] : h.instance;
         slice.slope = h.slope;
         slice.intercept = h.intercept;
         slices.push_back(slice);
@@ -308,8 +298,7 @@ TezRef<TezDicomSeries> TezDicomSeries::Make(std::vector<std::string> const& file
             if (gap < 1e-3)
                 throw std::runtime_error("TezDicomSeries: " + Name(slices[i - 1].file) + " and " +
                                          Name(slices[i].file) + " lie at the same position (" +
-                                         std::to_string(slices[i].position) +
-                                         "): two acquisitions of one series?");
+                                         std::to_string(slices[i].position) + "): two acquisitions of one series?");
             smallest = std::min(smallest, gap);
             largest = std::max(largest, gap);
         }
@@ -452,8 +441,8 @@ bool TezDicomSeries::DecodeSlice(Slice const& slice, std::vector<uint8_t>& value
 bool TezDicomSeries::Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
                           uint64_t rowStride, uint64_t sliceStride, uint8_t** /*interpolationBuffers*/)
 {
-    if (m_slices.empty() || !TezIsValidCopyRequest(m_width, m_height, GetDepth(), buffer, x, y, z, width, height,
-                                                   depth, bitsPerPixel, rowStride, sliceStride))
+    if (m_slices.empty() || !TezIsValidCopyRequest(m_width, m_height, GetDepth(), buffer, x, y, z, width, height, depth,
+                                                   bitsPerPixel, rowStride, sliceStride))
         return false;
     TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager();
     if (ui) {
@@ -475,8 +464,7 @@ bool TezDicomSeries::Copy(void* buffer, int x, int y, int z, int width, int heig
             std::lock_guard<std::mutex> lock(m_unreadableMutex);
             if (std::find(m_unreadable.begin(), m_unreadable.end(), slice.file) == m_unreadable.end()) {
                 m_unreadable.push_back(slice.file);
-                TezLogger::error("TezDicomSeries: '%s' does not decode as its header promised\n",
-                                 slice.file.c_str());
+                TezLogger::error("TezDicomSeries: '%s' does not decode as its header promised\n", slice.file.c_str());
             }
         }
         if (ui)

@@ -67,8 +67,8 @@ public:
     std::vector<std::string> const& GetNotes() const { return m_notes; }
     std::vector<std::string> GetUnreadableFiles() const;
 
-    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
-              uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) override;
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override;
 
 private:
     struct Slice

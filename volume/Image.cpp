@@ -93,8 +93,8 @@ void EnsureFreeImage()
 {
     static std::once_flag once;
     std::call_once(once, [] {
-        // Only a static build of FreeImage needs the explicit start; the
-        // shared library starts itself when it is loaded.
+    // Only a static build of FreeImage needs the explicit start; the
+    // shared library starts itself when it is loaded.
 #if defined(FREEIMAGE_LIB)
         FreeImage_Initialise(FALSE);
 #endif

@@ -1,9 +1,9 @@
 #include "volume/MemoryPool.h"
 
 #include "core/Archive.h"
+#include "core/Compress.h"
 #include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
-#include "core/Compress.h"
 
 #include <tbb/concurrent_vector.h>
 

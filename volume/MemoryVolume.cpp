@@ -5,8 +5,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 void CheckSize(int width, int height, int depth, size_t length)
 {
     if (width < 1 || height < 1 || depth < 1)
@@ -15,7 +14,8 @@ void CheckSize(int width, int height, int depth, size_t length)
         throw std::runtime_error("TezMemoryVolume: the voxel count does not match the dimensions");
 }
 
-template <typename From, typename To> To Convert(From value)
+template <typename From, typename To>
+To Convert(From value)
 {
     if constexpr (sizeof(From) == sizeof(To))
         return To(value);
@@ -83,8 +83,8 @@ bool TezMemoryVolume::Copy(void* buffer, int x, int y, int z, int width, int hei
                            uint64_t rowStride, uint64_t sliceStride, uint8_t** /*interpolationBuffers*/)
 {
     int const bytes = bitsPerPixel / 8;
-    if (!buffer || (bitsPerPixel != 8 && bitsPerPixel != 16) || x < 0 || y < 0 || z < 0 || width < 0 ||
-        height < 0 || depth < 0 || x + width > m_width || y + height > m_height || z + depth > m_depth ||
+    if (!buffer || (bitsPerPixel != 8 && bitsPerPixel != 16) || x < 0 || y < 0 || z < 0 || width < 0 || height < 0 ||
+        depth < 0 || x + width > m_width || y + height > m_height || z + depth > m_depth ||
         rowStride < uint64_t(width) * uint64_t(bytes) || sliceStride < rowStride * uint64_t(height))
         return false;
     auto* out = static_cast<uint8_t*>(buffer);

@@ -28,8 +28,8 @@ public:
     int GetHeight() const override { return m_height; }
     int GetDepth() const override { return m_depth; }
     int GetBitsPerPixel() const { return m_bits; }
-    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
-              uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) override;
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override;
 
     uint8_t const* Data8() const { return m_voxels8.data(); }
     uint16_t const* Data16() const { return m_voxels16.data(); }

@@ -6,8 +6,7 @@
 #include <map>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 [[noreturn]] void Fail(std::string const& path, std::string const& what)
 {
     throw std::runtime_error("'" + path + "': " + what);
@@ -64,8 +63,9 @@ TezRawVolumeLayout TezMetaImageFile::ReadLayout(std::string const& path)
         Fail(path, "not a MetaImage header (no ElementDataFile)");
     for (char const* needed : {"ndims", "dimsize", "elementtype"})
         if (!keys.count(needed))
-            Fail(path, std::string("the MetaImage header has no ") +
-                           (needed[0] == 'n' ? "NDims" : needed[0] == 'd' ? "DimSize" : "ElementType"));
+            Fail(path, std::string("the MetaImage header has no ") + (needed[0] == 'n'   ? "NDims"
+                                                                      : needed[0] == 'd' ? "DimSize"
+                                                                                         : "ElementType"));
 
     TezRawVolumeLayout layout;
     std::string const type = keys["elementtype"];
@@ -78,7 +78,8 @@ TezRawVolumeLayout TezMetaImageFile::ReadLayout(std::string const& path)
     else if (type == "MET_SHORT")
         layout.sample = TezVoxelSample::Int16;
     else
-        Fail(path, "MetaImage element type '" + type + "' is not read (MET_UCHAR, MET_CHAR, MET_USHORT, MET_SHORT are)");
+        Fail(path,
+             "MetaImage element type '" + type + "' is not read (MET_UCHAR, MET_CHAR, MET_USHORT, MET_SHORT are)");
     if (keys.count("elementnumberofchannels") && keys["elementnumberofchannels"] != "1")
         Fail(path, "MetaImage samples of " + keys["elementnumberofchannels"] + " channels are not read (1 is)");
     if (keys.count("binarydata") && !IsTrue(keys["binarydata"]))
@@ -100,8 +101,8 @@ TezRawVolumeLayout TezMetaImageFile::ReadLayout(std::string const& path)
     layout.depth = int(size[2]);
     layout.spacing = ReadSpacing(keys.count("elementspacing") ? keys["elementspacing"] : keys["elementsize"]);
 
-    layout.bigEndian = IsTrue(keys.count("elementbyteordermsb") ? keys["elementbyteordermsb"]
-                                                                 : keys["binarydatabyteordermsb"]);
+    layout.bigEndian =
+        IsTrue(keys.count("elementbyteordermsb") ? keys["elementbyteordermsb"] : keys["binarydatabyteordermsb"]);
     layout.compressed = keys.count("compresseddata") && IsTrue(keys["compresseddata"]);
     if (layout.compressed && keys.count("compresseddatasize")) {
         int64_t bytes = 0;
@@ -120,8 +121,8 @@ TezRawVolumeLayout TezMetaImageFile::ReadLayout(std::string const& path)
         Fail(path, "MetaImage samples in several data files are not read");
     layout.path = TezBesideFile(path, dataFile);
     int64_t headerSize = 0;
-    if (keys.count("headersize") && (!TezParseInt64(keys["headersize"], headerSize) || headerSize < -1 ||
-                                     (headerSize == -1 && layout.compressed)))
+    if (keys.count("headersize") &&
+        (!TezParseInt64(keys["headersize"], headerSize) || headerSize < -1 || (headerSize == -1 && layout.compressed)))
         Fail(path, "bad HeaderSize '" + keys["headersize"] + "'");
     if (headerSize == -1)
         layout.offsetFromEnd = true;
@@ -130,7 +131,4 @@ TezRawVolumeLayout TezMetaImageFile::ReadLayout(std::string const& path)
     return layout;
 }
 
-TezRef<TezRawVolume> TezMetaImageFile::Open(std::string const& path)
-{
-    return TezRawVolume::Create(ReadLayout(path));
-}
+TezRef<TezRawVolume> TezMetaImageFile::Open(std::string const& path) { return TezRawVolume::Create(ReadLayout(path)); }

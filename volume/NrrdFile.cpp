@@ -6,8 +6,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 [[noreturn]] void Fail(std::string const& path, std::string const& what)
 {
     throw std::runtime_error("'" + path + "': " + what);
@@ -48,7 +47,8 @@ double DirectionLength(std::string const& word)
     size_t start = 0;
     while (start <= inner.size()) {
         size_t const comma = inner.find(',', start);
-        std::string const part = TezTrim(inner.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+        std::string const part =
+            TezTrim(inner.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
         double value = 0.0;
         if (!TezParseDouble(part, value))
             return 0.0;
@@ -147,15 +147,17 @@ TezRawVolumeLayout TezNrrdFile::ReadLayout(std::string const& path)
 
     if (type.empty() || dimension == 0 || sizes.empty() || encoding.empty())
         Fail(path, std::string("the NRRD header has no '") +
-                       (type.empty() ? "type" : dimension == 0 ? "dimension" : sizes.empty() ? "sizes" : "encoding") +
+                       (type.empty()     ? "type"
+                        : dimension == 0 ? "dimension"
+                        : sizes.empty()  ? "sizes"
+                                         : "encoding") +
                        "' field");
     layout.sample = ParseType(path, type);
     if (dimension < 2 || dimension > 3)
-        Fail(path, "NRRD dimension " + std::to_string(dimension) +
-                       " is not read (2 or 3 axes of scalar samples are)");
+        Fail(path, "NRRD dimension " + std::to_string(dimension) + " is not read (2 or 3 axes of scalar samples are)");
     if (int64_t(sizes.size()) != dimension)
-        Fail(path, "'sizes' has " + std::to_string(sizes.size()) + " entries for dimension " +
-                       std::to_string(dimension));
+        Fail(path,
+             "'sizes' has " + std::to_string(sizes.size()) + " entries for dimension " + std::to_string(dimension));
     int64_t size[3] = {1, 1, 1};
     for (int64_t axis = 0; axis < dimension; ++axis)
         if (!TezParseInt64(sizes[size_t(axis)], size[axis]) || size[axis] < 1 || size[axis] > TezRawVolume::kMaxSize)
@@ -215,7 +217,4 @@ TezRawVolumeLayout TezNrrdFile::ReadLayout(std::string const& path)
     return layout;
 }
 
-TezRef<TezRawVolume> TezNrrdFile::Open(std::string const& path)
-{
-    return TezRawVolume::Create(ReadLayout(path));
-}
+TezRef<TezRawVolume> TezNrrdFile::Open(std::string const& path) { return TezRawVolume::Create(ReadLayout(path)); }

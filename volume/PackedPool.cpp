@@ -1,12 +1,12 @@
 #include "volume/PackedPool.h"
 
 #include "core/Archive.h"
+#include "core/Compress.h"
+#include "core/CudaCheck.h"
 #include "core/Logger.h"
 #include "core/Threads.h"
-#include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
-#include "core/Compress.h"
 
 #include <tbb/parallel_for.h>
 

@@ -18,8 +18,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace
-{
+namespace {
 // Deflate emits at least one bit per 258 repeated bytes: no stream inflates
 // by more than about 1032 times its own size.
 constexpr uint64_t kMostInflation = 1032;
@@ -48,9 +47,8 @@ char const* SampleName(TezVoxelSample sample)
 
 std::string Promise(TezRawVolumeLayout const& layout, uint64_t bytes)
 {
-    return std::to_string(layout.width) + " x " + std::to_string(layout.height) + " x " +
-           std::to_string(layout.depth) + " " + SampleName(layout.sample) + " samples (" + std::to_string(bytes) +
-           " bytes)";
+    return std::to_string(layout.width) + " x " + std::to_string(layout.height) + " x " + std::to_string(layout.depth) +
+           " " + SampleName(layout.sample) + " samples (" + std::to_string(bytes) + " bytes)";
 }
 
 // The file's size; throws when it is missing or not a regular file.

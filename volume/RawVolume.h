@@ -31,9 +31,9 @@
 
 struct TezRawVolumeLayout
 {
-    std::string path;          // the file that holds the samples
-    uint64_t offset = 0;       // bytes before them (before the stream when compressed)
-    bool offsetFromEnd = false; // plain samples only: they are the file's last bytes
+    std::string path;            // the file that holds the samples
+    uint64_t offset = 0;         // bytes before them (before the stream when compressed)
+    bool offsetFromEnd = false;  // plain samples only: they are the file's last bytes
     uint64_t compressedSkip = 0; // inflated bytes to drop before the samples
     uint64_t compressedSize = 0; // bytes of the stream; 0: to the end of the file
     int width = 0, height = 0, depth = 0;
@@ -77,8 +77,8 @@ public:
     int GetBitsPerPixel() const { return 8 * TezVoxelSampleBytes(m_layout.sample); }
     TezRawVolumeLayout const& GetLayout() const { return m_layout; }
 
-    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
-              uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) override;
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override;
 
 private:
     TezRawVolume() = default;

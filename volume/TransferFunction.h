@@ -8,8 +8,8 @@
 // than two points throw std::runtime_error. The byte form writes y * 255,
 // truncated, kept within 0 .. 255.
 
-#include "platform/Api.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <cstdint>
 #include <vector>

@@ -41,11 +41,7 @@ class TezMemoryVolume;
 class TEZ_API TezVolumeTessellator
 {
 public:
-    enum class Method
-    {
-        Closed,
-        Classic
-    };
+    enum class Method { Closed, Classic };
 
     static TezVolumeTessellator& Instance();
 

@@ -12,7 +12,7 @@
 #include <tbb/parallel_for.h>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#    include <emmintrin.h>
 #endif
 
 #include <algorithm>
@@ -24,8 +24,7 @@
 TEZ_TYPIFIED_IMPL(TezVoxelOctree, "TezVoxelOctree")
 TEZ_DEFINE_REF_FUNCTIONS(TezVoxelOctree)
 
-namespace
-{
+namespace {
 constexpr double kMiB = 1048576.0;
 constexpr int kBrickEdge = 16;
 constexpr int kBrickVoxels = kBrickEdge * kBrickEdge * kBrickEdge;
@@ -92,7 +91,8 @@ TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int 
     }
     plan.startIndex = FullTreeCount(plan.blocksInRow * kBrickEdge / 2);
     plan.startCount = FullTreeCount(plan.blocksInRow * kBrickEdge);
-    uint64_t const slice = uint64_t(bitsPerPixel / 8) * uint64_t(plan.blocksX) * block * uint64_t(plan.rowsPerPass) * block;
+    uint64_t const slice =
+        uint64_t(bitsPerPixel / 8) * uint64_t(plan.blocksX) * block * uint64_t(plan.rowsPerPass) * block;
     plan.bufferBytes = slice * block + 2 * slice;
     return plan;
 }
@@ -210,7 +210,7 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     uint8_t const* base = m_chunk.get();
     uint64_t sum = 0;
     T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride +
-                                               uint64_t(ox) * sizeof(T));
+                                                uint64_t(ox) * sizeof(T));
     bool uniform = true;
     T* out = brick;
     for (int z = 0; z < kBrickEdge; ++z) {
@@ -250,7 +250,8 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
         for (int z = 0; z < kBrickEdge; ++z) {
             uint8_t const* slice = base + uint64_t(z) * m_sliceStride;
             for (int y = 0; y < kBrickEdge; ++y) {
-                __m128i const row = _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride));
+                __m128i const row =
+                    _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride));
                 _mm_storeu_si128(out++, row);
                 sums = _mm_add_epi64(sums, _mm_sad_epu8(row, zero));
                 same = _mm_and_si128(same, _mm_cmpeq_epi8(row, first));
@@ -353,8 +354,7 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
     return octet;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick,
-                                       Taken& taken)
+void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken)
 {
     int const edge = m_plan.blockSize;
     int const ox = (bx - chunkX) * edge;
@@ -379,8 +379,8 @@ uint32_t TezVoxelOctreeBuilder::LinkPyramid(int x, int y, int z, uint32_t dim, u
     parent.children = (parent.children & TezNodeFlagBit) | first;
     uint64_t sum = 0;
     for (int k = 0; k < 8; ++k)
-        sum += LinkPyramid(2 * x + (k & 1), 2 * y + ((k >> 1) & 1), 2 * z + ((k >> 2) & 1), 2 * dim, nextLevel,
-                           first + k);
+        sum +=
+            LinkPyramid(2 * x + (k & 1), 2 * y + ((k >> 1) & 1), 2 * z + ((k >> 2) & 1), 2 * dim, nextLevel, first + k);
     uint32_t const value = uint32_t(sum >> 3);
     TezVoxelOctreeNode& again = Node(node);
     again.children &= ~TezNodeFlagBit;
@@ -406,8 +406,8 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
     tbb::parallel_for(0, (depth + slab - 1) / slab, [&](int i) {
         int const z = i * slab;
         TezVolumeStatistics::Instance().ComputeHistogram(m_chunk.get() + uint64_t(z) * m_sliceStride, 0, 0, 0, width,
-                                                         height, std::min(slab, depth - z), m_bitsPerPixel,
-                                                         m_rowStride, m_sliceStride, partial.local().data());
+                                                         height, std::min(slab, depth - z), m_bitsPerPixel, m_rowStride,
+                                                         m_sliceStride, partial.local().data());
     });
     partial.combine_each([&](std::vector<uint32_t> const& counts) {
         for (size_t bin = 0; bin < 256; ++bin)
@@ -415,8 +415,7 @@ void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::
     });
 }
 
-namespace
-{
+namespace {
 // Rearranges n elements in place so that slot p receives the element now at
 // from[p]. The permutation's cycles are cut into runs of at most kRun slots
 // that move in parallel: the first element of every run is saved before any
@@ -427,9 +426,9 @@ void PermuteInPlace(std::vector<uint32_t> const& from, Save save, Move move, Res
 {
     constexpr size_t kRun = 256;
     size_t const n = from.size();
-    std::vector<uint32_t> slots;   // every cycle, slot by slot
-    std::vector<size_t> runs;      // start of each run in slots
-    std::vector<size_t> nextHead;  // the run whose head ends each run
+    std::vector<uint32_t> slots;  // every cycle, slot by slot
+    std::vector<size_t> runs;     // start of each run in slots
+    std::vector<size_t> nextHead; // the run whose head ends each run
     std::vector<bool> seen(n, false);
     for (size_t p = 0; p < n; ++p) {
         if (seen[p] || from[p] == p)
@@ -726,9 +725,9 @@ void TezVoxelOctreeBuilder::Summarise(std::vector<uint32_t> const& table)
         m_tree.m_histogram[size_t(i)] = float(table[size_t(i)]) * scale;
 }
 
-TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*name*/,
-                                                          TezRef<TezVolumeData> volumeData, double voxelSize,
-                                                          int bitsPerPixel, int memoryLimit, int /*reserved*/)
+TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*name*/, TezRef<TezVolumeData> volumeData,
+                                                            double voxelSize, int bitsPerPixel, int memoryLimit,
+                                                            int /*reserved*/)
 {
     if (!volumeData || !volumeData->IsValid() || (bitsPerPixel != 8 && bitsPerPixel != 16))
         return TezRef<TezVoxelOctree>();
@@ -745,8 +744,7 @@ TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*n
         TezLogger::warn("Warning: memory usage increased for better performance\n");
     TezLogger::info("IO passes: %d\n", plan.passes);
     TezLogger::info("Block size: %d\n", plan.blockSize);
-    TezLogger::info("Memory per block: %.2f Mb\n",
-                    double(plan.bytesPerBlock) * plan.rowsPerPass * plan.blocksX / kMiB);
+    TezLogger::info("Memory per block: %.2f Mb\n", double(plan.bytesPerBlock) * plan.rowsPerPass * plan.blocksX / kMiB);
 
     TezRef<TezVoxelOctree> tree(new TezVoxelOctree());
     TezVoxelOctreeBuilder builder(*tree, *volumeData, bitsPerPixel, plan);
@@ -761,10 +759,10 @@ TezRef<TezVoxelOctree> TezVoxelOctree::CreateFromVolumeData(TezString const& /*n
     return tree;
 }
 
-namespace
-{
+namespace {
 // Element-wise copy of a pool's handed-out elements into a fresh pool.
-template <class Pool> void CopyPool(Pool& from, Pool& to)
+template <class Pool>
+void CopyPool(Pool& from, Pool& to)
 {
     to.Initialize(from.GetBlockSize());
     uint64_t const count = from.GetNumElements();
@@ -779,10 +777,7 @@ template <class Pool> void CopyPool(Pool& from, Pool& to)
 
 TezVoxelOctree::TezVoxelOctree() = default;
 
-TezVoxelOctree::TezVoxelOctree(TezVoxelOctree const& other) : TezIdentifiableObject(other)
-{
-    *this = other;
-}
+TezVoxelOctree::TezVoxelOctree(TezVoxelOctree const& other) : TezIdentifiableObject(other) { *this = other; }
 
 TezVoxelOctree::TezVoxelOctree(TezVoxelOctree&& other) noexcept : TezIdentifiableObject(other)
 {
@@ -881,7 +876,8 @@ void TezVoxelOctree::Load(TezRef<TezArchive> archive)
             int32_t dimensions[3];
             archive->ReadBinary(dimensions, sizeof dimensions);
             m_dimensions = TezVector3<int>(dimensions[0], dimensions[1], dimensions[2]);
-        } else if (tag.CompareNoCase(TezString("histogramSize")) == 0 || tag.CompareNoCase(TezString("leafsPerSliceSize")) == 0) {
+        } else if (tag.CompareNoCase(TezString("histogramSize")) == 0 ||
+                   tag.CompareNoCase(TezString("leafsPerSliceSize")) == 0) {
             uint64_t const size = archive->ReadSizet();
             if (size > kMaxTable)
                 throw std::runtime_error("TezVoxelOctree::Load: table size out of range");

@@ -94,8 +94,7 @@ struct TezVoxelOctreePlan
     uint32_t startCount = 0;
 };
 
-TEZ_API TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel,
-                                                  int memoryLimit);
+TEZ_API TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel, int memoryLimit);
 
 // The smallest memoryLimit (MiB) whose plan's bufferBytes stay within it.
 // Below it the plan takes more than the limit: one slab never holds less

@@ -3,13 +3,7 @@
 // sources read. Signed samples are delivered shifted by half their range
 // (int8 + 128, int16 + 32768), which keeps the order of values.
 
-enum class TezVoxelSample
-{
-    UInt8,
-    Int8,
-    UInt16,
-    Int16
-};
+enum class TezVoxelSample { UInt8, Int8, UInt16, Int16 };
 
 inline int TezVoxelSampleBytes(TezVoxelSample sample)
 {

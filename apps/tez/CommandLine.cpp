@@ -12,12 +12,12 @@ std::vector<TezSubCommand> const& TezSubCommands()
         {"script", "tez script run FILE [--history OUT.py]", "run a Python script; write the command history",
          TezScriptCommand},
         // volume
-        {"octree", "tez octree SOURCE -o FILE", "build a voxel octree from slices or a scan (--info FILE: describe one)",
-         TezOctreeCommand},
+        {"octree", "tez octree SOURCE -o FILE",
+         "build a voxel octree from slices or a scan (--info FILE: describe one)", TezOctreeCommand},
         {"sample", "tez sample FOLDER [--size N]", "write the built-in CT-like phantom as a PNG slice stack",
          TezSampleCommand},
-        {"tessellate", "tez tessellate SOURCE -o OUT",
-         "isosurface of slices or a scan as STL (--iso V, default 128)", TezTessellateCommand},
+        {"tessellate", "tez tessellate SOURCE -o OUT", "isosurface of slices or a scan as STL (--iso V, default 128)",
+         TezTessellateCommand},
 
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",
@@ -49,11 +49,10 @@ void TezPrintUsage(FILE* stream)
                  TezGetVersion());
     for (TezSubCommand const& command : TezSubCommands())
         std::fprintf(stream, "  %-40s %s\n", command.synopsis, command.summary);
-    std::fprintf(stream,
-                 "\n"
-                 "environment:\n"
-                 "  MVLog          log settings words, e.g. \"SETDEBUG SHOWLEVEL\"\n"
-                 "  TEZ_LOG_ROOT   folder that holds the log, temp and user folders\n");
+    std::fprintf(stream, "\n"
+                         "environment:\n"
+                         "  MVLog          log settings words, e.g. \"SETDEBUG SHOWLEVEL\"\n"
+                         "  TEZ_LOG_ROOT   folder that holds the log, temp and user folders\n");
 }
 
 int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err)

@@ -39,7 +39,9 @@ long ReportCrash(TezExceptionPointers* exception)
     TezLogger::log(TezLogger::Error, "Crash", report);
 
     time_t const now = time(nullptr);
-    struct tm local {};
+    struct tm local
+    {
+    };
     localtime_r(&now, &local);
     char stamp[32];
     strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);

@@ -26,17 +26,15 @@
 #include <string>
 #include <vector>
 
-namespace
-{
-char const* const kUsage =
-    "usage: tez effects-demo [-o OUT.png] [--size WxH]\n"
-    "  -o OUT.png     picture to write (default tez-effects.png)\n"
-    "  --size WxH     picture size in pixels (default 1200x1000)\n"
-    "\n"
-    "Columns: sphere, torus, cone, arrow, ring, frame. Rows from the top: the\n"
-    "default lit effect, the unlit one, the shiny one, the triangle-mesh effect\n"
-    "(lit surface and its edges), circle point sprites on the vertices. Drawn\n"
-    "off-screen through EGL (llvmpipe where there is no GPU).\n";
+namespace {
+char const* const kUsage = "usage: tez effects-demo [-o OUT.png] [--size WxH]\n"
+                           "  -o OUT.png     picture to write (default tez-effects.png)\n"
+                           "  --size WxH     picture size in pixels (default 1200x1000)\n"
+                           "\n"
+                           "Columns: sphere, torus, cone, arrow, ring, frame. Rows from the top: the\n"
+                           "default lit effect, the unlit one, the shiny one, the triangle-mesh effect\n"
+                           "(lit surface and its edges), circle point sprites on the vertices. Drawn\n"
+                           "off-screen through EGL (llvmpipe where there is no GPU).\n";
 
 struct Row
 {
@@ -103,10 +101,8 @@ int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err)
             TezIndexedMesh::CreateFrame(1.0f, 0.65f, 0.3f),
         };
         std::vector<Row> const rows = {
-            {TezDefaultEffect::StaticType(), GL_TRIANGLES},
-            {TezDefaultUnlitEffect::StaticType(), GL_TRIANGLES},
-            {TezShinyLightEffect::StaticType(), GL_TRIANGLES},
-            {TezEffectTriangleMesh::StaticType(), GL_TRIANGLES},
+            {TezDefaultEffect::StaticType(), GL_TRIANGLES},        {TezDefaultUnlitEffect::StaticType(), GL_TRIANGLES},
+            {TezShinyLightEffect::StaticType(), GL_TRIANGLES},     {TezEffectTriangleMesh::StaticType(), GL_TRIANGLES},
             {TezCirclePointSpriteEffect::StaticType(), GL_POINTS},
         };
         TezVector4<float> const colours[] = {{0.85f, 0.45f, 0.2f, 1}, {0.25f, 0.55f, 0.85f, 1}, {0.3f, 0.7f, 0.35f, 1},

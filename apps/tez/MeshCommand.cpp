@@ -83,10 +83,7 @@ TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err)
     return mesh;
 }
 
-size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh)
-{
-    return TezTopologyMesh::Create(mesh, false)->GetNumHoles();
-}
+size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh) { return TezTopologyMesh::Create(mesh, false)->GetNumHoles(); }
 
 int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out, FILE* err)
 {

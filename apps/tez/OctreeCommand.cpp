@@ -14,8 +14,7 @@
 #include <cmath>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 char const* const kUsage =
     "usage: tez octree SOURCE [--bpp 8|16 (default: as the source)] [--voxel-size S] [--memory-limit MiB]\n"
     "                  [--allow-bad-slices] -o FILE\n"
@@ -92,8 +91,8 @@ int PrintInfo(std::string const& path, FILE* out, FILE* err)
             if (bin > 0 && f > histogram[size_t(peak)])
                 peak = bin;
         }
-        std::fprintf(out, "histogram: bins %d..%d, mean bin %.1f, empty (bin 0) %.1f%%, peak above 0 at bin %d\n",
-                     low, high, total > 0 ? mean / total : 0.0, 100.0 * histogram[0], peak);
+        std::fprintf(out, "histogram: bins %d..%d, mean bin %.1f, empty (bin 0) %.1f%%, peak above 0 at bin %d\n", low,
+                     high, total > 0 ? mean / total : 0.0, 100.0 * histogram[0], peak);
     }
     return 0;
 }
@@ -107,7 +106,7 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return Usage(err, "--info takes one FILE");
 
     TezVolumeSourceArgs source;
-    int bits = 0; // 0: as the source
+    int bits = 0;           // 0: as the source
     double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
@@ -182,8 +181,8 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
     // A limit below one row of blocks would be exceeded, not obeyed: refuse
     // it. The default gives way to what the stack needs, with the builder's
     // warning.
-    int const smallest = TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(),
-                                                            images->GetDepth(), bits);
+    int const smallest =
+        TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(), images->GetDepth(), bits);
     if (limitGiven && memoryLimit < smallest) {
         std::fprintf(err,
                      "tez octree: --memory-limit %d MiB is too small for this %d x %d x %d stack at %d bits: one "
@@ -193,8 +192,8 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return 2;
     }
 
-    TezRef<TezVoxelOctree> tree = TezVoxelOctree::CreateFromVolumeData(
-        TezString(output.c_str()), images, voxelSize, bits, memoryLimit);
+    TezRef<TezVoxelOctree> tree =
+        TezVoxelOctree::CreateFromVolumeData(TezString(output.c_str()), images, voxelSize, bits, memoryLimit);
     if (!tree) {
         std::fprintf(err, "tez octree: the build was stopped or refused\n");
         return 1;
@@ -215,8 +214,8 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return 1;
     }
     TezVector3<int> const size = tree->GetDimensionsInVoxels();
-    std::fprintf(out, "%s: %d x %d x %d voxels, tree %d, %llu nodes, %llu bricks\n", output.c_str(), size[0],
-                 size[1], size[2], tree->GetTreeSize(), (unsigned long long)tree->GetNodePool().GetNumElements(),
+    std::fprintf(out, "%s: %d x %d x %d voxels, tree %d, %llu nodes, %llu bricks\n", output.c_str(), size[0], size[1],
+                 size[2], tree->GetTreeSize(), (unsigned long long)tree->GetNodePool().GetNumElements(),
                  (unsigned long long)tree->GetLeafPool().GetNumElements());
     return 0;
 }

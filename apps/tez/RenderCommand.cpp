@@ -24,8 +24,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace
-{
+namespace {
 char const* const kUsage =
     "usage: tez render [SOURCE | --octree FILE] [-o OUT.png] [options]\n"
     "  -o OUT.png              picture to write (default tez-render.png)\n"
@@ -67,10 +66,7 @@ std::vector<float> Numbers(std::string const& text, char separator)
     return values;
 }
 
-bool WholeIn(float value, float low, float high)
-{
-    return value >= low && value <= high && value == std::floor(value);
-}
+bool WholeIn(float value, float low, float high) { return value >= low && value <= high && value == std::floor(value); }
 
 struct RenderOptions
 {
@@ -86,7 +82,7 @@ struct RenderOptions
     TezVector4<float> colour{0.9f, 0.85f, 0.75f, 1.0f};
     std::vector<float> plane;
     int cutAxis = -1;
-    int bits = 0; // 0: as the source
+    int bits = 0;           // 0: as the source
     double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
@@ -165,9 +161,9 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
 std::string ParseOptions(TezArgs const& args, RenderOptions& o, TezVolumeSourceArgs& source,
                          std::vector<std::string>& positional)
 {
-    static char const* const valued[] = {"-o",   "--octree",     "--size", "--view",     "--layers",
-                                         "--tf", "--color",      "--cut",  "--xsection", "--bpp",
-                                         "--voxel-size", "--memory-limit"};
+    static char const* const valued[] = {"-o",         "--octree", "--size",       "--view",
+                                         "--layers",   "--tf",     "--color",      "--cut",
+                                         "--xsection", "--bpp",    "--voxel-size", "--memory-limit"};
     for (size_t i = 0; i < args.size(); ++i) {
         std::string const& arg = args[i];
         if (arg == "--ortho" || arg == "--perspective") {
@@ -324,8 +320,8 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     bool const states = TezVoxelOctreeCalculateNodeStates(octree, table);
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
     source.statesValid = states;
-    source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
-                   TezOctreeDevice::LookTableOpacity;
+    source.looks =
+        TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
 
     TezPlane<float> plane;
     TezPlane<float> const* cut = nullptr;
@@ -444,8 +440,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
             return 1;
         int const bits = options.bits ? options.bits : source.NativeBits();
         double const voxelSize = options.voxelSize > 0 ? options.voxelSize : images->GetSpacing().x;
-        int const smallest = TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(),
-                                                                images->GetDepth(), bits);
+        int const smallest =
+            TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(), images->GetDepth(), bits);
         if (options.limitGiven && options.memoryLimit < smallest) {
             std::fprintf(err,
                          "tez render: --memory-limit %d MiB is too small for this %d x %d x %d stack at %d bits: "
@@ -454,8 +450,7 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
                          smallest, smallest);
             return 2;
         }
-        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, voxelSize, bits,
-                                                    options.memoryLimit);
+        tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, voxelSize, bits, options.memoryLimit);
         if (!tree)
             std::fprintf(err, "tez render: the octree build was stopped or refused\n");
         // Damaged pixel data shows only while the slices are read.

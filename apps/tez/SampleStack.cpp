@@ -11,8 +11,7 @@
 #include <cstdio>
 #include <vector>
 
-namespace
-{
+namespace {
 bool Inside(float x, float y, float z, float cx, float cy, float cz, float rx, float ry, float rz)
 {
     float const dx = (x - cx) / rx, dy = (y - cy) / ry, dz = (z - cz) / rz;
@@ -34,7 +33,7 @@ float Density(float x, float y, float z)
         Inside(x, y, z, 0.33f, -0.05f, 0.1f, 0.22f, 0.3f, 0.6f))
         return 25.0f; // lungs
     if (Inside(x, y, z, 0.05f, -0.15f, -0.45f, 0.16f, 0.14f, 0.2f))
-        return 165.0f; // contrast-filled organ
+        return 165.0f;                                                         // contrast-filled organ
     return 95.0f + 12.0f * std::sin(x * 4.0f) * std::cos(y * 3.0f + z * 2.0f); // soft tissue
 }
 
@@ -72,7 +71,8 @@ std::string TezWriteSampleStack(std::string const& folder, int size)
                     uint32_t const h = Hash(uint32_t((k * size + j) * size + i));
                     v += float(int(h % 9u) - 4);
                 }
-                pixels[size_t(j) * size_t(size) + size_t(i)] = uint8_t(std::lround(std::fmin(std::fmax(v, 0.0f), 255.0f)));
+                pixels[size_t(j) * size_t(size) + size_t(i)] =
+                    uint8_t(std::lround(std::fmin(std::fmax(v, 0.0f), 255.0f)));
             }
         TezImage image;
         std::vector<char> name(pattern.size() + 16);

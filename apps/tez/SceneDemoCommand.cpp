@@ -27,22 +27,20 @@
 #include <sys/stat.h>
 #include <vector>
 
-namespace
-{
-char const* const kUsage =
-    "usage: tez scene-demo [-o OUT.png] [--size WxH]\n"
-    "  -o OUT       picture to write (default tez-scene.png); the extension picks\n"
-    "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
-    "  --size WxH   picture size in pixels (default 1200x900)\n"
-    "\n"
-    "Rows from the top: box edges, cone, cylinder, sphere, quad, frame; polyline,\n"
-    "polyline group, thick polyline, circle sprites, triangle sprites, ribbon box;\n"
-    "ribbon cylinder, ribbon sphere, the intersection lines of a sphere and a\n"
-    "cylinder, and a transparent quad behind a cone, blended over it as the\n"
-    "transparent pass does (depth test off). Over them: the rubber band\n"
-    "round the ribbon sphere and an overlay bitmap; behind them the background\n"
-    "gradient with a picture. Drawn off-screen through EGL (llvmpipe where there\n"
-    "is no GPU).\n";
+namespace {
+char const* const kUsage = "usage: tez scene-demo [-o OUT.png] [--size WxH]\n"
+                           "  -o OUT       picture to write (default tez-scene.png); the extension picks\n"
+                           "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
+                           "  --size WxH   picture size in pixels (default 1200x900)\n"
+                           "\n"
+                           "Rows from the top: box edges, cone, cylinder, sphere, quad, frame; polyline,\n"
+                           "polyline group, thick polyline, circle sprites, triangle sprites, ribbon box;\n"
+                           "ribbon cylinder, ribbon sphere, the intersection lines of a sphere and a\n"
+                           "cylinder, and a transparent quad behind a cone, blended over it as the\n"
+                           "transparent pass does (depth test off). Over them: the rubber band\n"
+                           "round the ribbon sphere and an overlay bitmap; behind them the background\n"
+                           "gradient with a picture. Drawn off-screen through EGL (llvmpipe where there\n"
+                           "is no GPU).\n";
 
 constexpr float kSpacing = 2.2f;
 constexpr float kPi = 3.14159265f;
@@ -56,8 +54,8 @@ TezVector3<float> Cell(int column, int row)
 // towards the viewer.
 TezMatrix44<float> Upright(TezVector3<float> const& at, float lift = -0.6f)
 {
-    return TezTranslationTransform<float>(at + TezVector3<float>(0.0f, lift, 0.0f)) *
-           TezRotationAboutY<float>(0.35f) * TezRotationAboutX<float>(-1.2f);
+    return TezTranslationTransform<float>(at + TezVector3<float>(0.0f, lift, 0.0f)) * TezRotationAboutY<float>(0.35f) *
+           TezRotationAboutX<float>(-1.2f);
 }
 
 TezMatrix44<float> Tilted(TezVector3<float> const& at)
@@ -103,7 +101,8 @@ TezRef<TezRgbaBitmap> MakeLegend(std::vector<TezVector4<float>> const& colors)
             if (x >= pad && column < static_cast<int>(colors.size()) && inside < swatch && y >= pad &&
                 y < pad + swatch) {
                 TezVector4<float> const c = colors[static_cast<size_t>(column)];
-                rgba = TezVector4<unsigned char>(static_cast<unsigned char>(c.x * 255), static_cast<unsigned char>(c.y * 255),
+                rgba = TezVector4<unsigned char>(static_cast<unsigned char>(c.x * 255),
+                                                 static_cast<unsigned char>(c.y * 255),
                                                  static_cast<unsigned char>(c.z * 255), 255);
             }
             bitmap->SetPixel(x, y, rgba);
@@ -120,7 +119,8 @@ TezRef<TezRgbaBitmap> MakeBackdrop()
     TezRef<TezRgbaBitmap> bitmap = TezRgbaBitmap::Create(size, size);
     for (int y = 0; y < size; ++y) {
         for (int x = 0; x < size; ++x) {
-            float const dx = (static_cast<float>(x) - size * 0.5f) / size, dy = (static_cast<float>(y) - size * 0.5f) / size;
+            float const dx = (static_cast<float>(x) - size * 0.5f) / size,
+                        dy = (static_cast<float>(y) - size * 0.5f) / size;
             float const r = std::sqrt(dx * dx + dy * dy);
             float const ring = 0.5f + 0.5f * std::cos(r * 2.0f * kPi * 6.0f);
             float const fade = std::max(0.0f, 1.0f - r * 1.6f);
@@ -212,19 +212,21 @@ int BuildScene(TezRef<TezScene> const& scene, std::vector<TezRef<TezSceneObject>
     Add(scene, ribbonSphere, TezVector4<float>(0.25f, 0.65f, 0.35f, 0.2f),
         TezTranslationTransform<float>(Cell(2, 2)) * TezRotationAboutX<float>(-1.2f));
     framed.push_back(TezRef<TezSceneObject>(ribbonSphere));
-    TezRef<TezSceneSphere> ball = Add(scene, TezSceneSphere::Create(0.7f), grey, TezTranslationTransform<float>(Cell(3, 2)));
+    TezRef<TezSceneSphere> ball =
+        Add(scene, TezSceneSphere::Create(0.7f), grey, TezTranslationTransform<float>(Cell(3, 2)));
     TezRef<TezSceneCylinder> rod =
         Add(scene, TezSceneCylinder::Create(0.32f, 1.8f), blue,
             TezTranslationTransform<float>(Cell(3, 2)) * TezRotationAboutZ<float>(0.5f) *
                 TezRotationAboutY<float>(1.25f) * TezTranslationTransform<float>({0.0f, 0.0f, -0.9f}));
-    TezRef<TezSceneIntersectionLines> lines = TezSceneIntersectionLines::Create(TezRef<TezSceneObject>(ball),
-                                                                              TezRef<TezSceneObject>(rod));
+    TezRef<TezSceneIntersectionLines> lines =
+        TezSceneIntersectionLines::Create(TezRef<TezSceneObject>(ball), TezRef<TezSceneObject>(rod));
     scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(lines));
     Add(scene, TezSceneCone::Create(0.6f, 1.2f), orange, Upright(Cell(4, 2)));
     // Behind the cone, and yet blended over it: the transparent pass draws
     // with the depth test off.
-    TezRef<TezSceneQuad> glass = Add(scene, TezSceneQuad::Create(0.75f, 0.45f), TezVector4<float>(0.3f, 0.6f, 0.95f, 0.45f),
-                                     TezTranslationTransform<float>(Cell(4, 2) + TezVector3<float>(0.0f, 0.1f, -0.9f)));
+    TezRef<TezSceneQuad> glass =
+        Add(scene, TezSceneQuad::Create(0.75f, 0.45f), TezVector4<float>(0.3f, 0.6f, 0.95f, 0.45f),
+            TezTranslationTransform<float>(Cell(4, 2) + TezVector3<float>(0.0f, 0.1f, -0.9f)));
     glass->SetProperty(TezSceneObject::Transparent, true);
     kinds += 3;
 

@@ -4,14 +4,13 @@
 #include "volume/Image.h"
 
 #include <cctype>
-#include <cstring>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <vector>
 
-namespace
-{
+namespace {
 bool ParseInt(std::string const& text, int& value)
 {
     try {
@@ -60,8 +59,7 @@ bool IsDirectory(std::string const& path)
 }
 } // namespace
 
-std::string TezSliceStackArgs::Parse(std::string const& pattern_, std::string const& first_,
-                                     std::string const& last_)
+std::string TezSliceStackArgs::Parse(std::string const& pattern_, std::string const& first_, std::string const& last_)
 {
     pattern = pattern_;
     if (!HasOneIntegerField(pattern))
@@ -104,8 +102,7 @@ TezRef<TezImageStack> TezSliceStackArgs::Open(FILE* err) const
         std::fprintf(err, "tez: folder '%s' does not exist\n", folder.c_str());
         return TezRef<TezImageStack>();
     }
-    std::vector<TezImageStack::ImageFile> const files =
-        TezImageStack::FindNumberedFiles(pattern.c_str(), first, last);
+    std::vector<TezImageStack::ImageFile> const files = TezImageStack::FindNumberedFiles(pattern.c_str(), first, last);
     if (files.empty()) {
         std::fprintf(err, "tez: no file matches %s for %d..%d\n", pattern.c_str(), first, last);
         return TezRef<TezImageStack>();
@@ -136,8 +133,7 @@ TezRef<TezImageStack> TezSliceStackArgs::Open(FILE* err) const
 
     TezRef<TezImageStack> stack = TezImageStack::Create(files);
     if (!stack || !stack->IsValid()) {
-        std::fprintf(err, "tez: none of the files %s for %d..%d is a readable image\n", pattern.c_str(), first,
-                     last);
+        std::fprintf(err, "tez: none of the files %s for %d..%d is a readable image\n", pattern.c_str(), first, last);
         return TezRef<TezImageStack>();
     }
     stack->CheckFiles();
@@ -170,7 +166,8 @@ bool TezSliceStackArgs::AcceptUnreadable(TezImageStack const& stack, FILE* err) 
         std::fprintf(err, "tez: %zu of %zu slice files cannot be read as images (named above)", bad, files);
     if (!accepted) {
         std::fprintf(err, ": more than %d%% is refused%s%s%s\n", int(kMaxUnreadableShare * 100 + 0.5),
-                     allowOption.empty() ? "" : " (", allowOption.c_str(), allowOption.empty() ? "" : " uses the rest)");
+                     allowOption.empty() ? "" : " (", allowOption.c_str(),
+                     allowOption.empty() ? "" : " uses the rest)");
         return false;
     }
     if (bad > m_reported)

@@ -22,10 +22,7 @@ constexpr int kBarWidth = 30;
 
 } // namespace
 
-TezTerminalUI::TezTerminalUI(FILE* out, bool interactive)
-    : m_out(out), m_interactive(interactive), m_sections(1)
-{
-}
+TezTerminalUI::TezTerminalUI(FILE* out, bool interactive) : m_out(out), m_interactive(interactive), m_sections(1) {}
 
 TezTerminalUI::~TezTerminalUI()
 {
@@ -35,7 +32,9 @@ TezTerminalUI::~TezTerminalUI()
 
 void TezTerminalUI::InstallInterruptHandler()
 {
-    struct sigaction action {};
+    struct sigaction action
+    {
+    };
     action.sa_handler = OnInterrupt;
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
@@ -118,9 +117,8 @@ void TezTerminalUI::Draw(bool force)
     if (!m_interactive)
         return;
     Section const& inner = m_sections.back();
-    int percent = inner.total ? static_cast<int>(100.0 * static_cast<double>(inner.done) /
-                                                 static_cast<double>(inner.total))
-                              : 0;
+    int percent =
+        inner.total ? static_cast<int>(100.0 * static_cast<double>(inner.done) / static_cast<double>(inner.total)) : 0;
     auto now = std::chrono::steady_clock::now();
     // Redraw when the figure changes, at most every 50 ms otherwise.
     if (!force && percent == m_lastPercent && now - m_lastDraw < std::chrono::milliseconds(50))

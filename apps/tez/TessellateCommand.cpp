@@ -25,13 +25,12 @@
 
 namespace {
 
-char const* const kUsage =
-    "usage: tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
-    "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
-    "surface runs where the voxels cross V, in the source's own values: 0 to 255\n"
-    "for 8-bit data (default 128), 0 to 65535 for 16-bit data (default 32768).\n"
-    "The depth is the source's unless --bpp says otherwise. The mesh is in the\n"
-    "source's units (its voxel spacing; 1 per voxel for slice stacks).\n";
+char const* const kUsage = "usage: tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
+                           "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
+                           "surface runs where the voxels cross V, in the source's own values: 0 to 255\n"
+                           "for 8-bit data (default 128), 0 to 65535 for 16-bit data (default 32768).\n"
+                           "The depth is the source's unless --bpp says otherwise. The mesh is in the\n"
+                           "source's units (its voxel spacing; 1 per voxel for slice stacks).\n";
 
 int Usage(FILE* err, std::string const& problem)
 {
@@ -150,8 +149,8 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
     double const seconds = TezTimer::TimeElapsed(start);
     // Voxel units to the source's own.
     if (spacing.x != 1.0 || spacing.y != 1.0 || spacing.z != 1.0) {
-        mesh->TransformGeometry(TezAnisotropicTransform<float>(
-            TezVector3<float>(float(spacing.x), float(spacing.y), float(spacing.z))));
+        mesh->TransformGeometry(
+            TezAnisotropicTransform<float>(TezVector3<float>(float(spacing.x), float(spacing.y), float(spacing.z))));
     }
     std::fprintf(out, "iso value: %lld\n", iso);
     std::fprintf(out, "vertices: %zu\n", mesh->GetNumVertices());

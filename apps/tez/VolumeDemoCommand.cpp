@@ -24,18 +24,16 @@
 #include <sys/stat.h>
 #include <vector>
 
-namespace
-{
-char const* const kUsage =
-    "usage: tez volume-demo [-o OUT.png] [--size WxH]\n"
-    "  -o OUT       picture to write (default tez-volume.png); the extension picks\n"
-    "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
-    "  --size WxH   picture size in pixels (default 800x600)\n"
-    "\n"
-    "A 64^3 ball with a denser core, held by a volume document object and cast\n"
-    "into a GPU render view, beside a GL mesh sphere half inside it: each hides\n"
-    "the other where it is nearer. The view's buffers are host arrays filled by\n"
-    "the ray caster's host loops, merged into the GL frame by depth.\n";
+namespace {
+char const* const kUsage = "usage: tez volume-demo [-o OUT.png] [--size WxH]\n"
+                           "  -o OUT       picture to write (default tez-volume.png); the extension picks\n"
+                           "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
+                           "  --size WxH   picture size in pixels (default 800x600)\n"
+                           "\n"
+                           "A 64^3 ball with a denser core, held by a volume document object and cast\n"
+                           "into a GPU render view, beside a GL mesh sphere half inside it: each hides\n"
+                           "the other where it is nearer. The view's buffers are host arrays filled by\n"
+                           "the ray caster's host loops, merged into the GL frame by depth.\n";
 
 constexpr int kEdge = 64;
 
@@ -108,8 +106,7 @@ int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err)
             TezRef<TezSceneMesh> sphere =
                 TezSceneMesh::Create(TezIndexedMesh::CreateSphere(24, 48), TezDefaultEffect::StaticType());
             sphere->SetColor({0.3f, 0.55f, 0.95f, 1.0f});
-            sphere->SetTransform(TezTranslationTransform<float>({0.85f, 0.6f, 0.55f}) *
-                                 TezScaleTransform<float>(0.2f));
+            sphere->SetTransform(TezTranslationTransform<float>({0.85f, 0.6f, 0.55f}) * TezScaleTransform<float>(0.2f));
             scene->AddChild(scene->GetRoot(), sphere);
             scene->GetLight()->SetPosition({-2.0f, 3.0f, 6.0f});
 
@@ -117,15 +114,14 @@ int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err)
             TezRef<TezCameraView> camera = view->GetCamera();
             camera->UsePerspective(true);
             camera->SetFov(30.0f);
-            camera->FrameBox(view->GetBounds(false), {0.4f, 0.6f, 3.0f}, {0.5f, 0.5f, 0.5f}, {0.0f, 1.0f, 0.0f},
-                             0.05f);
+            camera->FrameBox(view->GetBounds(false), {0.4f, 0.6f, 3.0f}, {0.5f, 0.5f, 0.5f}, {0.0f, 1.0f, 0.0f}, 0.05f);
 
             view->ExportImageToFile(TezString(output.c_str()));
             struct stat info;
             if (stat(output.c_str(), &info) == 0 && info.st_size > 0) {
                 view->ActivateContext();
-                std::fprintf(out, "%s: %dx%d, a %d^3 volume and a mesh sphere merged by depth, %s\n",
-                             output.c_str(), width, height, kEdge, TezOpenGLSupport::GetContextDescription().c_str());
+                std::fprintf(out, "%s: %dx%d, a %d^3 volume and a mesh sphere merged by depth, %s\n", output.c_str(),
+                             width, height, kEdge, TezOpenGLSupport::GetContextDescription().c_str());
                 result = 0;
             } else {
                 std::fprintf(err, "tez volume-demo: cannot write %s\n", output.c_str());

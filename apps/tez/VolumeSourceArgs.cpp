@@ -19,8 +19,7 @@ char const* const TezVolumeSourceArgs::kHelp =
     "--endian little|big [--spacing X,Y,Z]; or PATTERN FIRST LAST, a numbered slice stack.\n"
     "Signed samples and DICOM values that can be negative are shifted by 32768 (HU h lands on h + 32768).\n";
 
-namespace
-{
+namespace {
 std::string Extension(std::string const& path)
 {
     size_t const dot = path.find_last_of('.');
@@ -179,9 +178,9 @@ TezRef<TezVolumeData> TezVolumeSourceArgs::Open(char const* command, FILE* err)
             m_source = TezMetaImageFile::Open(path);
             break;
         case Kind::Raw:
-            m_source = TezRawVolume::CreateFromRawFile(path, m_dims[0], m_dims[1], m_dims[2], SampleOf(type),
-                                                       endian == "big",
-                                                       TezVector3<double>(m_spacing[0], m_spacing[1], m_spacing[2]));
+            m_source =
+                TezRawVolume::CreateFromRawFile(path, m_dims[0], m_dims[1], m_dims[2], SampleOf(type), endian == "big",
+                                                TezVector3<double>(m_spacing[0], m_spacing[1], m_spacing[2]));
             break;
         default:
             std::fprintf(err, "tez %s: no volume source given\n", command);

@@ -23,16 +23,7 @@
 
 struct TezVolumeSourceArgs
 {
-    enum class Kind
-    {
-        None,
-        Stack,
-        DicomFolder,
-        DicomFiles,
-        Nrrd,
-        MetaImage,
-        Raw
-    };
+    enum class Kind { None, Stack, DicomFolder, DicomFiles, Nrrd, MetaImage, Raw };
 
     // For the commands' usage texts.
     static char const* const kSynopsis; // "SOURCE"

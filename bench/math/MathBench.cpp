@@ -11,8 +11,8 @@
 #include <vector>
 
 #if TEZ_PEER_BENCH
-#include <Eigen/Dense>
-#include <Eigen/SVD>
+#    include <Eigen/Dense>
+#    include <Eigen/SVD>
 #endif
 
 namespace {

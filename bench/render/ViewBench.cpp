@@ -87,10 +87,10 @@ ViewBenchSetup& Setup()
         for (int row = 0; row < kRows; ++row) {
             for (int column = 0; column < kColumns; ++column) {
                 TezRef<TezSceneMesh> object = TezSceneMesh::Create(sphere, TezDefaultEffect::StaticType());
-                object->SetTransform(TezTranslationTransform<float>(
-                                         {static_cast<float>(column) - kColumns * 0.5f + 0.5f,
-                                          static_cast<float>(row) - kRows * 0.5f + 0.5f, 0.0f}) *
-                                     TezScaleTransform<float>(0.45f));
+                object->SetTransform(
+                    TezTranslationTransform<float>({static_cast<float>(column) - kColumns * 0.5f + 0.5f,
+                                                    static_cast<float>(row) - kRows * 0.5f + 0.5f, 0.0f}) *
+                    TezScaleTransform<float>(0.45f));
                 object->SetColor({0.3f + 0.6f * column / kColumns, 0.5f, 0.3f + 0.6f * row / kRows, 1.0f});
                 object->SetProperty(TezSceneObject::Mappable, true);
                 scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(object));

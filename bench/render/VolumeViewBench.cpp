@@ -141,8 +141,8 @@ void BareCasts(benchmark::State& state, bool transparent)
     TezOctreeRenderBuffers buffers(kWidth, kHeight, transparent ? 2 : 0, false);
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(*s.octree);
     source.statesValid = true;
-    source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
-                   TezOctreeDevice::LookTableOpacity;
+    source.looks =
+        TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
     TezOctreeDevice::Camera const camera = TezMakeOctreeCamera(*s.view->GetCamera());
     float const edge = float(s.octree->GetTreeSize()) * s.octree->GetVoxelSize();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(edge);

@@ -24,15 +24,15 @@
 #include <unistd.h>
 
 #if TEZ_PEER_BENCH
-#include "OpenVDBPeer.h"
+#    include "OpenVDBPeer.h"
 #endif
 
-namespace
-{
+namespace {
 constexpr int kEdge = 512;
 constexpr uint64_t kVoxels = uint64_t(kEdge) * kEdge * kEdge;
 
-template <typename Voxel> std::vector<Voxel> const& Phantom()
+template <typename Voxel>
+std::vector<Voxel> const& Phantom()
 {
     static std::vector<Voxel> const voxels = [] {
         std::vector<Voxel> v(kVoxels);
@@ -46,7 +46,8 @@ template <typename Voxel> std::vector<Voxel> const& Phantom()
     return voxels;
 }
 
-template <typename Voxel> TezRef<TezMemoryVolume> PhantomVolume()
+template <typename Voxel>
+TezRef<TezMemoryVolume> PhantomVolume()
 {
     if constexpr (sizeof(Voxel) == 1)
         return TezMemoryVolume::Create8(kEdge, kEdge, kEdge, Phantom<uint8_t>());
@@ -64,13 +65,13 @@ void ReportTree(benchmark::State& state, TezVoxelOctree& tree)
     state.counters["bytes/voxel"] = double(bytes) / double(kVoxels);
 }
 
-template <typename Voxel> void BM_OctreeBuildFromMemory(benchmark::State& state)
+template <typename Voxel>
+void BM_OctreeBuildFromMemory(benchmark::State& state)
 {
     TezRef<TezMemoryVolume> volume = PhantomVolume<Voxel>();
     TezRef<TezVoxelOctree> tree;
     for (auto _ : state)
-        tree = TezVoxelOctree::CreateFromVolumeData("bench", volume, 1.0,
-                                                    8 * int(sizeof(Voxel)), 1024);
+        tree = TezVoxelOctree::CreateFromVolumeData("bench", volume, 1.0, 8 * int(sizeof(Voxel)), 1024);
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     ReportTree(state, *tree);
@@ -79,7 +80,8 @@ BENCHMARK_TEMPLATE(BM_OctreeBuildFromMemory, uint8_t)->Unit(benchmark::kMillisec
 BENCHMARK_TEMPLATE(BM_OctreeBuildFromMemory, uint16_t)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #if TEZ_PEER_BENCH
-template <typename Voxel> void BM_OpenVDBCopyFromDense(benchmark::State& state)
+template <typename Voxel>
+void BM_OpenVDBCopyFromDense(benchmark::State& state)
 {
     std::vector<Voxel> const& voxels = Phantom<Voxel>();
     uint64_t active = 0;
@@ -100,9 +102,10 @@ std::string const& SliceStack(FREE_IMAGE_FORMAT format)
     std::string& pattern = format == FIF_PNG ? pngPattern : tiffPattern;
     if (!pattern.empty())
         return pattern;
-    std::string const folder = (std::filesystem::temp_directory_path() /
-                                ("tez-octree-bench-" + std::to_string(getpid()) + (format == FIF_PNG ? "-png" : "-tif")))
-                                   .string();
+    std::string const folder =
+        (std::filesystem::temp_directory_path() /
+         ("tez-octree-bench-" + std::to_string(getpid()) + (format == FIF_PNG ? "-png" : "-tif")))
+            .string();
     std::filesystem::create_directories(folder);
     pattern = folder + (format == FIF_PNG ? "/slice%04d.png" : "/slice%04d.tif");
     std::vector<uint8_t> const& voxels = Phantom<uint8_t>();
@@ -153,10 +156,7 @@ void BM_OctreeBuildFromStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
     ReportTree(state, *tree);
 }
 BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, png, FIF_PNG)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
-BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, tiff, FIF_TIFF)
-    ->Unit(benchmark::kMillisecond)
-    ->UseRealTime()
-    ->Iterations(2);
+BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, tiff, FIF_TIFF)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
 
 long StatusKiB(char const* field)
 {
@@ -187,8 +187,7 @@ void BM_OctreeBuildPeakMemory(benchmark::State& state)
             std::ofstream("/proc/self/clear_refs") << "5"; // restart the peak from here
             long const before = StatusKiB("VmRSS:");
             TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 0, kEdge - 1);
-            TezRef<TezVoxelOctree> tree =
-                TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, limit);
+            TezRef<TezVoxelOctree> tree = TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, limit);
             double figures[2] = {double(StatusKiB("VmHWM:") - before) / 1024.0,
                                  double(tree->GetNodePool().GetSizeBytes() + tree->GetLeafPool().GetSizeBytes()) /
                                      1048576.0};
@@ -221,9 +220,7 @@ BENCHMARK(BM_OctreeBuildPeakMemory)->Arg(64)->Arg(256)->Unit(benchmark::kMillise
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeRender.h"
 
-
-namespace
-{
+namespace {
 constexpr int kWidth = 1024, kHeight = 768;
 // Opaque from grey 77 up (about 200 HU in the 8-bit phantom): bone and table.
 constexpr int kThreshold = 77;

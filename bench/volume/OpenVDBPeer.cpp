@@ -10,9 +10,11 @@
 
 namespace tezpeer {
 namespace {
-template <typename Voxel> using GridOf = openvdb::Grid<typename openvdb::tree::Tree4<Voxel, 5, 4, 3>::Type>;
+template <typename Voxel>
+using GridOf = openvdb::Grid<typename openvdb::tree::Tree4<Voxel, 5, 4, 3>::Type>;
 
-template <typename Voxel> typename GridOf<Voxel>::Ptr Convert(Voxel const* voxels, int edge)
+template <typename Voxel>
+typename GridOf<Voxel>::Ptr Convert(Voxel const* voxels, int edge)
 {
     openvdb::initialize();
     openvdb::CoordBBox const box(openvdb::Coord(0, 0, 0), openvdb::Coord(edge - 1, edge - 1, edge - 1));

@@ -32,8 +32,7 @@ enum class FastInflate { Done, Failed };
 // valid, its checksum matches and it fits; written holds its length then.
 // Anything else is Failed, with dst's content unspecified: the caller falls
 // back to the streaming inflater, which tells what went wrong.
-FastInflate InflateZlib(const uint8_t* src, size_t size, uint8_t* dst, size_t capacity,
-                        size_t& written);
+FastInflate InflateZlib(const uint8_t* src, size_t size, uint8_t* dst, size_t capacity, size_t& written);
 
-}  // namespace detail
-}  // namespace Compression
+} // namespace detail
+} // namespace Compression

@@ -34,8 +34,8 @@ TezDocCubeVolume::TezDocCubeVolume() { CreateTransferFunction(); }
 
 TezDocCubeVolume::~TezDocCubeVolume() = default;
 
-TezRef<TezDocCubeVolume> TezDocCubeVolume::Create(TezRef<TezImageStack> imageStack, double voxelSize,
-                                                  int bitsPerPixel, int volumeType)
+TezRef<TezDocCubeVolume> TezDocCubeVolume::Create(TezRef<TezImageStack> imageStack, double voxelSize, int bitsPerPixel,
+                                                  int volumeType)
 {
     if (volumeType == CubeVolumeType)
         RefuseCubeVolumes("TezDocCubeVolume::Create");
@@ -72,8 +72,8 @@ void TezDocCubeVolume::CreateCubeVolume(int type)
     m_sceneObject = nullptr;
     m_cubeVolume = nullptr;
     m_voxelOctree = nullptr;
-    m_voxelOctree = TezVoxelOctree::CreateFromVolumeData(TezString(""), m_imageStack, m_voxelSize, m_bitsPerPixel,
-                                                         512, 2048);
+    m_voxelOctree =
+        TezVoxelOctree::CreateFromVolumeData(TezString(""), m_imageStack, m_voxelSize, m_bitsPerPixel, 512, 2048);
     if (m_voxelOctree && m_histogram.empty())
         m_histogram = m_voxelOctree->GetHistogram();
     MakeSceneObject();

@@ -207,7 +207,9 @@ void RestoreFormer()
 
 void SetDefault(int signal)
 {
-    struct sigaction action {};
+    struct sigaction action
+    {
+    };
     action.sa_handler = SIG_DFL;
     sigemptyset(&action.sa_mask);
     SetAction(signal, action);
@@ -290,7 +292,9 @@ bool TezDebug::SetCrashHandlerFilter(Filter filter)
         EnsureAltStack();
         // A crash that the former handler survived is over.
         g_crashThread = 0;
-        struct sigaction action {};
+        struct sigaction action
+        {
+        };
         action.sa_sigaction = OnSignal;
         // SA_NODEFER lets a fault inside the handler reach it again, where it
         // is recognised instead of killing the process unannounced.
@@ -376,15 +380,24 @@ char const* TezDebug::ConvertSimpleException(TezExceptionPointers* exception)
         return code == BUS_ADRALN ? "Data Type Misalignment" : "In Page Error";
     case SIGFPE:
         switch (code) {
-        case FPE_INTDIV: return "Integer Divide by Zero";
-        case FPE_INTOVF: return "Integer Overflow";
-        case FPE_FLTDIV: return "Divide by Zero";
-        case FPE_FLTOVF: return "Float Overflow";
-        case FPE_FLTUND: return "Float Underflow";
-        case FPE_FLTRES: return "Float Inexact Result";
-        case FPE_FLTINV: return "Float Invalid Operation";
-        case FPE_FLTSUB: return "Array Bounds Exceeded";
-        default: return nullptr;
+        case FPE_INTDIV:
+            return "Integer Divide by Zero";
+        case FPE_INTOVF:
+            return "Integer Overflow";
+        case FPE_FLTDIV:
+            return "Divide by Zero";
+        case FPE_FLTOVF:
+            return "Float Overflow";
+        case FPE_FLTUND:
+            return "Float Underflow";
+        case FPE_FLTRES:
+            return "Float Inexact Result";
+        case FPE_FLTINV:
+            return "Float Invalid Operation";
+        case FPE_FLTSUB:
+            return "Array Bounds Exceeded";
+        default:
+            return nullptr;
         }
     case SIGILL:
         return code == ILL_PRVOPC || code == ILL_PRVREG ? "Privileged Instruction" : "Illegal Instruction";
@@ -424,8 +437,8 @@ char const* TezDebug::GetRegisterString(TezExceptionPointers* exception)
     auto v = [r](int i) { return static_cast<unsigned long long>(r[i]); };
     text.Add("RAX=%016llX  RBX=%016llX  RCX=%016llX  RDX=%016llX  RSI=%016llX\n"
              "RDI=%016llX  RBP=%016llX  RSP=%016llX  RIP=%016llX  FLG=%016llX\n",
-             v(REG_RAX), v(REG_RBX), v(REG_RCX), v(REG_RDX), v(REG_RSI), v(REG_RDI), v(REG_RBP), v(REG_RSP),
-             v(REG_RIP), v(REG_EFL));
+             v(REG_RAX), v(REG_RBX), v(REG_RCX), v(REG_RDX), v(REG_RSI), v(REG_RDI), v(REG_RBP), v(REG_RSP), v(REG_RIP),
+             v(REG_EFL));
 #elif defined(__aarch64__)
     auto const& m = exception->context->uc_mcontext;
     text.Add("X0=%016llX  X1=%016llX  X2=%016llX  X3=%016llX  LR=%016llX\n"
@@ -561,7 +574,9 @@ bool TezDebug::WriteDumpFile(char const* path, TezExceptionPointers* exception)
     arguments[length > 0 ? length : 0] = '\0';
     text.Add("command line: %s\n", arguments);
     time_t const now = time(nullptr);
-    struct tm utc {};
+    struct tm utc
+    {
+    };
     gmtime_r(&now, &utc);
     char when[64];
     strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S UTC", &utc);

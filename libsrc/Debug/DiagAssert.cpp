@@ -69,11 +69,11 @@ __attribute__((noinline)) void TezDiagAssert(char const* expression, char const*
     auto const caller = reinterpret_cast<uintptr_t>(__builtin_return_address(0));
     unsigned const options = g_options;
 
-    std::string const where = Format("File : %s\nLine : %d\nExpression : %s", file ? file : "", line,
-                                     expression ? expression : "");
-    std::string message = Format("Debug Assertion Failed!\n\nProgram : %s\n%s\nLast Error (0x%08X) : %s\n",
-                                 ProgramPath().c_str(), where.c_str(), static_cast<unsigned>(lastError),
-                                 std::strerror(lastError));
+    std::string const where =
+        Format("File : %s\nLine : %d\nExpression : %s", file ? file : "", line, expression ? expression : "");
+    std::string message =
+        Format("Debug Assertion Failed!\n\nProgram : %s\n%s\nLast Error (0x%08X) : %s\n", ProgramPath().c_str(),
+               where.c_str(), static_cast<unsigned>(lastError), std::strerror(lastError));
     if (options & TezAssertShowStack)
         message += "\n" + StackText(caller);
 

@@ -32,7 +32,7 @@ TEZ_API unsigned TezGetDiagAssertOptions();
 TEZ_API void TezDiagAssert(char const* expression, char const* file, int line);
 
 #if !defined(NDEBUG) || defined(TEZ_ENABLE_ASSERT)
-#  define TEZ_ASSERT(expression) ((expression) ? (void)0 : TezDiagAssert(#expression, __FILE__, __LINE__))
+#    define TEZ_ASSERT(expression) ((expression) ? (void)0 : TezDiagAssert(#    expression, __FILE__, __LINE__))
 #else
-#  define TEZ_ASSERT(expression) ((void)0)
+#    define TEZ_ASSERT(expression) ((void)0)
 #endif

@@ -11,7 +11,7 @@
 #include <unwind.h>
 
 #if defined(TEZ_HAVE_LIBDW)
-#  include <elfutils/libdwfl.h>
+#    include <elfutils/libdwfl.h>
 #endif
 
 namespace {
@@ -22,8 +22,7 @@ char g_file[1024];
 
 #if defined(TEZ_HAVE_LIBDW)
 char* g_debuginfoPath = nullptr;
-Dwfl_Callbacks const g_callbacks = {dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr,
-                                    &g_debuginfoPath};
+Dwfl_Callbacks const g_callbacks = {dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr, &g_debuginfoPath};
 Dwfl* g_dwfl = nullptr;
 #endif
 
@@ -163,8 +162,8 @@ bool TezSymbolEngine::Lookup(TezStackFrame frame, TezSymbolInfo& info)
         return false;
     info.moduleBase = loaded.dli_fbase;
     // The loader names the main program by its argv[0], or not at all.
-    bool const isProgram = !loaded.dli_fname || !*loaded.dli_fname ||
-                           std::strcmp(loaded.dli_fname, program_invocation_name) == 0;
+    bool const isProgram =
+        !loaded.dli_fname || !*loaded.dli_fname || std::strcmp(loaded.dli_fname, program_invocation_name) == 0;
     if (isProgram)
         ExecutableName(g_module, sizeof g_module);
     else

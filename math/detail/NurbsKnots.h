@@ -9,7 +9,8 @@ namespace tez_detail {
 
 // A control point in homogeneous form: (w * P, w).
 template <class T, class V>
-struct HPoint {
+struct HPoint
+{
     V p;
     T w;
     HPoint operator+(const HPoint& o) const { return {p + o.p, w + o.w}; }

@@ -39,10 +39,7 @@ bool HasWord(char const* list, char const* name)
     return false;
 }
 
-bool HasClientExtension(char const* name)
-{
-    return HasWord(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), name);
-}
+bool HasClientExtension(char const* name) { return HasWord(eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS), name); }
 
 bool Initialise(DisplayRecord& record, EGLDisplay display, char const* platformName)
 {
@@ -64,8 +61,7 @@ EGLDisplay HardwareDeviceDisplay(PFNEGLGETPLATFORMDISPLAYEXTPROC getPlatformDisp
     if (!HasClientExtension("EGL_EXT_device_enumeration") || !HasClientExtension("EGL_EXT_platform_device"))
         return EGL_NO_DISPLAY;
     auto queryDevices = reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
-    auto queryString =
-        reinterpret_cast<PFNEGLQUERYDEVICESTRINGEXTPROC>(eglGetProcAddress("eglQueryDeviceStringEXT"));
+    auto queryString = reinterpret_cast<PFNEGLQUERYDEVICESTRINGEXTPROC>(eglGetProcAddress("eglQueryDeviceStringEXT"));
     if (!queryDevices || !queryString)
         return EGL_NO_DISPLAY;
     EGLDeviceEXT devices[16];
@@ -196,8 +192,8 @@ bool MakeSurface(TezDeviceContextHandle* dc)
             !HasWord(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context"))
             return false;
     } else {
-        dc->surface = eglCreateWindowSurface(display, dc->config,
-                                             static_cast<EGLNativeWindowType>(window->x11Window), nullptr);
+        dc->surface =
+            eglCreateWindowSurface(display, dc->config, static_cast<EGLNativeWindowType>(window->x11Window), nullptr);
         if (dc->surface == EGL_NO_SURFACE)
             return false;
     }
@@ -219,10 +215,21 @@ bool PickConfig(TezDeviceContextHandle* dc)
         if (onScreen && surfaceType == 0)
             break;
         for (EGLint depth : depths) {
-            EGLint const attributes[] = {EGL_SURFACE_TYPE, surfaceType,   EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT,
-                                         EGL_RED_SIZE,     8,             EGL_GREEN_SIZE,      8,
-                                         EGL_BLUE_SIZE,    8,             EGL_ALPHA_SIZE,      8,
-                                         EGL_DEPTH_SIZE,   depth,         EGL_NONE};
+            EGLint const attributes[] = {EGL_SURFACE_TYPE,
+                                         surfaceType,
+                                         EGL_RENDERABLE_TYPE,
+                                         EGL_OPENGL_BIT,
+                                         EGL_RED_SIZE,
+                                         8,
+                                         EGL_GREEN_SIZE,
+                                         8,
+                                         EGL_BLUE_SIZE,
+                                         8,
+                                         EGL_ALPHA_SIZE,
+                                         8,
+                                         EGL_DEPTH_SIZE,
+                                         depth,
+                                         EGL_NONE};
             EGLConfig config = nullptr;
             EGLint count = 0;
             if (eglChooseConfig(display, attributes, &config, 1, &count) && count > 0) {
@@ -380,8 +387,8 @@ HGLRC TezGLPlatform::CreateContext(HDC dc, ContextAttributes const& attributes, 
         list[n++] = EGL_CONTEXT_MINOR_VERSION;
         list[n++] = attributes.minor;
         list[n++] = EGL_CONTEXT_OPENGL_PROFILE_MASK;
-        list[n++] = attributes.coreProfile ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT
-                                           : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT;
+        list[n++] =
+            attributes.coreProfile ? EGL_CONTEXT_OPENGL_CORE_PROFILE_BIT : EGL_CONTEXT_OPENGL_COMPATIBILITY_PROFILE_BIT;
         if (attributes.forwardCompatible) {
             list[n++] = EGL_CONTEXT_OPENGL_FORWARD_COMPATIBLE;
             list[n++] = EGL_TRUE;
@@ -389,8 +396,7 @@ HGLRC TezGLPlatform::CreateContext(HDC dc, ContextAttributes const& attributes, 
     }
     list[n] = EGL_NONE;
     eglBindAPI(EGL_OPENGL_API);
-    EGLContext context =
-        eglCreateContext(display, dc->config, share ? share->context : EGL_NO_CONTEXT, list);
+    EGLContext context = eglCreateContext(display, dc->config, share ? share->context : EGL_NO_CONTEXT, list);
     if (context == EGL_NO_CONTEXT) {
         SetLastError(NoContext);
         return nullptr;
@@ -463,7 +469,4 @@ int TezGLPlatform::GetEGLVersion(HDC dc) { return dc ? dc->display->version : 0;
 
 char const* TezGLPlatform::GetPlatformName(HDC dc) { return dc ? dc->display->platformName : ""; }
 
-void* TezGLPlatform::GetProcAddress(char const* name)
-{
-    return reinterpret_cast<void*>(eglGetProcAddress(name));
-}
+void* TezGLPlatform::GetProcAddress(char const* name) { return reinterpret_cast<void*>(eglGetProcAddress(name)); }

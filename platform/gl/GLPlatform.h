@@ -28,11 +28,11 @@ class TEZ_API TezGLPlatform
 public:
     enum Failure {
         NoFailure = 0,
-        NoDisplay,        // no EGL display could be opened or initialised
-        OldEGL,           // EGL below 1.4
-        NoConfig,         // no config renders desktop GL into the surface type
-        NoSurface,        // the window's surface could not be made
-        NoContext,        // eglCreateContext refused
+        NoDisplay,                // no EGL display could be opened or initialised
+        OldEGL,                   // EGL below 1.4
+        NoConfig,                 // no config renders desktop GL into the surface type
+        NoSurface,                // the window's surface could not be made
+        NoContext,                // eglCreateContext refused
         NoCreateContextExtension, // EGL_KHR_create_context missing (and EGL < 1.5)
     };
 

@@ -6,7 +6,6 @@
 
 using namespace tez_effects;
 
-
 TEZ_TYPIFIED_IMPL(TezDefaultEffect, "Default Effect")
 TEZ_TYPIFIED_IMPL(TezDefaultUnlitEffect, "Default Unlit Effect")
 TEZ_TYPIFIED_IMPL(TezUnlitEffect, "Unlit Effect")
@@ -14,7 +13,10 @@ TEZ_TYPIFIED_IMPL(TezBackgroundEffect, "Background Image Effect")
 TEZ_TYPIFIED_IMPL(TezGdiOverlayEffect, "Gdi Overlay Effect")
 TEZ_TYPIFIED_IMPL(TezShinyLightEffect, "Default Shiny Effect")
 
-TezDefaultEffect::TezDefaultEffect() : TezDefaultEffectImpl("vDefault.glsl", "fDefaultLit.glsl", "fDefaultUnlit.glsl", true) {}
+TezDefaultEffect::TezDefaultEffect()
+    : TezDefaultEffectImpl("vDefault.glsl", "fDefaultLit.glsl", "fDefaultUnlit.glsl", true)
+{
+}
 
 TezRef<TezDefaultEffect> TezDefaultEffect::Create() { return TezRef<TezDefaultEffect>(new TezDefaultEffect()); }
 

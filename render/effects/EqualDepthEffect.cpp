@@ -16,7 +16,8 @@ bool TezEqualDepthEffect::GLInitialize()
 {
     if (!TezDefaultEffectImpl::GLInitialize())
         return false;
-    m_litProgram = BuildProgram(m_vertexFile, TezString(), TezString("fEqualDepthLit.glsl"), {"inPosition", "inNormal"});
+    m_litProgram =
+        BuildProgram(m_vertexFile, TezString(), TezString("fEqualDepthLit.glsl"), {"inPosition", "inNormal"});
     m_litMapProgram = BuildProgram(m_vertexFile, TezString(), m_mapFragmentFile, {"inPosition", "inNormal"});
     if (!m_litProgram || !m_litMapProgram) {
         GLRelease();

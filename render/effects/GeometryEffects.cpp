@@ -13,16 +13,17 @@ TEZ_TYPIFIED_IMPL(TezEffectCoordSys, "Effect Oriented Polyline")
 TEZ_TYPIFIED_IMPL(TezEffectBrepFace, "Effect Brep Face")
 
 TezEffectTriangleMesh::TezEffectTriangleMesh()
-    : TezMultiPassEffect(2,
-                         {{"vDefault.glsl", nullptr, "fDefaultLit.glsl", "fDefaultUnlit.glsl"},
-                          {"vDefaultForGeomShader.glsl", "gWireframeMesh.glsl", "fDefaultUnlit.glsl",
-                           "fDefaultUnlit.glsl"}},
-                         {"inPosition", "inNormal"})
+    : TezMultiPassEffect(
+          2,
+          {{"vDefault.glsl", nullptr, "fDefaultLit.glsl", "fDefaultUnlit.glsl"},
+           {"vDefaultForGeomShader.glsl", "gWireframeMesh.glsl", "fDefaultUnlit.glsl", "fDefaultUnlit.glsl"}},
+          {"inPosition", "inNormal"})
 {
 }
 
 TezEffectThickPolyline::TezEffectThickPolyline()
-    : TezMultiPassEffect(2, {{"vNoProjection.glsl", "gLinesAdjThickener.glsl", "fDefaultLit.glsl", "fDefaultUnlit.glsl"}},
+    : TezMultiPassEffect(2,
+                         {{"vNoProjection.glsl", "gLinesAdjThickener.glsl", "fDefaultLit.glsl", "fDefaultUnlit.glsl"}},
                          {"inPosition"})
 {
 }
@@ -42,14 +43,16 @@ bool TezEffectThickPolyline::GLInitialize()
 
 TezEffectRectangularRibbon::TezEffectRectangularRibbon()
     : TezMultiPassEffect(
-          1, {{"vParametricToWorld.glsl", "gLinesAdjWidener.glsl", "fLitWithDarkerBackside.glsl", "fDefaultUnlit.glsl"}},
+          1,
+          {{"vParametricToWorld.glsl", "gLinesAdjWidener.glsl", "fLitWithDarkerBackside.glsl", "fDefaultUnlit.glsl"}},
           {"inPosition"})
 {
 }
 
 TezEffectRevolvedRibbon::TezEffectRevolvedRibbon()
     : TezMultiPassEffect(
-          1, {{"vCylindricalToWorld.glsl", "gLinesAdjWidener.glsl", "fLitWithDarkerBackside.glsl", "fDefaultUnlit.glsl"}},
+          1,
+          {{"vCylindricalToWorld.glsl", "gLinesAdjWidener.glsl", "fLitWithDarkerBackside.glsl", "fDefaultUnlit.glsl"}},
           {"inPosition"})
 {
 }

@@ -1,8 +1,8 @@
 #pragma once
 // Point sprites: each GL point drawn as a shape of "pointSize" pixels.
 //   TezCirclePointSpriteEffect   "Circle Point Sprite Effect"      vDefaultSprite, fLitCircleSprite, fUnlitCircleSprite
-//   TezTrianglePointSpriteEffect "Triangle Point Sprite Effect"    vDefaultTriangleSprite, fLitTriangleSprite, fUnlitTriangleSprite
-//   TezCirclePointBBSpriteEffect "Circle Point Sprite Bounding Box Effect"
+//   TezTrianglePointSpriteEffect "Triangle Point Sprite Effect"    vDefaultTriangleSprite, fLitTriangleSprite,
+//   fUnlitTriangleSprite TezCirclePointBBSpriteEffect "Circle Point Sprite Bounding Box Effect"
 //                                vBoundingBoxSprite, fLitCircleSprite, fUnlitCircleSprite
 // Circles are shaded as little spheres. Triangles point along the projected
 // direction of the vertex's second attribute. The bounding-box sprites draw

@@ -11,8 +11,8 @@ TezRef<TezFrameBuffer> TezFrameBuffer::Create() { return TezRef<TezFrameBuffer>(
 TezRef<TezFrameBuffer> TezFrameBuffer::Create(int width, int height)
 {
     TezRef<TezFrameBuffer> buffer = Create();
-    buffer->SetColorAttachment(
-        0, TezTexture::Create(TezTexture::PixelRGBA8, width, height, 1, TezTexture::Type2D, false));
+    buffer->SetColorAttachment(0,
+                               TezTexture::Create(TezTexture::PixelRGBA8, width, height, 1, TezTexture::Type2D, false));
     buffer->SetDepthAttachment(
         TezTexture::Create(TezTexture::PixelDepth32F, width, height, 1, TezTexture::Type2D, false));
     return buffer;

@@ -4,8 +4,8 @@
 // 24-byte vertices of TezIndexedMesh as they stand), and 32-bit indices.
 // Movable, not copyable; Upload, Draw and Release need the context current.
 
-#include "platform/Api.h"
 #include "core/RefCounter.h"
+#include "platform/Api.h"
 #include "render/gl/Buffer.h"
 
 #include <cstddef>

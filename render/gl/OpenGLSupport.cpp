@@ -14,24 +14,36 @@ namespace {
 int CodeOfPlatformFailure(TezGLPlatform::Failure failure)
 {
     switch (failure) {
-    case TezGLPlatform::OldEGL: return TezOpenGLSupport::BadDisplayVersion;
-    case TezGLPlatform::NoConfig: return TezOpenGLSupport::PixelFormatFailed;
-    case TezGLPlatform::NoSurface: return TezOpenGLSupport::PixelFormatFailed;
-    case TezGLPlatform::NoCreateContextExtension: return TezOpenGLSupport::NoContextAttributes;
-    default: return TezOpenGLSupport::NoDisplay;
+    case TezGLPlatform::OldEGL:
+        return TezOpenGLSupport::BadDisplayVersion;
+    case TezGLPlatform::NoConfig:
+        return TezOpenGLSupport::PixelFormatFailed;
+    case TezGLPlatform::NoSurface:
+        return TezOpenGLSupport::PixelFormatFailed;
+    case TezGLPlatform::NoCreateContextExtension:
+        return TezOpenGLSupport::NoContextAttributes;
+    default:
+        return TezOpenGLSupport::NoDisplay;
     }
 }
 
 char const* PlatformFailureText(TezGLPlatform::Failure failure)
 {
     switch (failure) {
-    case TezGLPlatform::NoDisplay: return "no EGL display could be opened";
-    case TezGLPlatform::OldEGL: return "EGL is older than 1.4";
-    case TezGLPlatform::NoConfig: return "no EGL config renders desktop OpenGL";
-    case TezGLPlatform::NoSurface: return "the window's EGL surface could not be made";
-    case TezGLPlatform::NoContext: return "eglCreateContext refused";
-    case TezGLPlatform::NoCreateContextExtension: return "EGL_KHR_create_context is missing";
-    default: return "no reason given";
+    case TezGLPlatform::NoDisplay:
+        return "no EGL display could be opened";
+    case TezGLPlatform::OldEGL:
+        return "EGL is older than 1.4";
+    case TezGLPlatform::NoConfig:
+        return "no EGL config renders desktop OpenGL";
+    case TezGLPlatform::NoSurface:
+        return "the window's EGL surface could not be made";
+    case TezGLPlatform::NoContext:
+        return "eglCreateContext refused";
+    case TezGLPlatform::NoCreateContextExtension:
+        return "EGL_KHR_create_context is missing";
+    default:
+        return "no reason given";
     }
 }
 
@@ -124,24 +136,40 @@ void TezOpenGLSupport::TezReleaseGLRC(HGLRC context) { TezGLPlatform::DestroyCon
 TezString TezOpenGLSupport::TezErrorString(int code)
 {
     switch (code) {
-    case Success: return TezString("");
-    case PixelFormatFailed: return TezString("ERROR: Failed to set the desired pixel format needed by OpenGL.\n");
-    case StandardContextFailed: return TezString("ERROR: Failed to create a standard OpenGL context.\n");
-    case ContextFailed: return TezString("ERROR: Failed to create the OpenGL context.\n");
+    case Success:
+        return TezString("");
+    case PixelFormatFailed:
+        return TezString("ERROR: Failed to set the desired pixel format needed by OpenGL.\n");
+    case StandardContextFailed:
+        return TezString("ERROR: Failed to create a standard OpenGL context.\n");
+    case ContextFailed:
+        return TezString("ERROR: Failed to create the OpenGL context.\n");
     case NoContextAttributes:
         return TezString("ERROR: OpenGL does not support creating a context with attributes.\n");
-    case LibraryFailed: return TezString("ERROR: Failed to initialize OpenGL library.\n");
-    case VersionTooOld: return TezString("ERROR: Morvane requires OpenGL version 4.3 or greater.\n");
-    case NoDisplay: return TezString("ERROR: Unable to connect to X display.\n");
-    case BadDisplayVersion: return TezString("ERROR: Invalid GLX version.  Must be 1.3 or greater.\n");
-    case NoFrameBufferConfig: return TezString("ERROR: Unable to find an adequate frame buffer.\n");
-    case NoWindow: return TezString("ERROR: Unable to create an X window.\n");
-    case CudaInitFailed: return TezString("ERROR: Failed to initialize NVidia's CUDA library.\n");
-    case CudaNoDevice: return TezString("ERROR: No NVidia CUDA devices found.\n");
-    case CudaNoProperties: return TezString("ERROR: Failed to get CUDA properties.\n");
-    case CudaSetDeviceFailed: return TezString("ERROR: Failed to set CUDA device.\n");
-    case CudaDeviceUnusable: return TezString("ERROR: NVidia CUDA device cannot be used by Morvane.\n");
-    default: return TezString("ERROR: Unknown error\n");
+    case LibraryFailed:
+        return TezString("ERROR: Failed to initialize OpenGL library.\n");
+    case VersionTooOld:
+        return TezString("ERROR: Morvane requires OpenGL version 4.3 or greater.\n");
+    case NoDisplay:
+        return TezString("ERROR: Unable to connect to X display.\n");
+    case BadDisplayVersion:
+        return TezString("ERROR: Invalid GLX version.  Must be 1.3 or greater.\n");
+    case NoFrameBufferConfig:
+        return TezString("ERROR: Unable to find an adequate frame buffer.\n");
+    case NoWindow:
+        return TezString("ERROR: Unable to create an X window.\n");
+    case CudaInitFailed:
+        return TezString("ERROR: Failed to initialize NVidia's CUDA library.\n");
+    case CudaNoDevice:
+        return TezString("ERROR: No NVidia CUDA devices found.\n");
+    case CudaNoProperties:
+        return TezString("ERROR: Failed to get CUDA properties.\n");
+    case CudaSetDeviceFailed:
+        return TezString("ERROR: Failed to set CUDA device.\n");
+    case CudaDeviceUnusable:
+        return TezString("ERROR: NVidia CUDA device cannot be used by Morvane.\n");
+    default:
+        return TezString("ERROR: Unknown error\n");
     }
 }
 

@@ -20,8 +20,8 @@
 // level and answers 0; a failed compile or link shows the driver's log
 // through the UI manager's ReportError and logs it.
 
-#include "platform/Api.h"
 #include "core/String.h"
+#include "platform/Api.h"
 #include "platform/Handles.h"
 
 #include <vector>

@@ -6,7 +6,7 @@
 #include <numeric>
 
 void TezGLPrimitives::Upload(std::vector<float> const& vertices, std::initializer_list<int> attributeSizes,
-                        std::vector<unsigned> const& indices)
+                             std::vector<unsigned> const& indices)
 {
     int const floatsPerVertex = std::accumulate(attributeSizes.begin(), attributeSizes.end(), 0);
     Release();

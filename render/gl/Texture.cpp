@@ -57,15 +57,24 @@ bool CoreSubstitute(TezTexture::PixelFormat format, FormatRow& row, GLint swizzl
     switch (format) {
     case TezTexture::PixelAlpha8:
         row = {GL_R8, GL_RED, GL_UNSIGNED_BYTE, 1};
-        swizzle[0] = GL_ZERO; swizzle[1] = GL_ZERO; swizzle[2] = GL_ZERO; swizzle[3] = GL_RED;
+        swizzle[0] = GL_ZERO;
+        swizzle[1] = GL_ZERO;
+        swizzle[2] = GL_ZERO;
+        swizzle[3] = GL_RED;
         return true;
     case TezTexture::PixelLuminance8:
         row = {GL_R8, GL_RED, GL_UNSIGNED_BYTE, 1};
-        swizzle[0] = GL_RED; swizzle[1] = GL_RED; swizzle[2] = GL_RED; swizzle[3] = GL_ONE;
+        swizzle[0] = GL_RED;
+        swizzle[1] = GL_RED;
+        swizzle[2] = GL_RED;
+        swizzle[3] = GL_ONE;
         return true;
     case TezTexture::PixelLuminanceAlpha8:
         row = {GL_RG8, GL_RG, GL_UNSIGNED_BYTE, 2};
-        swizzle[0] = GL_RED; swizzle[1] = GL_RED; swizzle[2] = GL_RED; swizzle[3] = GL_GREEN;
+        swizzle[0] = GL_RED;
+        swizzle[1] = GL_RED;
+        swizzle[2] = GL_RED;
+        swizzle[3] = GL_GREEN;
         return true;
     default:
         return false;
@@ -75,9 +84,12 @@ bool CoreSubstitute(TezTexture::PixelFormat format, FormatRow& row, GLint swizzl
 char const* BindLabel(GLenum target)
 {
     switch (target) {
-    case GL_TEXTURE_1D: return "glBindTexture(GL_TEXTURE_1D)";
-    case GL_TEXTURE_2D: return "glBindTexture(GL_TEXTURE_2D)";
-    default: return "glBindTexture(GL_TEXTURE_3D)";
+    case GL_TEXTURE_1D:
+        return "glBindTexture(GL_TEXTURE_1D)";
+    case GL_TEXTURE_2D:
+        return "glBindTexture(GL_TEXTURE_2D)";
+    default:
+        return "glBindTexture(GL_TEXTURE_3D)";
     }
 }
 
@@ -109,8 +121,8 @@ unsigned TezTexture::ChooseTarget(int height, int depth, TypeHint hint)
     return GL_TEXTURE_1D;
 }
 
-bool TezTexture::GetFormatInfo(PixelFormat format, unsigned& internalFormat, unsigned& dataFormat,
-                               unsigned& dataType, int& bytesPerPixel)
+bool TezTexture::GetFormatInfo(PixelFormat format, unsigned& internalFormat, unsigned& dataFormat, unsigned& dataType,
+                               int& bytesPerPixel)
 {
     if (format < PixelBGRA8 || format > PixelDepth32F)
         return false;

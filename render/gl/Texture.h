@@ -81,8 +81,8 @@ public:
     static unsigned ChooseTarget(int height, int depth, TypeHint hint);
     // The pixel-format table: internal format, data format, data type, bytes
     // per pixel; false for a value outside 1 to 11.
-    static bool GetFormatInfo(PixelFormat format, unsigned& internalFormat, unsigned& dataFormat,
-                              unsigned& dataType, int& bytesPerPixel);
+    static bool GetFormatInfo(PixelFormat format, unsigned& internalFormat, unsigned& dataFormat, unsigned& dataType,
+                              int& bytesPerPixel);
 
 private:
     TezTexture(PixelFormat format, int width, int height, int depth, TypeHint hint);

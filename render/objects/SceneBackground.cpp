@@ -28,10 +28,7 @@ TezSceneBackground::TezSceneBackground() : TezSceneObject(TezBackgroundEffect::S
 
 TezSceneBackground::~TezSceneBackground() = default;
 
-TezRef<TezSceneBackground> TezSceneBackground::Create()
-{
-    return TezRef<TezSceneBackground>(new TezSceneBackground());
-}
+TezRef<TezSceneBackground> TezSceneBackground::Create() { return TezRef<TezSceneBackground>(new TezSceneBackground()); }
 
 void TezSceneBackground::SetHue(float hue)
 {
@@ -105,8 +102,8 @@ bool TezSceneBackground::BuildObject()
     for (int row = 0; row < kGradientRows; ++row) {
         float const t = static_cast<float>(row) / (kGradientRows - 1);
         float const value = m_value * (1.0f - m_gradientSize * (1.0f - t));
-        TezVector3<float> const rgb = TezColor::HsvToRgb(
-            TezVector3<float>(m_hue, m_saturation, std::clamp(value, 0.0f, 1.0f)));
+        TezVector3<float> const rgb =
+            TezColor::HsvToRgb(TezVector3<float>(m_hue, m_saturation, std::clamp(value, 0.0f, 1.0f)));
         for (int c = 0; c < 3; ++c)
             pixels[row * 4 + c] = static_cast<unsigned char>(std::clamp(rgb[c], 0.0f, 1.0f) * 255.0f + 0.5f);
         pixels[row * 4 + 3] = 255;

@@ -76,8 +76,9 @@ bool TezSceneGdiOverlay::DrawObject(TezSceneDrawData const& data)
     // Pixels to device coordinates: x right from -1, y up from -1.
     float const left = 2.0f * static_cast<float>(m_position.x) / viewWidth - 1.0f;
     float const bottom = 1.0f - 2.0f * (static_cast<float>(m_position.y) + height) / viewHeight;
-    TezMatrix44<float> const place = TezTranslationTransform<float>({left, bottom, 0.0f}) *
-                                     TezAnisotropicTransform<float>({2.0f * width / viewWidth, 2.0f * height / viewHeight, 1.0f});
+    TezMatrix44<float> const place =
+        TezTranslationTransform<float>({left, bottom, 0.0f}) *
+        TezAnisotropicTransform<float>({2.0f * width / viewWidth, 2.0f * height / viewHeight, 1.0f});
     GLuint const program = tez_objects::CurrentProgram();
     tez_objects::SetUniform(program, "modelMatrix", place);
     TezVector4<float> color = GetColor();

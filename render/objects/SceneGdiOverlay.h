@@ -10,9 +10,9 @@
 // (TezRgbaBitmap::Changed) is loaded again at the next draw. Drawing needs
 // the context current.
 
+#include "render/gl/Primitives.h"
 #include "render/gl/Texture.h"
 #include "render/objects/RgbaBitmap.h"
-#include "render/gl/Primitives.h"
 #include "render/scene/SceneObject.h"
 
 TEZ_DECLARE_REF_FUNCTIONS(TezSceneGdiOverlay)

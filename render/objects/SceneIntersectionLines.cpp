@@ -44,8 +44,7 @@ bool TezSceneIntersectionLines::UnbuildObject(TezSceneObject*, TezSceneObject*)
     return true;
 }
 
-bool TezSceneIntersectionLines::DrawObject(TezSceneDrawData const& data, TezSceneObject* first,
-                                           TezSceneObject* second)
+bool TezSceneIntersectionLines::DrawObject(TezSceneDrawData const& data, TezSceneObject* first, TezSceneObject* second)
 {
     auto* effect = dynamic_cast<TezEqualDepthEffect*>(data.GetEffect().Get());
     TezRef<TezCameraView> camera = data.GetCamera();

@@ -25,8 +25,7 @@ public:
 
     // Directions, one per point, turn the triangles; missing ones are zero
     // (the triangle then points right). Circles ignore them.
-    void SetPoints(std::vector<TezVector3<float>> const& points,
-                   std::vector<TezVector3<float>> const& directions = {});
+    void SetPoints(std::vector<TezVector3<float>> const& points, std::vector<TezVector3<float>> const& directions = {});
     size_t GetNumPoints() const { return m_points.size(); }
     // Pixels across; 8 to start.
     void SetPointSize(float size) { m_pointSize = size; }

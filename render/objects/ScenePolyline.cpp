@@ -75,10 +75,18 @@ bool TezScenePolyline::UnbuildObject()
 bool TezScenePolyline::DrawObject(TezSceneDrawData const&)
 {
     switch (m_renderType) {
-    case Loop: m_lines.Draw(GL_LINE_LOOP); break;
-    case Segments: m_lines.Draw(GL_LINES); break;
-    case Points: DrawPoints(m_lines); break;
-    default: m_lines.Draw(GL_LINE_STRIP); break;
+    case Loop:
+        m_lines.Draw(GL_LINE_LOOP);
+        break;
+    case Segments:
+        m_lines.Draw(GL_LINES);
+        break;
+    case Points:
+        DrawPoints(m_lines);
+        break;
+    default:
+        m_lines.Draw(GL_LINE_STRIP);
+        break;
     }
     return true;
 }
@@ -88,7 +96,8 @@ bool TezScenePolyline::DrawObject(TezSceneDrawData const&)
 TezScenePolylineGroup::TezScenePolylineGroup() : TezSceneObject(TezUnlitEffect::StaticType()) {}
 TezScenePolylineGroup::~TezScenePolylineGroup() = default;
 
-TezRef<TezScenePolylineGroup> TezScenePolylineGroup::Create(std::vector<std::vector<TezVector3<float>>> const& polylines)
+TezRef<TezScenePolylineGroup>
+TezScenePolylineGroup::Create(std::vector<std::vector<TezVector3<float>>> const& polylines)
 {
     TezRef<TezScenePolylineGroup> object(new TezScenePolylineGroup());
     object->SetVertices(polylines);
@@ -144,8 +153,7 @@ bool TezScenePolylineGroup::DrawObject(TezSceneDrawData const&)
 TezSceneThickPolyline::TezSceneThickPolyline() : TezSceneObject(TezEffectThickPolyline::StaticType()) {}
 TezSceneThickPolyline::~TezSceneThickPolyline() = default;
 
-TezRef<TezSceneThickPolyline> TezSceneThickPolyline::Create(std::vector<TezVector3<float>> const& vertices,
-                                                            bool closed)
+TezRef<TezSceneThickPolyline> TezSceneThickPolyline::Create(std::vector<TezVector3<float>> const& vertices, bool closed)
 {
     TezRef<TezSceneThickPolyline> object(new TezSceneThickPolyline());
     object->SetVertices(vertices);

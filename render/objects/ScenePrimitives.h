@@ -15,8 +15,8 @@
 // context current.
 
 #include "math/Box.h"
-#include "render/objects/SceneMesh.h"
 #include "render/gl/Primitives.h"
+#include "render/objects/SceneMesh.h"
 
 TEZ_DECLARE_REF_FUNCTIONS(TezSceneBox)
 TEZ_DECLARE_REF_FUNCTIONS(TezSceneCone)
@@ -112,8 +112,7 @@ class TEZ_API TezSceneFrame : public TezSceneMesh
 {
     TEZ_TYPIFIED_CLASS(TezSceneFrame)
 public:
-    static TezRef<TezSceneFrame> Create(float outerHalfSize = 0.5f, float innerHalfSize = 0.35f,
-                                        float height = 0.1f);
+    static TezRef<TezSceneFrame> Create(float outerHalfSize = 0.5f, float innerHalfSize = 0.35f, float height = 0.1f);
     void SetFrame(float outerHalfSize, float innerHalfSize, float height);
 
 protected:

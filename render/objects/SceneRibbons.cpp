@@ -50,12 +50,14 @@ void RibbonDefaults(TezSceneObject& object)
 void AppendLoop(std::vector<unsigned>& indices, unsigned first, unsigned n)
 {
     for (unsigned k = 0; k < n; ++k)
-        indices.insert(indices.end(),
-                       {first + (k + n - 1) % n, first + k, first + (k + 1) % n, first + (k + 2) % n});
+        indices.insert(indices.end(), {first + (k + n - 1) % n, first + k, first + (k + 1) % n, first + (k + 2) % n});
 }
 
 // A lone segment with square ends.
-void AppendSegment(std::vector<unsigned>& indices, unsigned a, unsigned b) { indices.insert(indices.end(), {a, a, b, b}); }
+void AppendSegment(std::vector<unsigned>& indices, unsigned a, unsigned b)
+{
+    indices.insert(indices.end(), {a, a, b, b});
+}
 
 } // namespace
 

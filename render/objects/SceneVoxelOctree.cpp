@@ -17,7 +17,8 @@ TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Scene Voxel Octree")
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneVoxelOctree)
 
 TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
-    : TezSceneObject(TezVoxelOctreeEffect::StaticType()), m_octree(octree), m_table(TezVolumeCreateTransferFunction({{0.0f, 0.0f}, {1.0f, 1.0f}}, 256))
+    : TezSceneObject(TezVoxelOctreeEffect::StaticType()), m_octree(octree),
+      m_table(TezVolumeCreateTransferFunction({{0.0f, 0.0f}, {1.0f, 1.0f}}, 256))
 {
     SetColor({0.46666667f, 0.53333336f, 0.6f, 0.6f});
 }
@@ -77,8 +78,8 @@ bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
     float const* table = static_cast<float const*>(m_kernelTable.Get());
     TezOctreeRenderSource source = TezMakeOctreeRenderSource(*m_octree);
     source.statesValid = m_statesValid;
-    source.looks = TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading |
-                   TezOctreeDevice::LookTableOpacity;
+    source.looks =
+        TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
     float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
     TezMatrix44<float> const matrix = GetWorldMatrix() * TezScaleTransform<float>(edge);
     TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);

@@ -72,10 +72,7 @@ Mat44 ProjectionFromBounds(TezBox3<float> const& bounds)
 
 } // namespace
 
-TezLight::TezLight()
-    : m_shadowView(TezIdentityTransform<float>()), m_shadowProjection(TezIdentityTransform<float>())
-{
-}
+TezLight::TezLight() : m_shadowView(TezIdentityTransform<float>()), m_shadowProjection(TezIdentityTransform<float>()) {}
 
 TezRef<TezLight> TezLight::Create() { return TezRef<TezLight>(new TezLight()); }
 

@@ -68,10 +68,7 @@ void TezSceneObject::SetInheritAllProperties(bool inherit)
         m_inheritOff.set();
 }
 
-bool TezSceneObject::GetInheritProperty(Property property) const
-{
-    return !m_inheritOff.test(CheckedIndex(property));
-}
+bool TezSceneObject::GetInheritProperty(Property property) const { return !m_inheritOff.test(CheckedIndex(property)); }
 
 TezVector4<float> TezSceneObject::GetSelectedColor()
 {

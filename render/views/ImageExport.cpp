@@ -17,8 +17,8 @@ TezString TezImageExport::GetEncoderMimeType(TezString const& name)
         char const* extension;
         char const* mime;
     };
-    static Entry const table[] = {{"BMP", "image/bmp"},   {"PNG", "image/png"},   {"EXIF", "image/exif"},
-                                  {"EMF", "image/emf"},   {"TIF", "image/tiff"},  {"TIFF", "image/tiff"}};
+    static Entry const table[] = {{"BMP", "image/bmp"}, {"PNG", "image/png"},  {"EXIF", "image/exif"},
+                                  {"EMF", "image/emf"}, {"TIF", "image/tiff"}, {"TIFF", "image/tiff"}};
     for (Entry const& entry : table)
         if (extension.CompareNoCase(TezString(entry.extension)) == 0)
             return TezString(entry.mime);
@@ -39,15 +39,13 @@ int TezImageExport::GetEncoderFormat(TezString const& mimeType)
     return FIF_UNKNOWN;
 }
 
-bool TezImageExport::SaveBitmap(TezString const& name, unsigned char const* pixels, int width, int height,
-                                int stride)
+bool TezImageExport::SaveBitmap(TezString const& name, unsigned char const* pixels, int width, int height, int stride)
 {
     if (!pixels)
         throw std::runtime_error("TezImageExport::SaveBitmap: null pixels");
     if (width < 1 || height < 1 || stride < width * 3)
-        throw std::runtime_error("TezImageExport::SaveBitmap: " + std::to_string(width) + "x" +
-                                 std::to_string(height) + " pixels do not fit a stride of " +
-                                 std::to_string(stride));
+        throw std::runtime_error("TezImageExport::SaveBitmap: " + std::to_string(width) + "x" + std::to_string(height) +
+                                 " pixels do not fit a stride of " + std::to_string(stride));
     int const format = GetEncoderFormat(GetEncoderMimeType(name));
     if (format == FIF_UNKNOWN)
         return false;

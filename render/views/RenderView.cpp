@@ -307,18 +307,16 @@ void TezRenderView::CalcStandardView(int view, float fov, TezVector3<float>& eye
     m_camera->CalcStandardView(GetBounds(false), TezIdentityTransform<float>(), view, fov, eye, focus, up);
 }
 
-void TezRenderView::CalcStandardViewOfObject(int view, TezRef<TezSceneObject> object, float fov,
-                                             TezVector3<float>& eye, TezVector3<float>& focus,
-                                             TezVector3<float>& up)
+void TezRenderView::CalcStandardViewOfObject(int view, TezRef<TezSceneObject> object, float fov, TezVector3<float>& eye,
+                                             TezVector3<float>& focus, TezVector3<float>& up)
 {
     if (!object)
         throw std::runtime_error("TezRenderView::CalcStandardViewOfObject: no object");
     m_camera->CalcStandardView(object->GetBounds(false), object->GetWorldMatrix(), view, fov, eye, focus, up);
 }
 
-void TezRenderView::CalcZoomAll(TezVector3<float> const& from, TezVector3<float> const& to,
-                                TezVector3<float> const& up, float fov, TezVector3<float>& eye,
-                                TezVector3<float>& focus)
+void TezRenderView::CalcZoomAll(TezVector3<float> const& from, TezVector3<float> const& to, TezVector3<float> const& up,
+                                float fov, TezVector3<float>& eye, TezVector3<float>& focus)
 {
     m_camera->CalcZoomAll(GetBounds(false), from, to, up, fov, eye, focus);
 }

@@ -100,15 +100,13 @@ public:
     // Eye, focus and up of standard view `view` (0 to 7, else
     // std::runtime_error) and the zoom-all fit, over the scene's bounds or
     // one object's (a null object is refused with std::runtime_error).
-    void CalcStandardView(int view, float fov, TezVector3<float>& eye, TezVector3<float>& focus,
-                          TezVector3<float>& up);
+    void CalcStandardView(int view, float fov, TezVector3<float>& eye, TezVector3<float>& focus, TezVector3<float>& up);
     void CalcStandardViewOfObject(int view, TezRef<TezSceneObject> object, float fov, TezVector3<float>& eye,
                                   TezVector3<float>& focus, TezVector3<float>& up);
-    void CalcZoomAll(TezVector3<float> const& from, TezVector3<float> const& to, TezVector3<float> const& up,
-                     float fov, TezVector3<float>& eye, TezVector3<float>& focus);
-    void CalcZoomAllOfObject(TezRef<TezSceneObject> object, TezVector3<float> const& from,
-                             TezVector3<float> const& to, TezVector3<float> const& up, float fov,
-                             TezVector3<float>& eye, TezVector3<float>& focus);
+    void CalcZoomAll(TezVector3<float> const& from, TezVector3<float> const& to, TezVector3<float> const& up, float fov,
+                     TezVector3<float>& eye, TezVector3<float>& focus);
+    void CalcZoomAllOfObject(TezRef<TezSceneObject> object, TezVector3<float> const& from, TezVector3<float> const& to,
+                             TezVector3<float> const& up, float fov, TezVector3<float>& eye, TezVector3<float>& focus);
 
     TezRef<TezRefCounter> GetActiveTool();
     // Whether the application's render thread paints by itself now.

@@ -2,10 +2,10 @@
 #include "document/CommandManager.h"
 #include "document/DocumentCommands.h"
 #include "document/objects/DocCubeVolume.h"
-#include "render/scene/SceneObject.h"
 #include "render/scene/Scene.h"
-#include "volume/MemoryVolume.h"
+#include "render/scene/SceneObject.h"
 #include "tez/HostApplication.h"
+#include "volume/MemoryVolume.h"
 
 #include <gtest/gtest.h>
 
@@ -205,7 +205,8 @@ TEST_F(HostDocuments, VolumeObjectsSaveAndOpenWithTheirOctreeAndLooks)
     EXPECT_EQ(volume->GetSceneObject()->GetColor(), back->GetSceneObject()->GetColor());
     EXPECT_FALSE(back->GetVisible());
     EXPECT_EQ(0.5f, back->GetVoxelSize());
-    EXPECT_EQ(volume->GetVoxelOctree()->GetNodePool().GetSizeBytes(), back->GetVoxelOctree()->GetNodePool().GetSizeBytes());
+    EXPECT_EQ(volume->GetVoxelOctree()->GetNodePool().GetSizeBytes(),
+              back->GetVoxelOctree()->GetNodePool().GetSizeBytes());
 
     // The opened objects have ids of their own, written in their records:
     // the rest is the same.

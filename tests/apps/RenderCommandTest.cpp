@@ -5,15 +5,14 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <functional>
-#include <set>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
+#include <set>
 #include <string>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 std::string DataPath(char const* name) { return std::string(std::getenv("TEZ_TEST_DATA")) + "/data/" + name; }
 
 std::vector<uint8_t> Pixels(std::string const& path, int& width, int& height)

@@ -1,5 +1,5 @@
-#include "TestApplication.h"
 #include "core/Application.h"
+#include "TestApplication.h"
 #include "core/Callback.h"
 #include "core/Events.h"
 #include "core/Logger.h"
@@ -87,8 +87,8 @@ TEST(TezApplication, BuildsAndTearsDownInTheKernelsOrder)
 
     size_t last = 0;
     for (char const* step : {"built the thread manager", "built the event manager", "built the render view manager",
-                             "built the UI manager", "built the resource manager",
-                             "stopped all threads", "dropped all subscriptions", "released the managers"}) {
+                             "built the UI manager", "built the resource manager", "stopped all threads",
+                             "dropped all subscriptions", "released the managers"}) {
         if (!withViews && std::string(step) == "built the render view manager")
             continue;
         size_t at = log.find(step);

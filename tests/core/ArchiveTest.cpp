@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
-#include <unistd.h>
 #include <random>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -82,10 +82,10 @@ TEST(TezArchiveFormat, ScalarEntriesHaveTheirExactBytes)
     EXPECT_EQ((Bytes{0x03, 'b', 'p', 'p', 0x04, 0x08, 0x00, 0x00, 0x00}),
               Write([](TezArchive& a) { a.WriteInt("bpp", 8); }));
     EXPECT_EQ((Bytes{0x01, 'b', 0x01, 0x01}), Write([](TezArchive& a) { a.WriteBool("b", true); }));
-    EXPECT_EQ((Bytes{0x01, 's', 0x08, 0x2A, 0, 0, 0, 0, 0, 0, 0}),
-              Write([](TezArchive& a) { a.WriteSizet("s", 42); }));
+    EXPECT_EQ((Bytes{0x01, 's', 0x08, 0x2A, 0, 0, 0, 0, 0, 0, 0}), Write([](TezArchive& a) { a.WriteSizet("s", 42); }));
     EXPECT_EQ((Bytes{0x00, 0x02, 'h', 'i'}), Write([](TezArchive& a) { a.WriteString("", "hi"); }));
-    EXPECT_EQ((Bytes{0x01, 'n', 0x00}), Write([](TezArchive& a) { a.WriteString("n", static_cast<char const*>(nullptr)); }));
+    EXPECT_EQ((Bytes{0x01, 'n', 0x00}),
+              Write([](TezArchive& a) { a.WriteString("n", static_cast<char const*>(nullptr)); }));
 
     Bytes section = Write([](TezArchive& a) {
         a.WriteStartSection("My Object");
@@ -196,8 +196,7 @@ TEST(TezArchiveReading, SizeRulesAndTheirMessage)
         a.WriteInt("narrow", -1);
     });
     Reader r(file);
-    EXPECT_EQ("Read size incorrect in TezArchive: expected:4  actual:8  tag <wide>\n",
-              ErrorOf([&] { r->ReadInt(); }));
+    EXPECT_EQ("Read size incorrect in TezArchive: expected:4  actual:8  tag <wide>\n", ErrorOf([&] { r->ReadInt(); }));
 
     Reader ok(file);
     EXPECT_EQ(5u, ok->ReadSizet());

@@ -54,8 +54,7 @@ TEST_F(EventBus, DeliversInSubscriptionOrderAndOnlyToItsType)
 TEST_F(EventBus, NestedReportsFinishBeforeTheOuterWalkGoesOn)
 {
     TezEventManager* raw = bus.Get();
-    bus->Subscribe(TezEventDocumentChanged::Create(),
-                   Recorder::Create(&log, "outer1", [raw](TezRef<TezEvent>) {
+    bus->Subscribe(TezEventDocumentChanged::Create(), Recorder::Create(&log, "outer1", [raw](TezRef<TezEvent>) {
                        raw->Report(TezEventDocumentSelected::Create());
                    }));
     bus->Subscribe(TezEventDocumentChanged::Create(), Recorder::Create(&log, "outer2"));
@@ -125,8 +124,7 @@ TEST_F(EventBus, EventsReportedWhileDrainingGoAheadOfTheQueue)
 {
     TezEventManager* raw = bus.Get();
     bool once = false;
-    bus->Subscribe(TezEventDocumentChanging::Create(),
-                   Recorder::Create(&log, "h", [raw, &once](TezRef<TezEvent>) {
+    bus->Subscribe(TezEventDocumentChanging::Create(), Recorder::Create(&log, "h", [raw, &once](TezRef<TezEvent>) {
                        if (!once) {
                            once = true;
                            raw->Report(TezEventDocumentSelected::Create());

@@ -75,12 +75,12 @@ TEST_F(Logger, DefaultsSendDebugToTheFileOnlyAndInfoToBoth)
     EXPECT_EQ("loud two", console); // bare text, no decoration, no newline added
 
     std::string file = ReadFile(m_file);
-    EXPECT_TRUE(std::regex_search(file, std::regex("\r\n\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} >>>> START!!! >>>>\n")))
+    EXPECT_TRUE(
+        std::regex_search(file, std::regex("\r\n\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} >>>> START!!! >>>>\n")))
         << file;
     EXPECT_TRUE(std::regex_search(file, std::regex("\\d\\d/\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} DEBUG: quiet 1\n")))
         << file;
-    EXPECT_TRUE(std::regex_search(file, std::regex("\\d\\d:\\d\\d\\.\\d{3}  INFO: \\[cat\\] loud two\n")))
-        << file;
+    EXPECT_TRUE(std::regex_search(file, std::regex("\\d\\d:\\d\\d\\.\\d{3}  INFO: \\[cat\\] loud two\n"))) << file;
 }
 
 TEST_F(Logger, SettingsWordsAndCategoryFilter)

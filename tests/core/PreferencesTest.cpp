@@ -1,7 +1,7 @@
+#include "core/Preferences.h"
 #include "TestApplication.h"
 #include "core/Application.h"
 #include "core/Events.h"
-#include "core/Preferences.h"
 #include "math/Constants.h"
 
 #include <gtest/gtest.h>
@@ -46,8 +46,8 @@ TezString S(char const* text) { return TezString(text); }
 
 TEST_F(Preferences, OptionsRegisterWithTheApplicationAndGroup)
 {
-    auto undo = TezPrefOptionInt::Create(5, -1, 64, S("Max undo commands (-1 - unlimited)"), S("Options"),
-                                         S("General"), S("MaxUndoCommands"));
+    auto undo = TezPrefOptionInt::Create(5, -1, 64, S("Max undo commands (-1 - unlimited)"), S("Options"), S("General"),
+                                         S("MaxUndoCommands"));
     auto sobel = TezPrefOptionEnum::Create(S("3 x 3"), {S("Off"), S("3 x 3"), S("5 x 5")}, S("Sobel Filter Size"),
                                            S("Options"), S("Render Options"), S("SobelFilterSize"));
     auto other = TezPrefOptionBool::Create(true, S("Diagonals"), S("View"), S("Boxes"), S("ShowDiagonals"));
@@ -116,8 +116,7 @@ TEST_F(Preferences, TextFormsParseAndValidate)
 
 TEST_F(Preferences, EnumChoices)
 {
-    auto e = TezPrefOptionEnum::Create(S("3 x 3"), {S("Off"), S("3 x 3"), S("5 x 5")}, S("l"), S("g"), S("s"),
-                                       S("e"));
+    auto e = TezPrefOptionEnum::Create(S("3 x 3"), {S("Off"), S("3 x 3"), S("5 x 5")}, S("l"), S("g"), S("s"), S("e"));
     EXPECT_EQ(1, e->Get());
     e->SetValue(S("OFF"));
     EXPECT_STREQ("Off", e->Value()); // the choice's own spelling
@@ -151,8 +150,8 @@ TEST_F(Preferences, SavedValuesAndChanges)
 TEST_F(Preferences, FileRoundTripWithEvents)
 {
     auto i = TezPrefOptionInt::Create(5, -1, 64, S("l"), S("Options"), S("General"), S("MaxUndoCommands"));
-    auto c = TezPrefOptionColor::Create(TezVector4<float>(0.1f, 0.2f, 0.3f, 1.0f), S("l"), S("g"), S("s"),
-                                        S("Background"));
+    auto c =
+        TezPrefOptionColor::Create(TezVector4<float>(0.1f, 0.2f, 0.3f, 1.0f), S("l"), S("g"), S("s"), S("Background"));
     auto e = TezPrefOptionEnum::Create(S("Off"), {S("Off"), S("On")}, S("l"), S("g"), S("s"), S("Mode"));
     auto str = TezPrefOptionFilePath::Create(S("/tmp/x"), S("l"), S("g"), S("s"), S("LastFolder"));
     i->Set(100); // outside the range: saved and loaded as it is
@@ -192,7 +191,7 @@ TEST_F(Preferences, UnknownTagsAreSkippedAndMissingOptionsTakeDefaults)
     b->Set(false);
     manager()->Load(TezString(path.c_str()), false);
     EXPECT_EQ(12, i->Get());
-    EXPECT_TRUE(b->Get()); // reset to its default
+    EXPECT_TRUE(b->Get());       // reset to its default
     EXPECT_TRUE(i->IsChanged()); // loaded without commit
 }
 

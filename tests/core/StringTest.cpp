@@ -134,9 +134,12 @@ TEST(TezString, TrimAndWhitespace)
     custom.Trim(TezString("x"));
     EXPECT_STREQ("hi", custom);
 
-    TezString spaced("  a b\tc \xA0" "d");
+    TezString spaced("  a b\tc \xA0"
+                     "d");
     spaced.CollapseWhitespace();
-    EXPECT_STREQ("abc\xA0" "d", spaced); // high-bit bytes are never whitespace
+    EXPECT_STREQ("abc\xA0"
+                 "d",
+                 spaced); // high-bit bytes are never whitespace
 }
 
 TEST(TezString, SplitHasStrtokSemantics)

@@ -43,10 +43,10 @@ TEST(TezUIManager, ForwardsEverythingUnchangedAndSwitchesCallbacksAtOnce)
     EXPECT_EQ(7, ui->GetActiveLevel());
     first.stop = true;
     EXPECT_TRUE(ui->GetStopFlag());
-    EXPECT_EQ((std::vector<std::string>{"start 5000000000", "step 3", "msg Reading", "nest 1", "unnest",
-                                        "add 1", "remove 2", "node 3", "level 4", "zoom", "cursor 8",
-                                        "tool 4", "error bad", "end"}),
-              first.calls);
+    EXPECT_EQ(
+        (std::vector<std::string>{"start 5000000000", "step 3", "msg Reading", "nest 1", "unnest", "add 1", "remove 2",
+                                  "node 3", "level 4", "zoom", "cursor 8", "tool 4", "error bad", "end"}),
+        first.calls);
 
     ui->SetCallback(&second);
     ui->StepProgress(1);

@@ -112,7 +112,7 @@ TEST_F(Commands, ExecuteRecordsFirstAndDropsTheTailOnFailure)
     EXPECT_EQ(1u, manager->GetUndoList().size());
 
     Run("b");
-    EXPECT_FALSE(manager->CanRedo()); // success clears redo
+    EXPECT_FALSE(manager->CanRedo());    // success clears redo
     EXPECT_EQ(2u, status->names.size()); // one from ClearRedo, one for the change
 
     manager->Push(Step::Create("pushed", &log));
@@ -251,18 +251,17 @@ TEST_F(Commands, DocumentCommandsAndTheirMessages)
 
 TEST(ExportNames, GenericNamesAndViewIndices)
 {
-    EXPECT_STREQ("generic_x_1.png", TezCmdExportRenderViewImage::GetGenericName(TezString(""), TezString("x"),
-                                                                                TezString("png")));
-    EXPECT_STREQ("generic_p_1.bmp", TezCmdExportRenderViewImage::GetGenericName(TezString("nodot"),
-                                                                                TezString("p"), TezString("bmp")));
+    EXPECT_STREQ("generic_x_1.png",
+                 TezCmdExportRenderViewImage::GetGenericName(TezString(""), TezString("x"), TezString("png")));
+    EXPECT_STREQ("generic_p_1.bmp",
+                 TezCmdExportRenderViewImage::GetGenericName(TezString("nodot"), TezString("p"), TezString("bmp")));
     char dir[] = "/tmp/tez_names_XXXXXX";
     ASSERT_NE(nullptr, mkdtemp(dir));
     std::string base = std::string(dir) + "/shot.png";
     std::ofstream(std::string(dir) + "/shot_a_1.png") << "taken";
-    EXPECT_EQ(std::string(dir) + "/shot_a_2.png",
-              TezCmdExportRenderViewImage::GetGenericName(TezString(base.c_str()), TezString("a"),
-                                                          TezString("png"))
-                  .c_str());
+    EXPECT_EQ(
+        std::string(dir) + "/shot_a_2.png",
+        TezCmdExportRenderViewImage::GetGenericName(TezString(base.c_str()), TezString("a"), TezString("png")).c_str());
     std::remove((std::string(dir) + "/shot_a_1.png").c_str());
     rmdir(dir);
     EXPECT_EQ(7, TezCmdExportRenderViewImage::StandardViewIndex(TezString("ISOMETRIC")));
@@ -275,7 +274,7 @@ TEST(ScriptFunctions, SevenAreRegisteredInOrder)
     std::vector<std::string> names;
     for (auto const& def : TezCommand::GetCommandList())
         names.push_back(def.name);
-    EXPECT_EQ((std::vector<std::string>{"new", "open", "save", "save_as", "export_main_window",
-                                        "export_standard_view", "export_animated_view"}),
+    EXPECT_EQ((std::vector<std::string>{"new", "open", "save", "save_as", "export_main_window", "export_standard_view",
+                                        "export_animated_view"}),
               names);
 }

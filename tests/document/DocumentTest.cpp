@@ -1,6 +1,6 @@
-#include "render/RenderViewManager.h"
-#include "core/Application.h"
 #include "DocumentFixture.h"
+#include "core/Application.h"
+#include "render/RenderViewManager.h"
 
 #include "core/Archive.h"
 #include "render/objects/SceneBackground.h"
@@ -80,8 +80,7 @@ TEST_F(Documents, SaveNeedsANameAndCatchesFailures)
 
 TEST_F(Documents, ReportingCanBeSuspendedWithoutAFloor)
 {
-    log->Listen<TezEventDocumentChanging, TezEventDocumentChanged, TezEventDocumentSelected>(
-        app.GetEventManager());
+    log->Listen<TezEventDocumentChanging, TezEventDocumentChanged, TezEventDocumentSelected>(app.GetEventManager());
     auto document = app.active;
     document->Report(TezDocument::DocChanging);
     document->Report(TezDocument::DocSelected);
@@ -94,9 +93,9 @@ TEST_F(Documents, ReportingCanBeSuspendedWithoutAFloor)
     document->Report(TezDocument::DocChanged);
     document->ResumeReporting(); // -1 mutes too
     document->Report(TezDocument::DocChanged);
-    EXPECT_EQ((std::vector<std::string>{"Document Changing Event", "Document Selected Event",
-                                        "Document Changed Event"}),
-              log->names);
+    EXPECT_EQ(
+        (std::vector<std::string>{"Document Changing Event", "Document Selected Event", "Document Changed Event"}),
+        log->names);
 }
 
 TEST_F(Documents, ObjectsReportToTheActiveDocument)

@@ -21,8 +21,8 @@ double RunTwo(void*, void**, int) { return 1.0; }
 void* PyTwo(void* a, void* b) { return TezCommand::CallParseMethod(&RunTwo, "if", a, b); }
 
 TezCommand::CommandDef const kTwo{&PyTwo, &Defaults, &Validate, "two",
-                                    "Takes two numbers.\nParameters:\n    count - how many\n        (at least 1)\n"
-                                    "    size - how big\n"};
+                                  "Takes two numbers.\nParameters:\n    count - how many\n        (at least 1)\n"
+                                  "    size - how big\n"};
 
 class HostScripts : public TezScriptManager
 {
@@ -172,8 +172,9 @@ TEST_F(Scripts, DefaultsFillMissingValuesAndEditsRebuildTheLine)
 
 TEST_F(Scripts, MergingAStoredScriptWithTheHistory)
 {
-    std::vector<TezString> stored{S("import tez\n"), S("\n"), S("tez.start()\n"), S("tez.new()\n"),
-                                  S("# tez.save_as(r'old.mvne')\n"), S("tez.stop()\n")};
+    std::vector<TezString> stored{
+        S("import tez\n"), S("\n"), S("tez.start()\n"), S("tez.new()\n"), S("# tez.save_as(r'old.mvne')\n"),
+        S("tez.stop()\n")};
     EXPECT_TRUE(scripts.MergeDocScript({S("one line\n")}).empty()); // no document yet: nothing live
 
     app.NewDocument();
@@ -182,8 +183,12 @@ TEST_F(Scripts, MergingAStoredScriptWithTheHistory)
     manager->Push(TezCmdDocumentSaveAs::Create(S("b.mvne")));
 
     auto merged = scripts.MergeDocScript(stored);
-    std::vector<TezString> expected{S("import tez\n"), S("\n"), S("tez.start()\n"), S("tez.new()\n"),
-                                    S("# tez.save_as(r'old.mvne')\n"), S("tez.save_as(r'b.mvne')\n"),
+    std::vector<TezString> expected{S("import tez\n"),
+                                    S("\n"),
+                                    S("tez.start()\n"),
+                                    S("tez.new()\n"),
+                                    S("# tez.save_as(r'old.mvne')\n"),
+                                    S("tez.save_as(r'b.mvne')\n"),
                                     S("tez.stop()\n")};
     EXPECT_EQ(expected, merged);
     EXPECT_EQ(4, scripts.m_liveStart);

@@ -52,7 +52,7 @@ TEST(Box, ContainmentAndOverlap)
     EXPECT_FALSE(b.Contains(V(2, 4, 6.001)));
     EXPECT_TRUE(b.FuzzyContains(V(2.1, 4, 6), 0.1 + 1e-12));
     EXPECT_TRUE(b.ContainsSphere(V(1, 2, 3), 0.9));
-    EXPECT_FALSE(b.ContainsSphere(V(1, 2, 3), 1.0)); // strict
+    EXPECT_FALSE(b.ContainsSphere(V(1, 2, 3), 1.0));    // strict
     EXPECT_TRUE(b.Overlaps(B(V(2, 4, 6), V(3, 5, 7)))); // touching
     EXPECT_FALSE(b.Overlaps(B(V(2.01, 0, 0), V(3, 5, 7))));
     EXPECT_TRUE(b.OverlapsSphere(V(3, 2, 3), 1.01));

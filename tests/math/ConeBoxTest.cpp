@@ -10,7 +10,8 @@
 
 namespace {
 
-struct Scene {
+struct Scene
+{
     TezMatrix44<double> transform, inverse;
     double height, r0, r1;
     TezBox3<double> box;
@@ -111,7 +112,7 @@ TEST(ConeBox, KnownConfigurations)
     // Pointed cone of height 1, base radius 1 at z = 0.
     auto v3 = [&](const TezVector3<double>& mn) { return TezConeBoxOverlapPrecisionV3(id, id, 1.0, 1.0, 0.0, mn, e); };
     auto v2 = [&](const TezVector3<double>& mn) { return TezConeBoxOverlapPrecisionV2(id, id, 1.0, 1.0, 0.0, mn, e); };
-    EXPECT_TRUE(v3(TezVector3<double>(-0.1, -0.1, 0.3)));  // on the axis
+    EXPECT_TRUE(v3(TezVector3<double>(-0.1, -0.1, 0.3)));   // on the axis
     EXPECT_FALSE(v3(TezVector3<double>(-0.1, -0.1, 1.05))); // above the tip
     EXPECT_FALSE(v3(TezVector3<double>(-0.1, -0.1, -0.3))); // below the base
     // Near the slanted side: the corner (0.55, 0, 0.55) lies outside the side

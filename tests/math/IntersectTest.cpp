@@ -34,8 +34,8 @@ TEST(Intersect, RayBoxAndPlane)
     EXPECT_FLOAT_EQ(t[0], 1);
     EXPECT_FLOAT_EQ(t[1], 2);
     EXPECT_TRUE(TezIntersect(TezRay(Vf(0.5f, 0.5f, 0.5f), Vf(0, 0, 1)), b, t, 0));
-    EXPECT_LT(t[0], 0); // starts inside
-    EXPECT_FALSE(TezIntersect(TezRay(Vf(2, 0.5f, 0.5f), Vf(1, 0, 0)), b, t, 0)); // box behind
+    EXPECT_LT(t[0], 0);                                                                // starts inside
+    EXPECT_FALSE(TezIntersect(TezRay(Vf(2, 0.5f, 0.5f), Vf(1, 0, 0)), b, t, 0));       // box behind
     EXPECT_FALSE(TezIntersect(TezRay(Vf(-1, 1.05f, 0.5f), Vf(1, 0, 0)), b, t, 0.01f)); // parallel, outside
     EXPECT_TRUE(TezIntersect(TezRay(Vf(-1, 1.05f, 0.5f), Vf(1, 0, 0)), b, t, 0.1f));
     EXPECT_TRUE(TezIntersect(TezRay(Vf(-1, -1, -1), Vf(1, 1, 1)), b, t, 0));
@@ -120,12 +120,12 @@ TEST(Intersect, BoxBoxOverlapAgreesWithSampling)
     EXPECT_GT(misses, 200);
     // Edge-edge separation that only a cross-product axis detects.
     const TezBox3<double> unit(Vd(-1, -1, -1), Vd(1, 1, 1));
-    const TezMatrix44<double> edge = TezTranslationTransform(Vd(2.1, 2.1, 0)) *
-                                     TezRotationAboutX(0.7853981633974483) *
+    const TezMatrix44<double> edge = TezTranslationTransform(Vd(2.1, 2.1, 0)) * TezRotationAboutX(0.7853981633974483) *
                                      TezRotationAboutZ(0.7853981633974483) * TezTranslationTransform(Vd(-1, -1, -1));
     EXPECT_FALSE(TezBoxBoxOverlap(unit, unit, edge));
     const TezMatrix44<float> id = TezIdentityTransform<float>();
-    EXPECT_TRUE(TezBoxBoxOverlap(TezBox3<float>(Vf(0, 0, 0), Vf(1, 1, 1)), TezBox3<float>(Vf(1, 1, 1), Vf(2, 2, 2)), id));
+    EXPECT_TRUE(
+        TezBoxBoxOverlap(TezBox3<float>(Vf(0, 0, 0), Vf(1, 1, 1)), TezBox3<float>(Vf(1, 1, 1), Vf(2, 2, 2)), id));
 }
 
 TEST(Intersect, ProjectedPointSequence)
@@ -178,9 +178,12 @@ TEST(Intersect, ClosestLineBoxPointsMatchSearch)
 TEST(Minimization, Grid2D)
 {
     float x, y, v;
-    TezGrid2DMinimization(9, 9, -3, 3, -3, 3, [](float a, float b) {
-        return (a - 1.234f) * (a - 1.234f) + 2 * (b + 0.5f) * (b + 0.5f) + 0.25f * std::cos(8 * a);
-    }, x, y, v);
+    TezGrid2DMinimization(
+        9, 9, -3, 3, -3, 3,
+        [](float a, float b) {
+            return (a - 1.234f) * (a - 1.234f) + 2 * (b + 0.5f) * (b + 0.5f) + 0.25f * std::cos(8 * a);
+        },
+        x, y, v);
     // Global minimum near (1.17, -0.5) amid ripples.
     float bx = 0, bestV = 1e30f;
     for (int i = 0; i <= 60000; ++i) {
@@ -194,6 +197,7 @@ TEST(Minimization, Grid2D)
     EXPECT_NEAR(x, bx, 1e-3f);
     EXPECT_NEAR(y, -0.5f, 1e-3f);
     EXPECT_NEAR(v, bestV, 1e-5f);
-    EXPECT_THROW(TezGrid2DMinimization(1, 5, 0, 1, 0, 1, [](float, float) { return 0.0f; }, x, y, v),
+    EXPECT_THROW(TezGrid2DMinimization(
+                     1, 5, 0, 1, 0, 1, [](float, float) { return 0.0f; }, x, y, v),
                  std::runtime_error);
 }

@@ -38,12 +38,10 @@ RowMat WithCondition(int n, double cond, std::mt19937& rng, bool symmetric)
     return u * s.asDiagonal() * v.transpose();
 }
 
-double RelDiff(const RowMat& a, const RowMat& b)
-{
-    return (a - b).norm() / b.norm();
-}
+double RelDiff(const RowMat& a, const RowMat& b) { return (a - b).norm() / b.norm(); }
 
-struct Case {
+struct Case
+{
     int n;
     double cond;
 };
@@ -136,12 +134,13 @@ TEST(LinearAlgebra, CholeskyRejectsIndefinite)
 TEST(LinearAlgebra, SvdMatchesEigen)
 {
     std::mt19937 rng(3);
-    struct Shape {
+    struct Shape
+    {
         int rows, cols;
         double cond;
     };
-    const Shape shapes[] = {{1, 1, 1}, {5, 3, 10}, {3, 5, 10}, {40, 40, 1e8}, {120, 60, 100}, {200, 200, 1e3},
-                            {200, 200, 1e10}};
+    const Shape shapes[] = {{1, 1, 1},      {5, 3, 10},      {3, 5, 10},      {40, 40, 1e8},
+                            {120, 60, 100}, {200, 200, 1e3}, {200, 200, 1e10}};
     for (const Shape& sh : shapes) {
         const int k = std::min(sh.rows, sh.cols);
         RowMat a;
@@ -155,8 +154,7 @@ TEST(LinearAlgebra, SvdMatchesEigen)
         ASSERT_TRUE(TezMatrixSVD<double>(sh.rows, sh.cols, copy.data(), s.data(), u.data(), v.data()));
         EXPECT_EQ(copy, a);
         Eigen::JacobiSVD<RowMat> ref(a);
-        EXPECT_LT((s - ref.singularValues()).norm() / ref.singularValues().norm(), 1e-9)
-            << sh.rows << "x" << sh.cols;
+        EXPECT_LT((s - ref.singularValues()).norm() / ref.singularValues().norm(), 1e-9) << sh.rows << "x" << sh.cols;
         for (int i = 1; i < k; ++i)
             EXPECT_GE(s(i - 1), s(i));
         EXPECT_LT(RelDiff(u * s.asDiagonal() * v.transpose(), a), 1e-12);

@@ -1,5 +1,5 @@
-#include "math/Constants.h"
 #include "math/Matrix.h"
+#include "math/Constants.h"
 
 #include <gtest/gtest.h>
 
@@ -120,8 +120,8 @@ TEST(Matrix, InverseAndDeterminant)
         EXPECT_EQ(a.Transpose().Transpose(), a);
     }
     // Float inverse of an affine transform.
-    const TezMatrix44<float> t = TezTranslationTransform(TezVector3<float>(1, 2, 3)) * TezRotationAboutY(0.5f) *
-                                 TezScaleTransform(2.0f);
+    const TezMatrix44<float> t =
+        TezTranslationTransform(TezVector3<float>(1, 2, 3)) * TezRotationAboutY(0.5f) * TezScaleTransform(2.0f);
     const TezVector3<float> q = t.Inverse() * (t * TezVector3<float>(0.2f, 0.3f, 0.4f));
     EXPECT_NEAR(q.x, 0.2f, 1e-6f);
     EXPECT_NEAR(q.z, 0.4f, 1e-6f);

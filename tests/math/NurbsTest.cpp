@@ -17,7 +17,7 @@ static std::atomic<long> g_allocations{0};
 
 // GCC pairs the replaced operators with their built-in forms and warns.
 #if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#    pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #endif
 void* operator new(std::size_t n)
 {
@@ -292,7 +292,7 @@ TEST(NurbsSurface, CylinderPatchDerivativesAndInsertion)
         EXPECT_LT((der[3] - su).Length(), 1e-6);
         EXPECT_EQ(der[1], TezVector3<double>(0, 0, 2));
         EXPECT_LT(der[4].Length(), 1e-12); // mixed derivative of a ruled cylinder
-        EXPECT_LT(der[6] * der[0], 0.0);    // curvature points to the axis
+        EXPECT_LT(der[6] * der[0], 0.0);   // curvature points to the axis
     }
     TezNurbsSurface3<double> t = s;
     EXPECT_EQ(t.InsertKnotU(0.3, 1), 1);

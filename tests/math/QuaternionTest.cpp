@@ -1,5 +1,5 @@
-#include "math/Constants.h"
 #include "math/Quaternion.h"
+#include "math/Constants.h"
 
 #include <gtest/gtest.h>
 

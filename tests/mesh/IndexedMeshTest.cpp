@@ -148,8 +148,8 @@ TEST(TezIndexedMesh, CheckCountsByIndexAndReportsEachStep)
     // Check compares indices only: coordinates that are not numbers pass it
     // and are counted on their own, unused vertices too.
     float const nan = std::nanf(""), inf = INFINITY;
-    TezRef<TezIndexedMesh> odd = MakeMesh({{0, 0, 0}, {1, nan, 0}, {0, 1, -inf}, {inf, 0, 0}, {1e38f, 0, 0}},
-                                          {0, 1, 2});
+    TezRef<TezIndexedMesh> odd =
+        MakeMesh({{0, 0, 0}, {1, nan, 0}, {0, 1, -inf}, {inf, 0, 0}, {1e38f, 0, 0}}, {0, 1, 2});
     EXPECT_TRUE(odd->Check(results));
     EXPECT_EQ(3u, odd->CountNonFiniteVertices());
     EXPECT_EQ(0u, MakeTetrahedron()->CountNonFiniteVertices());

@@ -245,7 +245,8 @@ TEST(TezMeshPly, FaceListsOfEitherNameAndAnyIntegerTypes)
                 put(data, type[0], 4);
                 for (int i : {3, 2, 1, 0})
                     put(data, type[1], i);
-                SCOPED_TRACE(testing::Message() << name << " list " << type[0] << " " << type[1] << (big ? " big" : ""));
+                SCOPED_TRACE(testing::Message()
+                             << name << " list " << type[0] << " " << type[1] << (big ? " big" : ""));
                 TezRef<TezIndexedMesh> mesh =
                     TezIndexedMesh::ReadFromPlyFile(TezString(folder.Write("f.ply", header + data.bytes).c_str()));
                 ASSERT_TRUE(mesh);

@@ -1,7 +1,7 @@
 // The octree kernels seen through the camera: standard views and framing.
 
-#include "../volume/OctreeTestTrees.h"
 #include "render/OctreeCamera.h"
+#include "../volume/OctreeTestTrees.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/VoxelOctreeKernels.h"

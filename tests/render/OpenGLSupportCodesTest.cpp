@@ -11,7 +11,8 @@ TEST(OpenGLSupportCodes, TextsOfTheCodes)
                  TezOpenGLSupport::TezErrorString(16).c_str());
     EXPECT_STREQ("ERROR: Morvane requires OpenGL version 4.3 or greater.\n",
                  TezOpenGLSupport::TezErrorString(21).c_str());
-    EXPECT_STREQ("ERROR: Invalid GLX version.  Must be 1.3 or greater.\n", TezOpenGLSupport::TezErrorString(33).c_str());
+    EXPECT_STREQ("ERROR: Invalid GLX version.  Must be 1.3 or greater.\n",
+                 TezOpenGLSupport::TezErrorString(33).c_str());
     EXPECT_STREQ("ERROR: NVidia CUDA device cannot be used by Morvane.\n",
                  TezOpenGLSupport::TezErrorString(4101).c_str());
     for (int code : {1, 22, 31, 36, 4096, 4102, -1})

@@ -1,7 +1,7 @@
+#include "render/scene/Scene.h"
 #include "core/Events.h"
 #include "render/effects/DefaultEffects.h"
 #include "render/scene/Light.h"
-#include "render/scene/Scene.h"
 #include "render/scene/SceneDrawData.h"
 #include "render/scene/SceneObject.h"
 #include "tests/core/TestApplication.h"
@@ -184,8 +184,7 @@ TEST_F(SceneTest, EventsBracketEveryChangeAndNestForAMove)
     scene->AddChild(scene->GetRoot(), b);
     counter->log.clear();
     scene->AddChild(b, a); // a move: the removal's pair inside the add's
-    EXPECT_EQ("Scene Changing Event; Scene Changing Event; Scene Changed Event; Scene Changed Event; ",
-              counter->log);
+    EXPECT_EQ("Scene Changing Event; Scene Changing Event; Scene Changed Event; Scene Changed Event; ", counter->log);
     counter->log.clear();
     scene->RemoveChild(Node::Make()); // not in a scene: nothing
     scene->AddChild(nullptr, a);
@@ -300,7 +299,7 @@ TEST(Light, DefaultsAndShadowMatricesLookingDownOnTheBox)
     EXPECT_EQ(TezVector3<float>(0, 0, -10), view * TezVector3<float>(0, 0, 0));
     EXPECT_EQ(TezVector3<float>(0, 0, 0), view * TezVector3<float>(0, 10, 0));
     // x = up ^ z with up = Z and z = Y: x is -X... and y = z ^ x.
-    EXPECT_EQ(TezVector3<float>(-1, 0, -10), view * TezVector3<float>(1, 0, 0) );
+    EXPECT_EQ(TezVector3<float>(-1, 0, -10), view * TezVector3<float>(1, 0, 0));
     EXPECT_EQ(light->GetShadowProjectionMatrix() * light->GetShadowViewMatrix(), light->GetShadowMatrix());
 
     // The projection maps the box's corners into -1..1 in x and y after the

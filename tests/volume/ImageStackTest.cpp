@@ -455,9 +455,8 @@ TEST_F(ImageStackTest, ImageLibraryMessagesGoToTheDebugLogOneLinePerFile)
         tiff.push_back(uint8_t(v));
         tiff.push_back(uint8_t(v >> 8));
     };
-    uint32_t const tags[][3] = {{256, 3, 4},     {257, 3, 2},     {258, 3, 8},     {259, 3, 1},
-                                {262, 3, 1},     {273, 4, 0},     {277, 3, 1},     {278, 3, 2},
-                                {279, 4, 8},     {65000, 3, 7},   {65001, 3, 9},   {65002, 4, 5}};
+    uint32_t const tags[][3] = {{256, 3, 4}, {257, 3, 2}, {258, 3, 8}, {259, 3, 1},   {262, 3, 1},   {273, 4, 0},
+                                {277, 3, 1}, {278, 3, 2}, {279, 4, 8}, {65000, 3, 7}, {65001, 3, 9}, {65002, 4, 5}};
     size_t const count = sizeof tags / sizeof tags[0];
     u16(uint32_t(count));
     for (auto const& tag : tags) {

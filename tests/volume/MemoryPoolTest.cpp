@@ -1,6 +1,6 @@
 #include "core/Archive.h"
-#include "platform/DeviceMemory.h"
 #include "core/Compress.h"
+#include "platform/DeviceMemory.h"
 #include "volume/VoxelOctreePools.h"
 
 #include <gtest/gtest.h>

@@ -317,9 +317,9 @@ TEST(OctreeKernel, RootWithoutChildrenDrawsAsOneUniformCube)
     EXPECT_EQ(nodes[0].state, TezNodeStateFull);
 
     nodes[0] = Node{TezNodeFlagBit, TezNodeFlagBit | 0u, 0};
-    EXPECT_THROW(TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1},
-                                      table.data()),
-                 std::runtime_error);
+    EXPECT_THROW(
+        TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1}, table.data()),
+        std::runtime_error);
 }
 
 TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)
@@ -405,8 +405,9 @@ TEST(OctreeKernel, NodeStatesFromBricksValuesAndChildren)
 
     TezOctreeRenderSource source = tree.Source(8);
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
-    const uint32_t expected[] = {TezNodeStateBoundary, TezNodeStateBoundary, TezNodeStateFull, TezNodeStateEmpty, TezNodeStateFull,
-                                 TezNodeStateEmpty,    TezNodeStateFull,     5,         TezNodeStateEmpty};
+    const uint32_t expected[] = {TezNodeStateBoundary, TezNodeStateBoundary, TezNodeStateFull, TezNodeStateEmpty,
+                                 TezNodeStateFull,     TezNodeStateEmpty,    TezNodeStateFull, 5,
+                                 TezNodeStateEmpty};
     for (int i = 0; i < 9; ++i)
         EXPECT_EQ(tree.nodes[i].state, expected[i]) << i;
 
@@ -511,8 +512,8 @@ TEST(OctreeKernel, BuiltOctreeOfASphereRendersItsSilhouetteAndStates)
     TezOctreeRenderSource skipping = TezMakeOctreeRenderSource(*octree);
     skipping.statesValid = true;
     TezOctreeRenderBuffers again(w, w, 2, TezDeviceIsCuda()), layered(w, w, 2, TezDeviceIsCuda());
-    ASSERT_TRUE(TezRenderOctreeSolid(again.GetTarget(), skipping, OrthoCamera(w, w), Identity(), {1, 1, 1, 1},
-                                     table.data()));
+    ASSERT_TRUE(
+        TezRenderOctreeSolid(again.GetTarget(), skipping, OrthoCamera(w, w), Identity(), {1, 1, 1, 1}, table.data()));
     EXPECT_EQ(again.ReadDepth(), depth);
     EXPECT_EQ(again.ReadImage(), buffers.ReadImage());
     for (auto* target : {&again, &layered}) {

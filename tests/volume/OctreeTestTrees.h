@@ -16,7 +16,6 @@ namespace TezOctreeTestTrees {
 
 using namespace TezOctreeDevice;
 
-
 inline Node Uniform(uint32_t value) { return Node{0, value, 0}; }
 inline Node WithBrick(uint32_t brick) { return Node{TezNodeFlagBit, TezNodeFlagBit | brick, 0}; }
 
@@ -87,7 +86,10 @@ inline Camera OrthoCamera(int w, int h)
     return TezMakeOctreeCamera(false, {0.5f, 0.5f, -1.0f}, Axes, {0.5f, 0.5f, 0.0f}, 0.0f, 10.0f, fov, w, h);
 }
 
-inline TezMatrix44<float> Identity() { return TezMatrix44<float>({1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}); }
+inline TezMatrix44<float> Identity()
+{
+    return TezMatrix44<float>({1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1});
+}
 
 inline uint32_t OrthoDepth(float t) { return static_cast<uint32_t>(16777216.0 * (t / 10.0 * 0.5 + 0.5)); }
 
@@ -99,7 +101,7 @@ struct Picture
 };
 
 inline Picture RenderSolid(TestTree& tree, int bits, int w, int h, const TezPlane<float>* plane = nullptr,
-                    const TezMatrix44<float>& matrix = Identity(), const Camera* camera = nullptr)
+                           const TezMatrix44<float>& matrix = Identity(), const Camera* camera = nullptr)
 {
     TezOctreeRenderBuffers buffers(w, h, 0, false);
     const std::vector<float> table = StepTable();

@@ -1,7 +1,7 @@
 #include "volume/PackedPool.h"
 #include "core/Archive.h"
-#include "platform/DeviceMemory.h"
 #include "core/Compress.h"
+#include "platform/DeviceMemory.h"
 
 #include <gtest/gtest.h>
 

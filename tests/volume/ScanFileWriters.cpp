@@ -12,8 +12,7 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace TezScanFiles
-{
+namespace TezScanFiles {
 Grid MakeGrid(int w, int h, int d)
 {
     Grid grid;
@@ -63,8 +62,7 @@ std::string Samples8(Grid const& grid)
     return bytes;
 }
 
-namespace
-{
+namespace {
 std::string Deflate(std::string const& bytes, int windowBits)
 {
     z_stream stream{};
@@ -176,8 +174,8 @@ void WriteDicomSeries(std::string const& folder, Grid const& grid, char const* n
         slice.intercept = -3000;
         for (int16_t& s : samples)
             s = int16_t(uint16_t(s + 3000));
-        WriteDicom(folder + "/" + name + "-" + std::to_string(grid.d - 1 - z) + ".dcm", slice, grid.w, grid.h,
-                   samples, false, syntax);
+        WriteDicom(folder + "/" + name + "-" + std::to_string(grid.d - 1 - z) + ".dcm", slice, grid.w, grid.h, samples,
+                   false, syntax);
     }
 }
 } // namespace TezScanFiles

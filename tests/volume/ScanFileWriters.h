@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace TezScanFiles
-{
+namespace TezScanFiles {
 // w x h x d signed 16-bit values, x fastest, rows in stored order (row 0
 // is the top of a slice), value(x, row, z) = 7 (x + w row + w h z) - 3000.
 struct Grid
@@ -42,14 +41,7 @@ struct DicomSlice
     double slope = 1, intercept = -1024;
 };
 // Transfer syntaxes the writers can give a file.
-enum class DicomSyntax
-{
-    ExplicitLittle,
-    ImplicitLittle,
-    ExplicitBig,
-    Rle,
-    JpegLossless
-};
+enum class DicomSyntax { ExplicitLittle, ImplicitLittle, ExplicitBig, Rle, JpegLossless };
 // One file of `rows` x `columns` 16-bit samples (signed when `signedSamples`),
 // CT image storage.
 void WriteDicom(std::string const& path, DicomSlice const& slice, int columns, int rows,

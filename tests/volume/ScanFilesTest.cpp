@@ -20,8 +20,7 @@
 
 using namespace TezScanFiles;
 
-namespace
-{
+namespace {
 class ScanFilesTest : public ::testing::Test
 {
 protected:
@@ -46,21 +45,19 @@ protected:
     std::string m_dir;
 };
 
-template <typename T> std::vector<T> ReadAll(TezVolumeData& volume)
+template <typename T>
+std::vector<T> ReadAll(TezVolumeData& volume)
 {
     int const w = volume.GetWidth(), h = volume.GetHeight(), d = volume.GetDepth();
     std::vector<T> voxels(size_t(w) * h * d, T(0xABAB));
-    EXPECT_TRUE(volume.Copy(voxels.data(), 0, 0, 0, w, h, d, 8 * sizeof(T), w * sizeof(T), size_t(w) * h * sizeof(T),
-                            nullptr));
+    EXPECT_TRUE(
+        volume.Copy(voxels.data(), 0, 0, 0, w, h, d, 8 * sizeof(T), w * sizeof(T), size_t(w) * h * sizeof(T), nullptr));
     return voxels;
 }
 
 // Delivered voxel (x, y, z) of a signed grid: the stored row counted from the
 // bottom, shifted by 32768.
-uint16_t Expected(Grid const& grid, int x, int y, int z)
-{
-    return uint16_t(grid.At(x, grid.h - 1 - y, z) + 32768);
-}
+uint16_t Expected(Grid const& grid, int x, int y, int z) { return uint16_t(grid.At(x, grid.h - 1 - y, z) + 32768); }
 
 void ExpectGrid(TezVolumeData& volume, Grid const& grid)
 {
@@ -96,10 +93,7 @@ std::string Refusal(std::function<void()> const& open)
     return std::string();
 }
 
-std::string Sizes(Grid const& g)
-{
-    return std::to_string(g.w) + " " + std::to_string(g.h) + " " + std::to_string(g.d);
-}
+std::string Sizes(Grid const& g) { return std::to_string(g.w) + " " + std::to_string(g.h) + " " + std::to_string(g.d); }
 } // namespace
 
 TEST_F(ScanFilesTest, RawFilesInBothByteOrdersAtBothDepths)
@@ -124,16 +118,15 @@ TEST_F(ScanFilesTest, RawFilesInBothByteOrdersAtBothDepths)
 
     // Unsigned 8-bit samples at 16 bits are scaled by 257.
     std::string const bytes = Samples8(grid);
-    TezRef<TezRawVolume> eight = TezRawVolume::CreateFromRawFile(Write("u8.raw", bytes), grid.w, grid.h, grid.d,
-                                                                 TezVoxelSample::UInt8, false,
-                                                                 TezVector3<double>(1, 1, 1));
+    TezRef<TezRawVolume> eight = TezRawVolume::CreateFromRawFile(
+        Write("u8.raw", bytes), grid.w, grid.h, grid.d, TezVoxelSample::UInt8, false, TezVector3<double>(1, 1, 1));
     std::vector<uint16_t> const wide = ReadAll<uint16_t>(*eight);
     EXPECT_EQ(wide[0], uint8_t(bytes[size_t(grid.w) * (grid.h - 1)]) * 257);
 
     // A file of another length means wrong sizes or type.
     EXPECT_NE(Refusal([&] {
-                  TezRawVolume::CreateFromRawFile(Path("le.raw"), grid.w, grid.h, grid.d, TezVoxelSample::UInt8,
-                                                  false, TezVector3<double>(1, 1, 1));
+                  TezRawVolume::CreateFromRawFile(Path("le.raw"), grid.w, grid.h, grid.d, TezVoxelSample::UInt8, false,
+                                                  TezVector3<double>(1, 1, 1));
               }).find("the file holds 360 bytes, but 9 x 5 x 4 uint8 samples (180 bytes) are fewer"),
               std::string::npos);
 }
@@ -145,8 +138,8 @@ TEST_F(ScanFilesTest, NrrdAttachedGzipInBothByteOrdersAndDetachedRaw)
         std::string const path =
             Write(big ? "be.nrrd" : "le.nrrd",
                   NrrdHeader({"type: short", "dimension: 3", "sizes: " + Sizes(grid), "spacings: 0.7 0.7 3",
-                              "kinds: domain domain domain", big ? "endian: big" : "endian: little",
-                              "encoding: gzip", "key:=value: ignored"}) +
+                              "kinds: domain domain domain", big ? "endian: big" : "endian: little", "encoding: gzip",
+                              "key:=value: ignored"}) +
                       Gzip(Samples16(grid, big)));
         TezRef<TezRawVolume> volume = TezNrrdFile::Open(path);
         ExpectGrid(*volume, grid);
@@ -156,11 +149,11 @@ TEST_F(ScanFilesTest, NrrdAttachedGzipInBothByteOrdersAndDetachedRaw)
     // A detached header naming its data file beside it, past one line and
     // three bytes; spacing from the space directions.
     Write("data.raw", "a line\nxyz" + Samples16(grid, false));
-    std::string const header = Write(
-        "volume.nhdr", NrrdHeader({"type: int16", "dimension: 3", "space: left-posterior-superior",
-                                   "sizes: " + Sizes(grid), "space directions: (0,0.5,0) (0.6,0,0) (0,0,2.5)",
-                                   "endian: little", "encoding: raw", "data file: data.raw", "line skip: 1",
-                                   "byte skip: 3"}));
+    std::string const header =
+        Write("volume.nhdr",
+              NrrdHeader({"type: int16", "dimension: 3", "space: left-posterior-superior", "sizes: " + Sizes(grid),
+                          "space directions: (0,0.5,0) (0.6,0,0) (0,0,2.5)", "endian: little", "encoding: raw",
+                          "data file: data.raw", "line skip: 1", "byte skip: 3"}));
     TezRef<TezRawVolume> detached = TezNrrdFile::Open(header);
     ExpectGrid(*detached, grid);
     ExpectSpacing(*detached, 0.5, 0.6, 2.5);
@@ -178,14 +171,13 @@ TEST_F(ScanFilesTest, MetaImageLocalCompressedInBothByteOrdersAndDetached)
     Grid const grid = MakeGrid(7, 8, 3);
     for (bool big : {false, true}) {
         std::string const stream = Zlib(Samples16(grid, big));
-        std::string const path =
-            Write(big ? "be.mha" : "le.mha",
-                  MetaHeader({"ObjectType = Image", "NDims = 3", "DimSize = " + Sizes(grid),
-                              "ElementSpacing = 0.25 0.25 1.5", big ? "BinaryDataByteOrderMSB = True"
-                                                                   : "BinaryDataByteOrderMSB = False",
-                              "CompressedData = True", "CompressedDataSize = " + std::to_string(stream.size()),
-                              "ElementType = MET_SHORT", "ElementDataFile = LOCAL"}) +
-                      stream);
+        std::string const path = Write(
+            big ? "be.mha" : "le.mha",
+            MetaHeader({"ObjectType = Image", "NDims = 3", "DimSize = " + Sizes(grid), "ElementSpacing = 0.25 0.25 1.5",
+                        big ? "BinaryDataByteOrderMSB = True" : "BinaryDataByteOrderMSB = False",
+                        "CompressedData = True", "CompressedDataSize = " + std::to_string(stream.size()),
+                        "ElementType = MET_SHORT", "ElementDataFile = LOCAL"}) +
+                stream);
         TezRef<TezRawVolume> volume = TezMetaImageFile::Open(path);
         ExpectGrid(*volume, grid);
         ExpectSpacing(*volume, 0.25, 0.25, 1.5);
@@ -193,8 +185,8 @@ TEST_F(ScanFilesTest, MetaImageLocalCompressedInBothByteOrdersAndDetached)
 
     Write("ct.raw", "junk before the samples" + Samples16(grid, false));
     TezRef<TezRawVolume> detached = TezMetaImageFile::Open(
-        Write("ct.mhd", MetaHeader({"NDims = 3", "DimSize = " + Sizes(grid), "ElementSize = 1 2 3",
-                                    "HeaderSize = -1", "ElementType = MET_SHORT", "ElementDataFile = ct.raw"})));
+        Write("ct.mhd", MetaHeader({"NDims = 3", "DimSize = " + Sizes(grid), "ElementSize = 1 2 3", "HeaderSize = -1",
+                                    "ElementType = MET_SHORT", "ElementDataFile = ct.raw"})));
     ExpectGrid(*detached, grid);
     ExpectSpacing(*detached, 1.0, 2.0, 3.0);
 }
@@ -207,8 +199,8 @@ TEST_F(ScanFilesTest, HostileHeadersAreRefusedWithoutTakingTheirPromise)
     std::string const samples = Samples16(grid, false);
     std::string const packed = Gzip(samples);
     auto nrrd = [&](std::string const& sizes, std::string const& encoding, std::string const& body) {
-        return NrrdHeader({"type: short", "dimension: 3", "sizes: " + sizes, "endian: little",
-                           "encoding: " + encoding}) +
+        return NrrdHeader(
+                   {"type: short", "dimension: 3", "sizes: " + sizes, "endian: little", "encoding: " + encoding}) +
                body;
     };
     auto mha = [&](std::vector<std::string> keys, std::string const& body) {
@@ -236,8 +228,8 @@ TEST_F(ScanFilesTest, HostileHeadersAreRefusedWithoutTakingTheirPromise)
          "dimension 4 is not read"},
         {"noendian.nrrd", NrrdHeader({"type: short", "dimension: 3", "sizes: 2 2 2", "encoding: raw"}),
          "need an 'endian' field"},
-        {"device.nhdr", NrrdHeader({"type: uchar", "dimension: 3", "sizes: 2 2 2", "encoding: raw",
-                                    "data file: /dev/zero"}),
+        {"device.nhdr",
+         NrrdHeader({"type: uchar", "dimension: 3", "sizes: 2 2 2", "encoding: raw", "data file: /dev/zero"}),
          "'/dev/zero': not a regular file"},
         {"magic.nrrd", "PNG and not NRRD\n\n", "not a NRRD file"},
         {"open.nrrd", "NRRD0004\ntype: uchar\ndimension: 3\nsizes: 2 2 2\nencoding: raw\n", "no samples after"},
@@ -263,8 +255,7 @@ TEST_F(ScanFilesTest, HostileHeadersAreRefusedWithoutTakingTheirPromise)
         auto const start = std::chrono::steady_clock::now();
         std::string const message =
             Refusal([&] { isNrrd ? (void)TezNrrdFile::Open(path) : (void)TezMetaImageFile::Open(path); });
-        double const seconds =
-            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        double const seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         EXPECT_NE(message.find(c.message), std::string::npos) << c.name << ": " << message;
         if (std::string(c.name) != "device.nhdr") { // names its data file instead
             EXPECT_NE(message.find(c.name), std::string::npos) << c.name << " is not named: " << message;
@@ -319,8 +310,8 @@ TEST_F(ScanFilesTest, DicomSeriesSortedByPositionRescaledAndShifted)
 TEST_F(ScanFilesTest, DicomSeriesInEveryTransferSyntax)
 {
     Grid const grid = MakeGrid(9, 6, 3);
-    for (DicomSyntax syntax : {DicomSyntax::ImplicitLittle, DicomSyntax::ExplicitBig, DicomSyntax::Rle,
-                               DicomSyntax::JpegLossless}) {
+    for (DicomSyntax syntax :
+         {DicomSyntax::ImplicitLittle, DicomSyntax::ExplicitBig, DicomSyntax::Rle, DicomSyntax::JpegLossless}) {
         std::string const folder = Path("syntax" + std::to_string(int(syntax)));
         std::system(("mkdir '" + folder + "'").c_str());
         WriteDicomSeries(folder, grid, "ct", syntax);
@@ -339,8 +330,7 @@ TEST_F(ScanFilesTest, DicomMixedSeriesAndCutFilesAreRefused)
         std::string const folder = Path(name);
         std::system(("mkdir '" + folder + "'").c_str());
         WriteDicomSeries(folder, grid);
-        WriteDicom(folder + "/odd.dcm", odd, columns, grid.h, std::vector<int16_t>(size_t(columns) * grid.h, 7),
-                   false);
+        WriteDicom(folder + "/odd.dcm", odd, columns, grid.h, std::vector<int16_t>(size_t(columns) * grid.h, 7), false);
         return Refusal([&] { TezDicomSeries::Create(folder); });
     };
     DicomSlice other;
@@ -383,6 +373,8 @@ TEST_F(ScanFilesTest, DicomMixedSeriesAndCutFilesAreRefused)
     std::fseek(file, long(at + 8), SEEK_SET);
     std::fwrite("\xf0\xff\xff\x7f", 1, 4, file);
     std::fclose(file);
-    EXPECT_NE(Refusal([&] { TezDicomSeries::Create(lying); }).find("ct-0.dcm' is a damaged DICOM file: an element runs past the end"),
+    EXPECT_NE(Refusal([&] {
+                  TezDicomSeries::Create(lying);
+              }).find("ct-0.dcm' is a damaged DICOM file: an element runs past the end"),
               std::string::npos);
 }

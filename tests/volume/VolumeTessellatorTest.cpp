@@ -121,9 +121,8 @@ struct SurfaceFaults
 
 std::ostream& operator<<(std::ostream& os, SurfaceFaults const& f)
 {
-    return os << "boundary " << f.boundaryEdges << ", crowded " << f.crowdedEdges << ", same-way "
-              << f.sameWayEdges << ", degenerate " << f.degenerate << ", duplicate " << f.duplicate
-              << ", coincident " << f.coincident;
+    return os << "boundary " << f.boundaryEdges << ", crowded " << f.crowdedEdges << ", same-way " << f.sameWayEdges
+              << ", degenerate " << f.degenerate << ", duplicate " << f.duplicate << ", coincident " << f.coincident;
 }
 
 // Sorted keys, counted in runs.
@@ -206,8 +205,8 @@ TezRef<TezCubeVolume> Gyroid(int n, double period)
 {
     double const k = 2.0 * M_PI / period, c = (n - 1) / 2.0;
     return Sample(n, [=](double x, double y, double z) {
-        double const g = std::sin(k * x) * std::cos(k * y) + std::sin(k * y) * std::cos(k * z) +
-                         std::sin(k * z) * std::cos(k * x);
+        double const g =
+            std::sin(k * x) * std::cos(k * y) + std::sin(k * y) * std::cos(k * z) + std::sin(k * z) * std::cos(k * x);
         double const r = std::max({std::abs(x - c), std::abs(y - c), std::abs(z - c)}) / c;
         double const fade = r < 0.7 ? 1.0 : std::max(0.0, 1.0 - (r - 0.7) / 0.25);
         return fade * (128.0 + 80.0 * g / 1.5);

@@ -1,7 +1,7 @@
+#include "volume/VoxelOctree.h"
 #include "core/Archive.h"
 #include "core/UIManager.h"
 #include "volume/MemoryVolume.h"
-#include "volume/VoxelOctree.h"
 
 #include "../core/TestApplication.h"
 
@@ -14,8 +14,7 @@
 #include <iterator>
 #include <random>
 
-namespace
-{
+namespace {
 constexpr uint32_t kBrick = TezNodeFlagBit;
 constexpr uint32_t kIndex = TezNodeLowMask;
 
@@ -36,7 +35,8 @@ std::vector<uint8_t> MakeBlobs(int w, int h, int d, uint32_t seed)
 
 // The value the tree gives for voxel (x, y, z), found by descending to the
 // deepest node that holds it: a brick of edge 16 or a uniform node.
-template <typename T> uint32_t Lookup(TezVoxelOctree& tree, int x, int y, int z, int* edgeOut = nullptr)
+template <typename T>
+uint32_t Lookup(TezVoxelOctree& tree, int x, int y, int z, int* edgeOut = nullptr)
 {
     uint32_t index = 0;
     int edge = tree.GetTreeSize();
@@ -66,8 +66,7 @@ template <typename T> uint32_t Lookup(TezVoxelOctree& tree, int x, int y, int z,
 
 TezRef<TezVoxelOctree> Build(TezRef<TezMemoryVolume> volume, int bits, int memoryLimit = 512)
 {
-    return TezVoxelOctree::CreateFromVolumeData("test", volume, 0.5, bits,
-                                                memoryLimit);
+    return TezVoxelOctree::CreateFromVolumeData("test", volume, 0.5, bits, memoryLimit);
 }
 } // namespace
 
@@ -118,8 +117,7 @@ TEST(TezVoxelOctreePlan, SmallestMemoryLimitHoldsTheBuffers)
     for (int bits : {8, 16}) {
         int const smallest = TezVoxelOctreeSmallestMemoryLimit(1000, 700, 300, bits);
         EXPECT_LE(TezVoxelOctreeMakePlan(1000, 700, 300, bits, smallest).bufferBytes, uint64_t(smallest) << 20);
-        EXPECT_GT(TezVoxelOctreeMakePlan(1000, 700, 300, bits, smallest - 1).bufferBytes,
-                  uint64_t(smallest - 1) << 20);
+        EXPECT_GT(TezVoxelOctreeMakePlan(1000, 700, 300, bits, smallest - 1).bufferBytes, uint64_t(smallest - 1) << 20);
     }
 }
 
@@ -284,8 +282,7 @@ TEST(TezVoxelOctree, SameArchiveAtAnyThreadCount)
     EXPECT_TRUE(one == buildAndSave(4, "octree-4.tez"));
 }
 
-namespace
-{
+namespace {
 class StoppingUI : public TezUICallback
 {
 public:

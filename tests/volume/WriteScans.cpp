@@ -39,8 +39,8 @@ int main(int argc, char** argv)
         WriteFile(folder + "/ball-le.raw", Samples16(ball, false));
         WriteFile(folder + "/ball.nhdr", nrrd("little", "raw", "data file: ball.raw"));
         auto meta = [&](bool big, bool compressed, std::string const& file) {
-            return MetaHeader({"ObjectType = Image", "NDims = 3", "DimSize = " + sizes,
-                               "ElementSpacing = 0.75 0.5 2.5", big ? "ElementByteOrderMSB = True" : "ElementByteOrderMSB = False",
+            return MetaHeader({"ObjectType = Image", "NDims = 3", "DimSize = " + sizes, "ElementSpacing = 0.75 0.5 2.5",
+                               big ? "ElementByteOrderMSB = True" : "ElementByteOrderMSB = False",
                                compressed ? "CompressedData = True" : "CompressedData = False",
                                "ElementType = MET_SHORT", "ElementDataFile = " + file});
         };
@@ -51,8 +51,8 @@ int main(int argc, char** argv)
         WriteDicomSeries(folder + "/mixed", ball, "ball");
         DicomSlice other;
         other.uid = "1.2.826.0.1.3680043.2.1125.2";
-        WriteDicom(folder + "/mixed/other.dcm", other, ball.w, ball.h, std::vector<int16_t>(ball.values.size() / ball.d),
-                   false);
+        WriteDicom(folder + "/mixed/other.dcm", other, ball.w, ball.h,
+                   std::vector<int16_t>(ball.values.size() / ball.d), false);
         WriteFile(folder + "/bomb.nrrd",
                   NrrdHeader({"type: uchar", "dimension: 3", "sizes: 16 16 16", "encoding: gzip"}) +
                       Gzip(std::string(size_t(1) << 26, '\0')));

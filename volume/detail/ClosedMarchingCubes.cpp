@@ -22,8 +22,7 @@ constexpr float kMargin = 1.0f / 64.0f;
 
 // The faces of a cell, corners counterclockwise seen from outside the cell:
 // z = 0, z = 1, y = 0, y = 1, x = 0, x = 1.
-constexpr int kFaceCorners[6][4] = {{0, 3, 2, 1}, {4, 5, 6, 7}, {0, 1, 5, 4},
-                                    {3, 7, 6, 2}, {0, 4, 7, 3}, {1, 2, 6, 5}};
+constexpr int kFaceCorners[6][4] = {{0, 3, 2, 1}, {4, 5, 6, 7}, {0, 1, 5, 4}, {3, 7, 6, 2}, {0, 4, 7, 3}, {1, 2, 6, 5}};
 
 constexpr int EdgeBetween(int a, int b)
 {
@@ -183,8 +182,8 @@ public:
                 T const* r11 = r01 + W;
                 int const iso = m_iso;
                 for (size_t x = 0; x < W; ++x)
-                    columns[x] = uint8_t((r00[x] < iso) | (r10[x] < iso) << 1 | (r01[x] < iso) << 2 |
-                                         (r11[x] < iso) << 3);
+                    columns[x] =
+                        uint8_t((r00[x] < iso) | (r10[x] < iso) << 1 | (r01[x] < iso) << 2 | (r11[x] < iso) << 3);
                 MarchRow(y, z, columns.data());
             }
         }
@@ -271,8 +270,8 @@ private:
     // The crossing on the edge from lattice point lo along the axis.
     Vec Crossing(int const lo[3], int axis, int vlo, int vhi) const
     {
-        float const t = std::clamp(static_cast<float>(m_iso - vlo) / static_cast<float>(vhi - vlo), kMargin,
-                                   1.0f - kMargin);
+        float const t =
+            std::clamp(static_cast<float>(m_iso - vlo) / static_cast<float>(vhi - vlo), kMargin, 1.0f - kMargin);
         Vec p(static_cast<float>(lo[0]) + 0.5f, static_cast<float>(lo[1]) + 0.5f, static_cast<float>(lo[2]) + 0.5f);
         p[axis] = static_cast<float>(lo[axis]) + t + 0.5f;
         return p;

@@ -7,8 +7,7 @@
 #include <stdexcept>
 #include <sys/stat.h>
 
-namespace
-{
+namespace {
 constexpr uint32_t kUndefined = 0xFFFFFFFFu;
 constexpr uint32_t kItem = 0xFFFEE000u, kItemEnd = 0xFFFEE00Du, kSequenceEnd = 0xFFFEE0DDu;
 constexpr uint32_t kPixelData = 0x7FE00010u;
@@ -17,10 +16,10 @@ constexpr uint32_t kMostValue = 1024;
 
 // The attributes a volume source reads; those of them that are binary
 // integers (US) in implicit syntax.
-constexpr uint32_t kWanted[] = {0x0020000Eu, 0x00200013u, 0x00200032u, 0x00200037u, 0x00280002u, 0x00280004u,
-                                0x00280008u, 0x00280010u, 0x00280011u, 0x00280030u, 0x00280100u, 0x00280101u,
-                                0x00280102u, 0x00280103u, 0x00281052u, 0x00281053u, 0x00180050u, 0x00180088u,
-                                0x00181164u};
+constexpr uint32_t kWanted[] = {0x0020000Eu, 0x00200013u, 0x00200032u, 0x00200037u, 0x00280002u,
+                                0x00280004u, 0x00280008u, 0x00280010u, 0x00280011u, 0x00280030u,
+                                0x00280100u, 0x00280101u, 0x00280102u, 0x00280103u, 0x00281052u,
+                                0x00281053u, 0x00180050u, 0x00180088u, 0x00181164u};
 constexpr uint32_t kImplicitUS[] = {0x00280002u, 0x00280010u, 0x00280011u, 0x00280100u,
                                     0x00280101u, 0x00280102u, 0x00280103u};
 
@@ -193,9 +192,9 @@ private:
         char vr[2];
         Read(vr, 2);
         e.vr.assign(vr, 2);
-        static char const* const known[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FD", "FL", "IS", "LO",
-                                            "LT", "OB", "OD", "OF", "OL", "OV", "OW", "PN", "SH", "SL", "SQ",
-                                            "SS", "ST", "SV", "TM", "UC", "UI", "UL", "UN", "UR", "US", "UT", "UV"};
+        static char const* const known[] = {"AE", "AS", "AT", "CS", "DA", "DS", "DT", "FD", "FL", "IS", "LO", "LT",
+                                            "OB", "OD", "OF", "OL", "OV", "OW", "PN", "SH", "SL", "SQ", "SS", "ST",
+                                            "SV", "TM", "UC", "UI", "UL", "UN", "UR", "US", "UT", "UV"};
         if (std::none_of(std::begin(known), std::end(known), [&](char const* form) { return e.vr == form; }))
             throw Fault("an element without a known value representation in an explicit syntax");
         static char const* const longForms[] = {"OB", "OD", "OF", "OL", "OV", "OW", "SQ",
@@ -213,8 +212,8 @@ private:
 
     std::string Decode(Element const& e, std::string const& bytes) const
     {
-        bool const implicitUS = e.vr.empty() && std::find(std::begin(kImplicitUS), std::end(kImplicitUS), e.tag) !=
-                                                     std::end(kImplicitUS);
+        bool const implicitUS =
+            e.vr.empty() && std::find(std::begin(kImplicitUS), std::end(kImplicitUS), e.tag) != std::end(kImplicitUS);
         if ((implicitUS || e.vr == "US" || e.vr == "SS") && bytes.size() >= 2) {
             auto const* b = reinterpret_cast<uint8_t const*>(bytes.data());
             uint16_t const u = m_big ? uint16_t(b[0] << 8 | b[1]) : uint16_t(b[1] << 8 | b[0]);
@@ -303,8 +302,8 @@ TezDicomFile TezDicomFile::Read(std::string const& path)
     if (!file)
         return result;
     char magic[4] = {};
-    result.part10 = fseeko(file, 128, SEEK_SET) == 0 && std::fread(magic, 1, 4, file) == 4 &&
-                    std::memcmp(magic, "DICM", 4) == 0;
+    result.part10 =
+        fseeko(file, 128, SEEK_SET) == 0 && std::fread(magic, 1, 4, file) == 4 && std::memcmp(magic, "DICM", 4) == 0;
     if (result.part10) {
         try {
             Walker walker(file, uint64_t(info.st_size), result);

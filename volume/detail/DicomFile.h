@@ -27,10 +27,10 @@ struct TezDicomFile
         uint64_t offset = 0, length = 0;
     };
 
-    bool part10 = false;   // a regular file with the preamble and "DICM"
-    std::string problem;   // empty when the walk passed
-    bool pixels = false;   // the data set holds pixel data
-    std::string syntax;    // the transfer syntax UID
+    bool part10 = false; // a regular file with the preamble and "DICM"
+    std::string problem; // empty when the walk passed
+    bool pixels = false; // the data set holds pixel data
+    std::string syntax;  // the transfer syntax UID
     bool bigEndian = false;
     bool encapsulated = false;
     // Top-level values of the attributes a volume needs, by tag (group <<

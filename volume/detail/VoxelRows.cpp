@@ -2,8 +2,7 @@
 
 #include <cstring>
 
-namespace
-{
+namespace {
 template <int Bytes, bool Swap, uint16_t Flip, typename Out>
 void ConvertRow(uint8_t const* from, Out* to, int count)
 {
@@ -26,12 +25,14 @@ void ConvertRow(uint8_t const* from, Out* to, int count)
 
 using RowFunction = void (*)(uint8_t const*, void*, int);
 
-template <int Bytes, bool Swap, uint16_t Flip, typename Out> void Row(uint8_t const* from, void* to, int count)
+template <int Bytes, bool Swap, uint16_t Flip, typename Out>
+void Row(uint8_t const* from, void* to, int count)
 {
     ConvertRow<Bytes, Swap, Flip, Out>(from, static_cast<Out*>(to), count);
 }
 
-template <typename Out> RowFunction PickRow(TezVoxelSample sample, bool swap)
+template <typename Out>
+RowFunction PickRow(TezVoxelSample sample, bool swap)
 {
     switch (sample) {
     case TezVoxelSample::UInt8:
@@ -47,12 +48,11 @@ template <typename Out> RowFunction PickRow(TezVoxelSample sample, bool swap)
 }
 } // namespace
 
-bool TezIsValidCopyRequest(int sourceWidth, int sourceHeight, int sourceDepth, void const* buffer, int x, int y,
-                           int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
-                           uint64_t sliceStride)
+bool TezIsValidCopyRequest(int sourceWidth, int sourceHeight, int sourceDepth, void const* buffer, int x, int y, int z,
+                           int width, int height, int depth, int bitsPerPixel, uint64_t rowStride, uint64_t sliceStride)
 {
-    if (!buffer || (bitsPerPixel != 8 && bitsPerPixel != 16) || x < 0 || y < 0 || z < 0 || width < 0 ||
-        height < 0 || depth < 0 || int64_t(x) + width > sourceWidth || int64_t(y) + height > sourceHeight ||
+    if (!buffer || (bitsPerPixel != 8 && bitsPerPixel != 16) || x < 0 || y < 0 || z < 0 || width < 0 || height < 0 ||
+        depth < 0 || int64_t(x) + width > sourceWidth || int64_t(y) + height > sourceHeight ||
         int64_t(z) + depth > sourceDepth)
         return false;
     uint64_t const bytes = uint64_t(bitsPerPixel / 8);
@@ -64,12 +64,10 @@ bool TezIsValidCopyRequest(int sourceWidth, int sourceHeight, int sourceDepth, v
 void TezCopySliceBox(uint8_t const* slice, int sliceWidth, int sliceHeight, TezVoxelSample sample, bool swapBytes,
                      int x, int y, int boxWidth, int boxHeight, uint8_t* out, uint64_t rowStride, int outBits)
 {
-    RowFunction const row =
-        outBits == 8 ? PickRow<uint8_t>(sample, swapBytes) : PickRow<uint16_t>(sample, swapBytes);
+    RowFunction const row = outBits == 8 ? PickRow<uint8_t>(sample, swapBytes) : PickRow<uint16_t>(sample, swapBytes);
     uint64_t const bytes = uint64_t(TezVoxelSampleBytes(sample));
     for (int j = 0; j < boxHeight; ++j) {
         uint64_t const stored = uint64_t(sliceHeight - 1 - (y + j));
-        row(slice + (stored * uint64_t(sliceWidth) + uint64_t(x)) * bytes, out + uint64_t(j) * rowStride,
-            boxWidth);
+        row(slice + (stored * uint64_t(sliceWidth) + uint64_t(x)) * bytes, out + uint64_t(j) * rowStride, boxWidth);
     }
 }

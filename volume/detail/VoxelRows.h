@@ -17,8 +17,8 @@
 
 // True when a Copy request fits a width x height x depth source: bits 8 or
 // 16, a non-null buffer, the box inside, strides wide enough for it.
-bool TezIsValidCopyRequest(int sourceWidth, int sourceHeight, int sourceDepth, void const* buffer, int x, int y,
-                           int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+bool TezIsValidCopyRequest(int sourceWidth, int sourceHeight, int sourceDepth, void const* buffer, int x, int y, int z,
+                           int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
                            uint64_t sliceStride);
 
 // Copies the box's rows [y, y + boxHeight) of one stored slice of

@@ -9,9 +9,9 @@
 // pixel, before any object transform; its pixel y counts up from the bottom
 // row, so GetPixelRay(x, y) matches the camera's RayToPixel(x, height - 1 - y).
 
-#include "platform/Api.h"
 #include "math/Ray.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 
 #include <cstdint>
 

@@ -129,9 +129,9 @@ struct Ray
     float3s exitBias;
     float tEntry;
     float tExit;
-    float unitT; // t that moves the ray one unit of the cube along its main axis
-    bool cutEntry;       // tEntry lies on a cross-section plane
-    float3s cutNormal;   // that plane's normal, into the kept half space
+    float unitT;       // t that moves the ray one unit of the cube along its main axis
+    bool cutEntry;     // tEntry lies on a cross-section plane
+    float3s cutNormal; // that plane's normal, into the kept half space
 };
 
 TEZ_KERNELFN void ApplyRange(const DefaultRangeFunction&, const float3s&, const float3s&, Ray&) {}
@@ -210,8 +210,8 @@ TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, cons
 // A sample for the gradient at brick coordinates (cx, cy, cz), which may lie
 // one voxel outside the brick of the node at (nx, ny, nz) on its level.
 template <class V>
-TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int cx,
-                                   int cy, int cz)
+TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int cx, int cy,
+                                   int cz)
 {
     bool moved = false;
     if (cx >= TezBrickEdge) {
@@ -250,7 +250,8 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
     if (!(node.data & TezNodeFlagBit))
         return 1.0f;
     // A descent that stopped early reads the same spot in the coarser brick.
-    const V* other = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+    const V* other =
+        static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
     const int px = ((nx % s) * TezBrickEdge + cx) / s;
     const int py = ((ny % s) * TezBrickEdge + cy) / s;
     const int pz = ((nz % s) * TezBrickEdge + cz) / s;
@@ -258,11 +259,11 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
 }
 
 template <class V>
-TEZ_KERNELFN float3s Gradient(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x, int y,
-                              int z)
+TEZ_KERNELFN float3s Gradient(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x, int y, int z)
 {
     float3s g = Make3(0.0f, 0.0f, 0.0f);
-    const bool interior = x > 0 && y > 0 && z > 0 && x < TezBrickEdge - 1 && y < TezBrickEdge - 1 && z < TezBrickEdge - 1;
+    const bool interior =
+        x > 0 && y > 0 && z > 0 && x < TezBrickEdge - 1 && y < TezBrickEdge - 1 && z < TezBrickEdge - 1;
     int k = 0;
     for (int dz = -1; dz <= 1; ++dz)
         for (int dy = -1; dy <= 1; ++dy)
@@ -404,8 +405,8 @@ TEZ_KERNEL_STEP Descent Descend(const Octree& oct, const Ray& ray, float t, int 
 // r.hitDepth while nothing is hit.
 template <class V>
 TEZ_KERNEL_STEP void WalkBrick(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
-                            const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
-                            MarchCounters* counters)
+                               const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
+                               MarchCounters* counters)
 {
     const float3s v0 = Scale(d.f, 16.0f);
     float3s v = v0;
@@ -677,12 +678,14 @@ TEZ_KERNELFN void NodeState(const Octree& oct, int nodeCount, const float* table
     if ((node.children & TezNodeLowMask) != 0)
         return;
     if (!(node.children & TezNodeFlagBit)) {
-        node.state = IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) ? TezNodeStateFull : TezNodeStateEmpty;
+        node.state =
+            IsOpaque(table, oct.valueScale, static_cast<float>(node.data)) ? TezNodeStateFull : TezNodeStateEmpty;
         return;
     }
     if (!(node.data & TezNodeFlagBit))
         return;
-    const V* brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+    const V* brick =
+        static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
     const bool first = IsOpaque(table, oct.valueScale, static_cast<float>(brick[0]));
     for (int k = 1; k < TezBrickVoxels; ++k)
         if (IsOpaque(table, oct.valueScale, static_cast<float>(brick[k])) != first) {

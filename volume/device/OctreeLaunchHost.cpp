@@ -44,8 +44,7 @@ void Transparent(const TransparentLaunch& a, bool sixteenBit, const XSectionRang
 {
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
-        ForEachPixel(a.camera.width, a.camera.height,
-                     [&](int x, int y) { RenderTransparentPixel<V>(a, range, x, y); });
+        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) { RenderTransparentPixel<V>(a, range, x, y); });
     });
 }
 

@@ -156,8 +156,8 @@ uint32_t GroupState(Node* nodes, int count, uint32_t first)
 } // namespace
 
 Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye, const TezVector3<float> axes[3],
-                             const TezVector3<float>& focus, float nearPlane, float farPlane, float fovDegrees,
-                             int width, int height)
+                           const TezVector3<float>& focus, float nearPlane, float farPlane, float fovDegrees, int width,
+                           int height)
 {
     auto f3 = [](const TezVector3<float>& v) { return float3s{v.x, v.y, v.z}; };
     Camera c{};
@@ -192,7 +192,6 @@ Camera TezMakeOctreeCamera(const TezCameraRecord& r)
     c.height = r.height;
     return c;
 }
-
 
 Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
 {
@@ -291,9 +290,8 @@ bool TezRenderOctreeSolid(const TezOctreeRenderTarget& target, const TezOctreeRe
 }
 
 bool TezRenderOctreeTransparent(const TezOctreeRenderTarget& target, const TezOctreeRenderSource& source,
-                                const Camera& camera, const TezMatrix44<float>& matrix,
-                                const TezVector4<float>& colour, const float* transferFunction,
-                                const TezPlane<float>* xsection)
+                                const Camera& camera, const TezMatrix44<float>& matrix, const TezVector4<float>& colour,
+                                const float* transferFunction, const TezPlane<float>* xsection)
 {
     return RenderTransparent(target, source, camera, matrix, colour, transferFunction, xsection);
 }

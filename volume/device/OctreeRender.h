@@ -15,10 +15,10 @@
 // Invalid arguments (null buffers, sizes, bit depth, a tree whose root has no
 // children: the kernels start at nodes 1 to 8) throw std::runtime_error.
 
-#include "platform/Api.h"
 #include "math/Matrix.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
+#include "platform/Api.h"
 #include "platform/DeviceBuffer.h"
 #include "volume/device/CameraRecord.h"
 #include "volume/device/OctreeKernelTypes.h"
@@ -70,9 +70,9 @@ struct TezOctreeRenderSource
 // axes are the three vectors of the camera's inverse view axes. Row y of a
 // target is the y-th row from the bottom of the view.
 TEZ_API TezOctreeDevice::Camera TezMakeOctreeCamera(bool perspective, const TezVector3<float>& eye,
-                                                      const TezVector3<float> axes[3], const TezVector3<float>& focus,
-                                                      float nearPlane, float farPlane, float fovDegrees, int width,
-                                                      int height);
+                                                    const TezVector3<float> axes[3], const TezVector3<float>& focus,
+                                                    float nearPlane, float farPlane, float fovDegrees, int width,
+                                                    int height);
 // The same from a camera record (render/OctreeCamera.h makes both from a
 // camera view).
 TEZ_API TezOctreeDevice::Camera TezMakeOctreeCamera(const TezCameraRecord& record);

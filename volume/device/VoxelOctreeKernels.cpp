@@ -1,7 +1,7 @@
 #include "volume/device/VoxelOctreeKernels.h"
 
-#include "core/Logger.h"
 #include "core/CudaCheck.h"
+#include "core/Logger.h"
 #include "platform/DeviceMemory.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeLaunch.h"

@@ -35,18 +35,24 @@ namespace {
 TezResourceManager::ResourceType FolderOfStage(GLenum stage)
 {
     switch (stage) {
-    case GL_GEOMETRY_SHADER: return TezResourceManager::ResourceGeometryShader;
-    case GL_FRAGMENT_SHADER: return TezResourceManager::ResourceFragmentShader;
-    default: return TezResourceManager::ResourceVertexShader;
+    case GL_GEOMETRY_SHADER:
+        return TezResourceManager::ResourceGeometryShader;
+    case GL_FRAGMENT_SHADER:
+        return TezResourceManager::ResourceFragmentShader;
+    default:
+        return TezResourceManager::ResourceVertexShader;
     }
 }
 
 char const* StageName(GLenum stage)
 {
     switch (stage) {
-    case GL_GEOMETRY_SHADER: return "geometry";
-    case GL_FRAGMENT_SHADER: return "fragment";
-    default: return "vertex";
+    case GL_GEOMETRY_SHADER:
+        return "geometry";
+    case GL_FRAGMENT_SHADER:
+        return "fragment";
+    default:
+        return "vertex";
     }
 }
 

@@ -38,15 +38,33 @@ void Walk(TezArchive& archive)
         if (tag.Length() == 0 && step > 0)
             return;
         switch (tag.Length() > 0 ? tag.c_str()[0] % 9 : 0) {
-        case 0: archive.SkipUnknownTag(); break;
-        case 1: archive.ReadInt(); break;
-        case 2: archive.ReadString(); break;
-        case 3: archive.ReadStartSection(1); break;
-        case 4: archive.ReadStartSection(0); break;
-        case 5: archive.ReadBinary(sink, sizeof sink); break;
-        case 6: archive.ReadObject(); break;
-        case 7: archive.ReadCompressedBinary(frame); break;
-        default: archive.ReadSizet(); break;
+        case 0:
+            archive.SkipUnknownTag();
+            break;
+        case 1:
+            archive.ReadInt();
+            break;
+        case 2:
+            archive.ReadString();
+            break;
+        case 3:
+            archive.ReadStartSection(1);
+            break;
+        case 4:
+            archive.ReadStartSection(0);
+            break;
+        case 5:
+            archive.ReadBinary(sink, sizeof sink);
+            break;
+        case 6:
+            archive.ReadObject();
+            break;
+        case 7:
+            archive.ReadCompressedBinary(frame);
+            break;
+        default:
+            archive.ReadSizet();
+            break;
         }
     }
 }

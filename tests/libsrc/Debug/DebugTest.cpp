@@ -151,11 +151,12 @@ void ExpectReport(ChildRun const& run, int signal, std::string const& what, std:
     ASSERT_EQ("filter", Line(run.err, 0));
     std::smatch reason;
     std::string const first = Line(run.err, 1);
-    ASSERT_TRUE(std::regex_match(first, reason,
-                                 std::regex("tez_debug_tests caused an " + what +
-                                            " in module tez_debug_tests at 0x([0-9A-F]{16}) " + kLocal + function +
-                                            "\\(\\)\\+[0-9]{4} byte\\(s\\) /.*/tests/libsrc/Debug/DebugTest\\.cpp, line "
-                                            "[0-9]{4}(\\+[0-9]{4} byte\\(s\\))?")));
+    ASSERT_TRUE(
+        std::regex_match(first, reason,
+                         std::regex("tez_debug_tests caused an " + what +
+                                    " in module tez_debug_tests at 0x([0-9A-F]{16}) " + kLocal + function +
+                                    "\\(\\)\\+[0-9]{4} byte\\(s\\) /.*/tests/libsrc/Debug/DebugTest\\.cpp, line "
+                                    "[0-9]{4}(\\+[0-9]{4} byte\\(s\\))?")));
     std::smatch registers;
     std::string const rest = run.err.substr(run.err.find("RAX="));
     ASSERT_TRUE(std::regex_search(rest, registers, std::regex(std::string("^") + kRegisterLines)));
@@ -163,10 +164,11 @@ void ExpectReport(ChildRun const& run, int signal, std::string const& what, std:
     // The walk starts at the fault, with its argument registers, and goes on
     // through the test that called it.
     std::string const stack = rest.substr(registers[0].length());
-    EXPECT_TRUE(std::regex_search(stack, std::regex("^tez_debug_tests at 0x" + std::string(reason[1]) +
-                                                    " \\(0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16} "
-                                                    "0x[0-9A-F]{16}\\) " + kLocal +
-                                                    function + "\\(\\)\\+[0-9]{4} byte\\(s\\) .*DebugTest\\.cpp")));
+    EXPECT_TRUE(
+        std::regex_search(stack, std::regex("^tez_debug_tests at 0x" + std::string(reason[1]) +
+                                            " \\(0x[0-9A-F]{16} 0x[0-9A-F]{16} 0x[0-9A-F]{16} "
+                                            "0x[0-9A-F]{16}\\) " +
+                                            kLocal + function + "\\(\\)\\+[0-9]{4} byte\\(s\\) .*DebugTest\\.cpp")));
     EXPECT_NE(std::string::npos, stack.find("TestBody()+")) << "a caller of the faulting function";
     EXPECT_EQ(std::string::npos, run.err.find("fault while reporting"));
 }
@@ -346,8 +348,8 @@ TEST(TezDiagAssert, ReportsTheExpressionProgramLastErrorAndStack)
                                                       "Expression : 1 \\+ 1 == 3\n"
                                                       "Last Error \\(0x00000002\\) : No such file or directory\n")))
         << run.err;
-    EXPECT_TRUE(std::regex_search(
-        run.err, std::regex("\ntez_debug_tests: \\(anonymous namespace\\)::AssertOnePlusOne \\+ [0-9]+ bytes\t\t.*DebugTest\\.cpp\t\tLine [0-9]+\n")))
+    EXPECT_TRUE(std::regex_search(run.err, std::regex("\ntez_debug_tests: \\(anonymous namespace\\)::AssertOnePlusOne "
+                                                      "\\+ [0-9]+ bytes\t\t.*DebugTest\\.cpp\t\tLine [0-9]+\n")))
         << run.err;
 
     ChildRun aborted = RunChild([] {

@@ -75,8 +75,7 @@ TEST(CudaRenderViewDepth, DepthWordIsGLWindowDepthOnAKnownPlane)
                 float const distance = perspective ? (p - eye).Length() : eye.z - planeZ;
                 double const gl = GLWindowDepth(*camera, p) * 16777216.0;
                 EXPECT_NEAR(double(TezOctreeDepthWord(record, x, y, distance)), gl, 16777216.0 * 2e-6)
-                    << (perspective ? "perspective" : "orthographic") << " z " << planeZ << " pixel " << x << ", "
-                    << y;
+                    << (perspective ? "perspective" : "orthographic") << " z " << planeZ << " pixel " << x << ", " << y;
             }
     }
 }

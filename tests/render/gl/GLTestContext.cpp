@@ -12,7 +12,8 @@ TezGLTestContext& TezGLTestContext::Get()
         c.window = TezGLPlatform::CreateOffscreenWindow(256, 256);
         int const code = TezOpenGLSupport::TezInitializeGLRC(c.window, c.context);
         if (code != TezOpenGLSupport::Success) {
-            c.reason = "no GL 4.3 context can be made here: " + std::string(TezOpenGLSupport::TezErrorString(code).c_str());
+            c.reason =
+                "no GL 4.3 context can be made here: " + std::string(TezOpenGLSupport::TezErrorString(code).c_str());
             return c;
         }
         c.dc = TezGLPlatform::GetDC(c.window);
@@ -38,10 +39,7 @@ void GLTest::SetUp()
     glGetError();
 }
 
-void GLTest::TearDown()
-{
-    m_app.reset();
-}
+void GLTest::TearDown() { m_app.reset(); }
 
 std::vector<unsigned char> GLTest::ReadPixel(int x, int y)
 {

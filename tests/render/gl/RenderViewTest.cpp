@@ -295,8 +295,8 @@ TEST_F(RenderViewTest, ExportImageToFileWritesTheFormatOfTheExtension)
         char const* name;
         int tolerance; // JPEG is lossy
     };
-    for (Case const& each : {Case{"f.bmp", 0}, Case{"f.PNG", 0}, Case{"f.tif", 0}, Case{"f.tiff", 0},
-                             Case{"f.jpg", 40}, Case{"f", 40}, Case{"f.xyz", 40}}) {
+    for (Case const& each : {Case{"f.bmp", 0}, Case{"f.PNG", 0}, Case{"f.tif", 0}, Case{"f.tiff", 0}, Case{"f.jpg", 40},
+                             Case{"f", 40}, Case{"f.xyz", 40}}) {
         std::string const path = (folder / each.name).string();
         EXPECT_TRUE(view->ExportImageToFile(TezString(path.c_str())));
         TezImage image;

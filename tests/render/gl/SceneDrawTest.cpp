@@ -29,7 +29,9 @@ class MissingShaderEffect : public TezDefaultEffectImpl
 {
     TEZ_TYPIFIED_CLASS(MissingShaderEffect)
 protected:
-    MissingShaderEffect() : TezDefaultEffectImpl("vNoSuchFile.glsl", "fDefaultUnlit.glsl", "fDefaultUnlit.glsl", true) {}
+    MissingShaderEffect() : TezDefaultEffectImpl("vNoSuchFile.glsl", "fDefaultUnlit.glsl", "fDefaultUnlit.glsl", true)
+    {
+    }
 };
 TEZ_TYPIFIED_IMPL(MissingShaderEffect, "Test Missing Shader Effect")
 
@@ -37,7 +39,9 @@ class NoModelMatrixEffect : public TezDefaultEffectImpl
 {
     TEZ_TYPIFIED_CLASS(NoModelMatrixEffect)
 protected:
-    NoModelMatrixEffect() : TezDefaultEffectImpl("vTestNoModel.glsl", "fDefaultUnlit.glsl", "fDefaultUnlit.glsl", true) {}
+    NoModelMatrixEffect() : TezDefaultEffectImpl("vTestNoModel.glsl", "fDefaultUnlit.glsl", "fDefaultUnlit.glsl", true)
+    {
+    }
 };
 TEZ_TYPIFIED_IMPL(NoModelMatrixEffect, "Test No Model Matrix Effect")
 
@@ -220,9 +224,12 @@ TEST_F(SceneDrawTest, TurnedCubeShadesItsFaces)
 // selected or not, and nothing for the others.
 TEST_F(SceneDrawTest, MappingWritesExactIdColours)
 {
-    TezRef<TezSceneMesh> left = AddCube(TezDefaultEffect::StaticType(), kColor, TezTranslationTransform<float>({-1, 0, 0}));
-    TezRef<TezSceneMesh> right = AddCube(TezDefaultUnlitEffect::StaticType(), kColor, TezTranslationTransform<float>({1, 0, 0}));
-    TezRef<TezSceneMesh> middle = AddCube(TezDefaultEffect::StaticType(), kColor, TezTranslationTransform<float>({0, 0, -3}));
+    TezRef<TezSceneMesh> left =
+        AddCube(TezDefaultEffect::StaticType(), kColor, TezTranslationTransform<float>({-1, 0, 0}));
+    TezRef<TezSceneMesh> right =
+        AddCube(TezDefaultUnlitEffect::StaticType(), kColor, TezTranslationTransform<float>({1, 0, 0}));
+    TezRef<TezSceneMesh> middle =
+        AddCube(TezDefaultEffect::StaticType(), kColor, TezTranslationTransform<float>({0, 0, -3}));
     left->SetProperty(TezSceneObject::Mappable, true);
     right->SetProperty(TezSceneObject::Mappable, true);
     TezRef<TezSelection> selection = TezSelection::Create();
@@ -233,8 +240,9 @@ TEST_F(SceneDrawTest, MappingWritesExactIdColours)
     Frame const frame = Render(data);
     auto id = [&frame](int x, int y) {
         TezVector4<int> const p = frame.At(x, y);
-        return TezIdFromColor(TezVector4<unsigned char>(static_cast<unsigned char>(p.x), static_cast<unsigned char>(p.y),
-                                                        static_cast<unsigned char>(p.z), static_cast<unsigned char>(p.w)));
+        return TezIdFromColor(
+            TezVector4<unsigned char>(static_cast<unsigned char>(p.x), static_cast<unsigned char>(p.y),
+                                      static_cast<unsigned char>(p.z), static_cast<unsigned char>(p.w)));
     };
     // x = +-1 at distance 4.5 lands 1 / (4.5 tan 15deg) x 32 = 26.5 pixels out.
     EXPECT_EQ(left->Id(), id(32 - 26, 32));

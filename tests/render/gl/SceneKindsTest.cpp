@@ -112,10 +112,16 @@ TezRef<TezRgbaBitmap> Filled(int width, int height, TezVector4<unsigned char> rg
 std::vector<Kind> Kinds()
 {
     std::vector<TezVector3<float>> const zigzag = {{-1, -0.5f, 0}, {-0.3f, 0.5f, 0}, {0.3f, -0.5f, 0}, {1, 0.5f, 0}};
-    std::vector<TezVector3<float>> const grid = {{-0.5f, -0.5f, 0}, {0.5f, -0.5f, 0}, {0, 0, 0}, {-0.5f, 0.5f, 0}, {0.5f, 0.5f, 0}};
+    std::vector<TezVector3<float>> const grid = {
+        {-0.5f, -0.5f, 0}, {0.5f, -0.5f, 0}, {0, 0, 0}, {-0.5f, 0.5f, 0}, {0.5f, 0.5f, 0}};
     return {
-        {"box", [] { return TezRef<TezSceneObject>(TezSceneBox::Create({{-0.8f, -0.8f, -0.8f}, {0.8f, 0.8f, 0.8f}})); },
-         [](TezSceneObject& o) { static_cast<TezSceneBox&>(o).SetBox({{-0.6f, -0.6f, -0.6f}, {0.6f, 0.6f, 0.6f}}); }},
+        {"box",
+         [] {
+             return TezRef<TezSceneObject>(TezSceneBox::Create({{-0.8f, -0.8f, -0.8f}, {0.8f, 0.8f, 0.8f}}));
+         },
+         [](TezSceneObject& o) {
+             static_cast<TezSceneBox&>(o).SetBox({{-0.6f, -0.6f, -0.6f}, {0.6f, 0.6f, 0.6f}});
+         }},
         {"cone", [] { return TezRef<TezSceneObject>(TezSceneCone::Create(0.8f, 1.0f)); },
          [](TezSceneObject& o) { static_cast<TezSceneCone&>(o).SetCone(0.7f, 1.2f); }},
         {"cylinder", [] { return TezRef<TezSceneObject>(TezSceneCylinder::Create(0.8f, 1.0f)); },
@@ -126,13 +132,24 @@ std::vector<Kind> Kinds()
          [](TezSceneObject& o) { static_cast<TezSceneQuad&>(o).SetQuad(0.6f, 0.6f); }},
         {"frame", [] { return TezRef<TezSceneObject>(TezSceneFrame::Create(0.9f, 0.5f, 0.2f)); },
          [](TezSceneObject& o) { static_cast<TezSceneFrame&>(o).SetFrame(0.8f, 0.4f, 0.2f); }},
-        {"rectangle", [] { return TezRef<TezSceneObject>(TezSceneRectangle::Create({{0.2f, 0.2f}, {0.8f, 0.7f}})); },
-         [](TezSceneObject& o) { static_cast<TezSceneRectangle&>(o).SetRectangle({{0.3f, 0.3f}, {0.6f, 0.6f}}); }},
+        {"rectangle",
+         [] {
+             return TezRef<TezSceneObject>(TezSceneRectangle::Create({{0.2f, 0.2f}, {0.8f, 0.7f}}));
+         },
+         [](TezSceneObject& o) {
+             static_cast<TezSceneRectangle&>(o).SetRectangle({{0.3f, 0.3f}, {0.6f, 0.6f}});
+         }},
         {"polyline", [=] { return TezRef<TezSceneObject>(TezScenePolyline::Create(zigzag)); },
-         [=](TezSceneObject& o) { static_cast<TezScenePolyline&>(o).SetVertices({zigzag[0], zigzag[3]}); }},
-        {"polyline points", [=] { return TezRef<TezSceneObject>(TezScenePolyline::Create(grid, TezScenePolyline::Points)); },
+         [=](TezSceneObject& o) {
+             static_cast<TezScenePolyline&>(o).SetVertices({zigzag[0], zigzag[3]});
+         }},
+        {"polyline points",
+         [=] { return TezRef<TezSceneObject>(TezScenePolyline::Create(grid, TezScenePolyline::Points)); },
          [=](TezSceneObject& o) { static_cast<TezScenePolyline&>(o).SetVertices(zigzag); }},
-        {"polyline group", [=] { return TezRef<TezSceneObject>(TezScenePolylineGroup::Create({zigzag, grid})); },
+        {"polyline group",
+         [=] {
+             return TezRef<TezSceneObject>(TezScenePolylineGroup::Create({zigzag, grid}));
+         },
          [=](TezSceneObject& o) { static_cast<TezScenePolylineGroup&>(o).SetVertices({grid}); }},
         {"thick polyline", [=] { return TezRef<TezSceneObject>(TezSceneThickPolyline::Create(zigzag)); },
          [](TezSceneObject& o) { static_cast<TezSceneThickPolyline&>(o).SetClosed(true); }},
@@ -150,10 +167,17 @@ std::vector<Kind> Kinds()
              return TezRef<TezSceneObject>(sprites);
          },
          [=](TezSceneObject& o) { static_cast<TezScenePointSprites&>(o).SetPoints(zigzag); }},
-        {"overlay", [] { return TezRef<TezSceneObject>(TezSceneGdiOverlay::Create(Filled(20, 10, {200, 50, 50, 255}))); },
-         [](TezSceneObject& o) { static_cast<TezSceneGdiOverlay&>(o).SetBitmap(Filled(8, 8, {50, 200, 50, 255})); }},
+        {"overlay",
+         [] {
+             return TezRef<TezSceneObject>(TezSceneGdiOverlay::Create(Filled(20, 10, {200, 50, 50, 255})));
+         },
+         [](TezSceneObject& o) {
+             static_cast<TezSceneGdiOverlay&>(o).SetBitmap(Filled(8, 8, {50, 200, 50, 255}));
+         }},
         {"background", [] { return TezRef<TezSceneObject>(TezSceneBackground::Create()); },
-         [](TezSceneObject& o) { static_cast<TezSceneBackground&>(o).SetImage(Filled(4, 4, {50, 50, 200, 255})); }},
+         [](TezSceneObject& o) {
+             static_cast<TezSceneBackground&>(o).SetImage(Filled(4, 4, {50, 50, 200, 255}));
+         }},
         {"ribbon box", [] { return TezRef<TezSceneObject>(TezSceneRibbonBox::Create(0.7f, 0.7f, 0.8f)); },
          [](TezSceneObject& o) { static_cast<TezSceneRibbonBox&>(o).SetHeight(1.0f); }},
         {"ribbon cylinder", [] { return TezRef<TezSceneObject>(TezSceneRibbonCylinder::Create(0.8f, 0.5f, 0.8f)); },

@@ -30,8 +30,8 @@ TEST_F(TextureTest, BuildsOnTheTargetTheSizeAndHintChoose)
         TezTexture::TypeHint hint;
         GLenum target;
     } const cases[] = {
-        {8, 1, 1, TezTexture::TypeAuto, GL_TEXTURE_1D},      {8, 1, 1, TezTexture::Type2D, GL_TEXTURE_2D},
-        {8, 4, 1, TezTexture::TypeAuto, GL_TEXTURE_2D},      {8, 4, 3, TezTexture::TypeAuto, GL_TEXTURE_3D},
+        {8, 1, 1, TezTexture::TypeAuto, GL_TEXTURE_1D},          {8, 1, 1, TezTexture::Type2D, GL_TEXTURE_2D},
+        {8, 4, 1, TezTexture::TypeAuto, GL_TEXTURE_2D},          {8, 4, 3, TezTexture::TypeAuto, GL_TEXTURE_3D},
         {8, 4, 3, TezTexture::Type2DArray, GL_TEXTURE_2D_ARRAY}, {8, 4, 1, TezTexture::Type3D, GL_TEXTURE_3D},
     };
     for (Case const& c : cases) {
@@ -55,8 +55,8 @@ TEST_F(TextureTest, EveryPixelFormatBuildsAndLoadsCleanly)
     TezLogger::SetConsoleLevel(TezLogger::Error);
     ::testing::internal::CaptureStdout();
     for (int format = TezTexture::PixelBGRA8; format <= TezTexture::PixelDepth32F; ++format) {
-        TezRef<TezTexture> texture = TezTexture::Create(static_cast<TezTexture::PixelFormat>(format), 4, 4, 1,
-                                                        TezTexture::TypeAuto, true);
+        TezRef<TezTexture> texture =
+            TezTexture::Create(static_cast<TezTexture::PixelFormat>(format), 4, 4, 1, TezTexture::TypeAuto, true);
         std::vector<unsigned char> bytes(texture->GetByteSize(), 7);
         EXPECT_TRUE(texture->Load(bytes.data(), bytes.size())) << "format " << format;
     }

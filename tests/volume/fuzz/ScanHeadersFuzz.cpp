@@ -45,10 +45,7 @@ void CopySome(TezVolumeData& volume)
 // Freed blocks of tens of MiB (decoded slices of headers that claim large
 // images) would otherwise pile up in the sanitizer's quarantine beyond the
 // fuzzer's memory limit.
-extern "C" char const* __asan_default_options()
-{
-    return "quarantine_size_mb=64";
-}
+extern "C" char const* __asan_default_options() { return "quarantine_size_mb=64"; }
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
