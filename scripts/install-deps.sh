@@ -14,6 +14,7 @@ packages=(
   libdeflate-dev libisal-dev zlib1g-dev libdw-dev
   libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth
+  libcli11-dev python3-numpy python3-pytest xdotool x11-apps
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
   assimp-testmodels
   clang libclang-rt-14-dev clang-format
