@@ -8,6 +8,7 @@
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OutputFile.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
@@ -26,6 +27,32 @@
 #include <stdexcept>
 
 namespace {
+
+char const* const kReadingOctree = "reading the octree";
+char const* const kWritingSample = "writing the sample";
+char const* const kBuilding = "building the octree";
+char const* const kRendering = "rendering";
+char const* const kWriting = "writing the picture";
+
+int Stopped(TezTerminalUI& ui, FILE* err)
+{
+    ui.ClearProgress();
+    std::fprintf(err, "tez render: stopped; nothing written\n");
+    return 1;
+}
+
+// The built-in sample's slices, removed with their folder however the
+// command ends.
+struct SampleFolder
+{
+    std::string path;
+    ~SampleFolder()
+    {
+        std::error_code ignored;
+        if (!path.empty())
+            std::filesystem::remove_all(path, ignored);
+    }
+};
 
 std::vector<float> Numbers(std::string const& text, char separator)
 {
@@ -254,8 +281,9 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
     return buffer;
 }
 
-int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out, FILE* err)
+int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
 {
+    ui.BeginStep(kRendering);
     TezVoxelOctree& tree = *octree;
     TezBox3<float> const bounds = tree.GetBounds();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
@@ -313,6 +341,9 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     } else {
         drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table, cut);
     }
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(ui, err);
     if (!drawn)
         std::fprintf(err, "tez render: a render step failed; see the log\n");
 
@@ -358,12 +389,16 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
             std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
         std::fprintf(err, "\n");
     }
+    ui.BeginStep(kWriting);
     TezImage picture;
+    TezOutputFile file(o.output);
     if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
-        !picture.Save(o.output.c_str())) {
-        std::fprintf(err, "tez render: cannot write %s\n", o.output.c_str());
+        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
+        ui.ClearProgress();
+        std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return 1;
     }
+    ui.ClearProgress();
     std::fprintf(out, "%s\n", o.output.c_str());
     return drawn ? 0 : 1;
 }
@@ -392,16 +427,32 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
         return TezCliUsageError(cli, problem, err);
 
     TezHostApplication app;
+    TezTerminalUI& ui = app.GetTerminalUI();
+    std::vector<TezTerminalUI::Step> steps;
+    if (!options.octreeFile.empty())
+        steps.push_back({kReadingOctree, 1.0});
+    if (options.octreeFile.empty() && positional.empty())
+        steps.push_back({kWritingSample, 1.0});
+    if (options.octreeFile.empty())
+        steps.push_back({kBuilding, 3.0});
+    steps.push_back({kRendering, 3.0});
+    steps.push_back({kWriting, 0.5});
+    ui.PlanSteps(steps);
     TezRef<TezVoxelOctree> tree;
-    std::string sampleFolder;
+    SampleFolder sampleFolder;
     if (!options.octreeFile.empty()) {
+        ui.BeginStep(kReadingOctree);
         tree = LoadOctree(options.octreeFile, err);
     } else {
         if (positional.empty()) {
+            ui.BeginStep(kWritingSample);
             std::string const pattern = WriteSample(err);
+            if (!pattern.empty())
+                sampleFolder.path = pattern.substr(0, pattern.find_last_of('/'));
+            if (TezTerminalUI::StopRequested())
+                return Stopped(ui, err);
             if (pattern.empty())
                 return 1;
-            sampleFolder = pattern.substr(0, pattern.find_last_of('/'));
             std::string const bad = source.Parse({pattern, "0", "127"});
             if (!bad.empty())
                 return TezCliUsageError(cli, bad, err);
@@ -421,21 +472,21 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
                          smallest, smallest);
             return 2;
         }
+        ui.BeginStep(kBuilding);
         tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, voxelSize, bits, options.memoryLimit);
+        ui.ClearProgress();
+        if (!tree && TezTerminalUI::StopRequested())
+            return Stopped(ui, err);
         if (!tree)
-            std::fprintf(err, "tez render: the octree build was stopped or refused\n");
+            std::fprintf(err, "tez render: the octree build was refused; see the log\n");
         // Damaged pixel data shows only while the slices are read.
         else if (!source.AcceptAfterRead("render", err))
             tree = TezRef<TezVoxelOctree>();
-        if (!sampleFolder.empty()) {
-            std::error_code ignored;
-            std::filesystem::remove_all(sampleFolder, ignored);
-        }
     }
     if (!tree)
         return 1;
     try {
-        return Render(tree, options, out, err);
+        return Render(tree, options, ui, out, err);
     } catch (std::exception const& error) {
         std::fprintf(err, "tez render: %s\n", error.what());
         return 1;
