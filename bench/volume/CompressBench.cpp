@@ -1,9 +1,12 @@
 // TezCompress against one zlib stream at level 1 on 256 MiB of CT-like data
 // (a smooth phantom with noise, 8 and 16 bits per voxel, fixed seed). With
-// TEZ_PEER_BENCH, zstd level 1, LZ4 and ISA-L's igzip level 1 join as
-// context. All figures are wall-clock: TezCompress runs its parts in
-// parallel. Counters: ratio = source / compressed; vs_zlib1 = compressed
-// size over zlib level 1's.
+// TEZ_PEER_BENCH, libdeflate level 1, zstd level 1 (one and two workers),
+// LZ4 and ISA-L's igzip level 1 join. All figures are wall-clock.
+// TezCompress runs its parts in parallel, so it is measured on every thread
+// of the machine (threads:2 here) and on one (threads:1): the single-threaded
+// peers compare with the second. Every side compresses the whole buffer in
+// memory into a buffer made before the timing. Counters: ratio = source /
+// compressed; vs_zlib1 = compressed size over zlib level 1's.
 
 #include "core/Compress.h"
 
@@ -14,10 +17,14 @@
 
 #if TEZ_PEER_BENCH
 #    include <isa-l/igzip_lib.h>
+#    include <libdeflate.h>
 #    include <lz4.h>
 #    include <zstd.h>
 #endif
 
+#include <tbb/global_control.h>
+
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -79,9 +86,17 @@ void Report(benchmark::State& state, size_t source, size_t compressed, int bits)
     state.counters["vs_zlib1"] = double(compressed) / double(Zlib1Size(bits));
 }
 
+// TezCompress's worker count: the second argument, 0 for all threads.
+size_t Threads(benchmark::State& state)
+{
+    const int threads = int(state.range(1));
+    return threads > 0 ? size_t(threads) : size_t(std::max(1u, std::thread::hardware_concurrency()));
+}
+
 void BM_TezCompress_Compress(benchmark::State& state)
 {
     const int bits = int(state.range(0));
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, Threads(state));
     const auto& src = Source(bits);
     std::vector<uint8_t> frame;
     frame.reserve(src.size() + 64);
@@ -95,6 +110,7 @@ void BM_TezCompress_Compress(benchmark::State& state)
 void BM_TezCompress_Uncompress(benchmark::State& state)
 {
     const int bits = int(state.range(0));
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, Threads(state));
     const auto& src = Source(bits);
     std::vector<uint8_t> frame, out(src.size());
     TezCompress::Compress(src.data(), src.size(), frame, 1);
@@ -151,6 +167,28 @@ void BM_Zstd1_Compress(benchmark::State& state)
     Report(state, src.size(), n, bits);
 }
 
+// zstd level 1 with two worker threads: the parallel peer of TezCompress.
+void BM_Zstd1Workers2_Compress(benchmark::State& state)
+{
+    const int bits = int(state.range(0));
+    const auto& src = Source(bits);
+    std::vector<uint8_t> out(ZSTD_compressBound(src.size()));
+    ZSTD_CCtx* context = ZSTD_createCCtx();
+    ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, 1);
+    if (ZSTD_isError(ZSTD_CCtx_setParameter(context, ZSTD_c_nbWorkers, 2))) {
+        ZSTD_freeCCtx(context);
+        state.SkipWithError("zstd built without threads");
+        return;
+    }
+    size_t n = 0;
+    for (auto _ : state) {
+        n = ZSTD_compress2(context, out.data(), out.size(), src.data(), src.size());
+        benchmark::DoNotOptimize(out.data());
+    }
+    ZSTD_freeCCtx(context);
+    Report(state, src.size(), n, bits);
+}
+
 void BM_Zstd1_Uncompress(benchmark::State& state)
 {
     const int bits = int(state.range(0));
@@ -192,6 +230,41 @@ void BM_LZ4_Uncompress(benchmark::State& state)
         LZ4_decompress_safe(z.data(), reinterpret_cast<char*>(out.data()), int(z.size()), int(out.size()));
         benchmark::DoNotOptimize(out.data());
     }
+    if (out != src)
+        state.SkipWithError("round trip differs");
+    Report(state, src.size(), z.size(), bits);
+}
+
+// libdeflate level 1, one zlib stream in one call, one thread.
+void BM_Libdeflate1_Compress(benchmark::State& state)
+{
+    const int bits = int(state.range(0));
+    const auto& src = Source(bits);
+    libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
+    std::vector<uint8_t> out(libdeflate_zlib_compress_bound(compressor, src.size()));
+    size_t n = 0;
+    for (auto _ : state) {
+        n = libdeflate_zlib_compress(compressor, src.data(), src.size(), out.data(), out.size());
+        benchmark::DoNotOptimize(out.data());
+    }
+    libdeflate_free_compressor(compressor);
+    Report(state, src.size(), n, bits);
+}
+
+void BM_Libdeflate1_Uncompress(benchmark::State& state)
+{
+    const int bits = int(state.range(0));
+    const auto& src = Source(bits);
+    libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
+    std::vector<uint8_t> z(libdeflate_zlib_compress_bound(compressor, src.size())), out(src.size());
+    z.resize(libdeflate_zlib_compress(compressor, src.data(), src.size(), z.data(), z.size()));
+    libdeflate_free_compressor(compressor);
+    libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
+    for (auto _ : state) {
+        libdeflate_zlib_decompress(decompressor, z.data(), z.size(), out.data(), out.size(), nullptr);
+        benchmark::DoNotOptimize(out.data());
+    }
+    libdeflate_free_decompressor(decompressor);
     if (out != src)
         state.SkipWithError("round trip differs");
     Report(state, src.size(), z.size(), bits);
@@ -259,15 +332,25 @@ void Configure(benchmark::internal::Benchmark* b)
     b->Arg(8)->Arg(16)->ArgName("bits")->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 }
 
+// Ours on all threads (0) and on one.
+void ConfigureThreads(benchmark::internal::Benchmark* b)
+{
+    b->ArgsProduct({{8, 16}, {0, 1}})->ArgNames({"bits", "threads"})->Unit(benchmark::kMillisecond)->UseRealTime();
+    b->MinTime(2.0);
+}
+
 } // namespace
 
-BENCHMARK(BM_TezCompress_Compress)->Apply(Configure);
-BENCHMARK(BM_TezCompress_Uncompress)->Apply(Configure);
+BENCHMARK(BM_TezCompress_Compress)->Apply(ConfigureThreads);
+BENCHMARK(BM_TezCompress_Uncompress)->Apply(ConfigureThreads);
 BENCHMARK(BM_Zlib1_Compress)->Apply(Configure);
 BENCHMARK(BM_Zlib1_Uncompress)->Apply(Configure);
 #if TEZ_PEER_BENCH
 BENCHMARK(BM_Zstd1_Compress)->Apply(Configure);
 BENCHMARK(BM_Zstd1_Uncompress)->Apply(Configure);
+BENCHMARK(BM_Zstd1Workers2_Compress)->Apply(Configure);
+BENCHMARK(BM_Libdeflate1_Compress)->Apply(Configure);
+BENCHMARK(BM_Libdeflate1_Uncompress)->Apply(Configure);
 BENCHMARK(BM_LZ4_Compress)->Apply(Configure);
 BENCHMARK(BM_LZ4_Uncompress)->Apply(Configure);
 BENCHMARK(BM_Isal1_Compress)->Apply(Configure);

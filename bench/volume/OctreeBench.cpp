@@ -1,6 +1,8 @@
-// Voxel octree build: from memory against OpenVDB's dense-to-sparse copy,
-// from PNG and TIFF stacks against the bare decode of the same files, and the
-// peak memory of a build from files against its limit.
+// Voxel octree build: from memory against OpenVDB's dense-to-sparse copy
+// (both on all threads, bytes per voxel of both), from PNG, 8-bit TIFF and
+// 16-bit TIFF stacks against the bare decode of the same files, and the peak
+// memory of a build from files against its limit. Then first-hit ray casting
+// of the built octree against OpenVDB on a grid of the same threshold.
 //
 // The phantom is 512^3, CT-like, with air exactly 0 around the body.
 
@@ -14,13 +16,16 @@
 #include <benchmark/benchmark.h>
 #include <tbb/parallel_for.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <malloc.h>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #if TEZ_PEER_BENCH
@@ -84,35 +89,45 @@ template <typename Voxel>
 void BM_OpenVDBCopyFromDense(benchmark::State& state)
 {
     std::vector<Voxel> const& voxels = Phantom<Voxel>();
-    uint64_t active = 0;
+    uint64_t active = 0, bytes = 0;
     for (auto _ : state)
-        active = tezpeer::OpenVDBCopyFromDense(voxels.data(), kEdge, int(sizeof(Voxel)));
+        active = tezpeer::OpenVDBCopyFromDense(voxels.data(), kEdge, int(sizeof(Voxel)), &bytes);
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["active"] = double(active);
+    state.counters["bytes/voxel"] = double(bytes) / double(kVoxels);
 }
 BENCHMARK_TEMPLATE(BM_OpenVDBCopyFromDense, uint8_t)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_TEMPLATE(BM_OpenVDBCopyFromDense, uint16_t)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 
-// The 8-bit phantom as 512 slice files in a temporary folder, written once.
-std::string const& SliceStack(FREE_IMAGE_FORMAT format)
+// The phantom as 512 slice files in a temporary folder, written once: PNG
+// and TIFF of the 8-bit phantom, uncompressed TIFF of the 16-bit one.
+enum class Stack { Png8, Tiff8, Tiff16 };
+
+char const* StackName(Stack kind) { return kind == Stack::Png8 ? "png" : (kind == Stack::Tiff8 ? "tif" : "tif16"); }
+
+std::string const& SliceStack(Stack kind)
 {
-    static std::string pngPattern, tiffPattern;
-    std::string& pattern = format == FIF_PNG ? pngPattern : tiffPattern;
+    static std::string patterns[3];
+    std::string& pattern = patterns[int(kind)];
     if (!pattern.empty())
         return pattern;
-    std::string const folder =
-        (std::filesystem::temp_directory_path() /
-         ("tez-octree-bench-" + std::to_string(getpid()) + (format == FIF_PNG ? "-png" : "-tif")))
-            .string();
+    std::string const folder = (std::filesystem::temp_directory_path() /
+                                ("tez-octree-bench-" + std::to_string(getpid()) + "-" + StackName(kind)))
+                                   .string();
     std::filesystem::create_directories(folder);
-    pattern = folder + (format == FIF_PNG ? "/slice%04d.png" : "/slice%04d.tif");
-    std::vector<uint8_t> const& voxels = Phantom<uint8_t>();
+    pattern = folder + (kind == Stack::Png8 ? "/slice%04d.png" : "/slice%04d.tif");
+    FREE_IMAGE_FORMAT const format = kind == Stack::Png8 ? FIF_PNG : FIF_TIFF;
+    int const bytes = kind == Stack::Tiff16 ? 2 : 1;
+    uint8_t const* voxels =
+        bytes == 2 ? reinterpret_cast<uint8_t const*>(Phantom<uint16_t>().data()) : Phantom<uint8_t>().data();
     tbb::parallel_for(0, kEdge, [&](int z) {
-        FIBITMAP* bitmap = FreeImage_Allocate(kEdge, kEdge, 8);
+        FIBITMAP* bitmap =
+            bytes == 2 ? FreeImage_AllocateT(FIT_UINT16, kEdge, kEdge, 16) : FreeImage_Allocate(kEdge, kEdge, 8);
         for (int y = 0; y < kEdge; ++y)
-            std::memcpy(FreeImage_GetScanLine(bitmap, y), voxels.data() + (uint64_t(z) * kEdge + y) * kEdge, kEdge);
+            std::memcpy(FreeImage_GetScanLine(bitmap, y), voxels + ((uint64_t(z) * kEdge + y) * kEdge) * bytes,
+                        size_t(kEdge) * bytes);
         char name[4096];
         std::snprintf(name, sizeof name, pattern.c_str(), z);
         FreeImage_Save(format, bitmap, name, format == FIF_PNG ? PNG_Z_BEST_SPEED : TIFF_NONE);
@@ -121,9 +136,10 @@ std::string const& SliceStack(FREE_IMAGE_FORMAT format)
     return pattern;
 }
 
-void BM_DecodeStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
+void BM_DecodeStack(benchmark::State& state, Stack kind)
 {
-    std::string const& pattern = SliceStack(format);
+    std::string const& pattern = SliceStack(kind);
+    FREE_IMAGE_FORMAT const format = kind == Stack::Png8 ? FIF_PNG : FIF_TIFF;
     for (auto _ : state) {
         // The same 2x-hardware-thread parallel read the image stack uses.
         int const workers = 2 * int(std::max(1u, std::thread::hardware_concurrency()));
@@ -140,23 +156,34 @@ void BM_DecodeStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK_CAPTURE(BM_DecodeStack, png, FIF_PNG)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
-BENCHMARK_CAPTURE(BM_DecodeStack, tiff, FIF_TIFF)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+BENCHMARK_CAPTURE(BM_DecodeStack, png, Stack::Png8)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+BENCHMARK_CAPTURE(BM_DecodeStack, tiff, Stack::Tiff8)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+BENCHMARK_CAPTURE(BM_DecodeStack, tiff16, Stack::Tiff16)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
 
-void BM_OctreeBuildFromStack(benchmark::State& state, FREE_IMAGE_FORMAT format)
+void BM_OctreeBuildFromStack(benchmark::State& state, Stack kind)
 {
-    std::string const& pattern = SliceStack(format);
+    std::string const& pattern = SliceStack(kind);
     TezRef<TezVoxelOctree> tree;
     for (auto _ : state) {
         TezRef<TezImageStack> stack = TezImageStack::Create(pattern.c_str(), 0, kEdge - 1);
-        tree = TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, 8, 1024);
+        tree = TezVoxelOctree::CreateFromVolumeData("bench", stack, 1.0, kind == Stack::Tiff16 ? 16 : 8, 1024);
     }
     state.counters["Mvoxels/s"] =
         benchmark::Counter(double(kVoxels) * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     ReportTree(state, *tree);
 }
-BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, png, FIF_PNG)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
-BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, tiff, FIF_TIFF)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(2);
+BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, png, Stack::Png8)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(2);
+BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, tiff, Stack::Tiff8)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(2);
+BENCHMARK_CAPTURE(BM_OctreeBuildFromStack, tiff16, Stack::Tiff16)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(2);
 
 long StatusKiB(char const* field)
 {
@@ -173,7 +200,7 @@ long StatusKiB(char const* field)
 void BM_OctreeBuildPeakMemory(benchmark::State& state)
 {
     int const limit = int(state.range(0));
-    std::string const& pattern = SliceStack(FIF_PNG);
+    std::string const& pattern = SliceStack(Stack::Png8);
     double growthMiB = 0, poolsMiB = 0;
     for (auto _ : state) {
         int pipeFds[2];
@@ -321,13 +348,17 @@ void BM_OctreeRayTransparent(benchmark::State& state)
 BENCHMARK(BM_OctreeRayTransparent)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #if TEZ_PEER_BENCH
-// The same first hit with OpenVDB on the grid converted from the same
-// volume, along the ray caster's own world rays.
+// The same first hit with OpenVDB, along the ray caster's own world rays, on
+// a grid that holds only the voxels at or above the threshold: the peer's
+// counterpart of the node states. Grid, intersector and rays are made before
+// the timing, as the octree and its states are; each ray's hit distance is
+// written out, as the octree writes its depth (the octree also shades its
+// hits from a 27-voxel gradient, which the peer does not).
 void BM_OpenVDBRayFirstHit(benchmark::State& state)
 {
     RenderScene& scene = Scene();
     float const identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
-    std::vector<float> rays(size_t(kWidth) * kHeight * 6);
+    std::vector<float> rays(size_t(kWidth) * kHeight * 6), distances(size_t(kWidth) * kHeight);
     for (int y = 0; y < kHeight; ++y)
         for (int x = 0; x < kWidth; ++x) {
             TezOctreeDevice::Ray r;
@@ -336,14 +367,16 @@ void BM_OpenVDBRayFirstHit(benchmark::State& state)
             out[0] = r.origin.x, out[1] = r.origin.y, out[2] = r.origin.z;
             out[3] = r.viewDir.x, out[4] = r.viewDir.y, out[5] = r.viewDir.z;
         }
-    tezpeer::OpenVDBRayScene peer(Phantom<uint8_t>().data(), kEdge);
+    static tezpeer::OpenVDBRayScene const peer(Phantom<uint8_t>().data(), kEdge, kThreshold);
     uint64_t hits = 0;
     for (auto _ : state)
-        hits = peer.FirstHits(rays.data(), kWidth * kHeight, kThreshold);
+        hits = peer.FirstHits(rays.data(), kWidth * kHeight, distances.data());
     state.counters["fps"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["Mrays/s"] =
         benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["hit_fraction"] = double(hits) / (double(kWidth) * kHeight);
+    state.counters["active"] = double(peer.ActiveVoxels());
+    state.counters["bytes/voxel"] = double(peer.MemoryBytes()) / double(kVoxels);
 }
 BENCHMARK(BM_OpenVDBRayFirstHit)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
