@@ -244,7 +244,7 @@ BENCHMARK(BM_OctreeBuildPeakMemory)->Arg(64)->Arg(256)->Unit(benchmark::kMillise
 // ---- Ray casting the built octree: 1024 x 768 from the "tilted" view ----
 
 #include "render/OctreeCamera.h"
-#include "volume/device/OctreeKernels.inl"
+#include "volume/device/OctreeHostMarch.h"
 #include "volume/device/OctreeRender.h"
 
 namespace {
@@ -321,12 +321,13 @@ void BM_OctreeRaySolid(benchmark::State& state)
         for (int x = 0; x < kWidth; ++x, ++rays) {
             TezOctreeDevice::Ray ray;
             if (TezOctreeDevice::SetUpRay(scene.camera, inverse, x, y, TezOctreeDevice::DefaultRangeFunction{}, ray))
-                TezOctreeDevice::March<uint8_t>(octree, ray, scene.table.data(), false, ray.tEntry, &counters);
+                TezOctreeDevice::MarchWithPath<uint8_t>(octree, ray, scene.table.data(), false, ray.tEntry, &counters);
         }
     state.counters["fps"] = benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["Mrays/s"] =
         benchmark::Counter(double(kWidth) * kHeight * 1e-6 * double(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["steps/ray"] = double(counters.steps) / rays;
+    state.counters["voxels/ray"] = double(counters.voxels) / rays;
     state.counters["hit_fraction"] = double(hits) / (double(kWidth) * kHeight);
 }
 BENCHMARK(BM_OctreeRaySolid)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -509,6 +509,18 @@ TEZ_KERNELFN MarchResult March(const Octree& oct, const Ray& ray, const float* t
     return r;
 }
 
+// The march the pixel kernels use unless told otherwise: March above. The
+// host loops pass one of their own (OctreeHostMarch.h) that finds the same
+// hits.
+struct RestartMarch
+{
+    template <class V>
+    TEZ_KERNELFN static MarchResult Run(const Octree& oct, const Ray& ray, const float* table, bool inside, float t)
+    {
+        return March<V>(oct, ray, table, inside, t);
+    }
+};
+
 // The 24-bit depth of a distance along the ray of pixel (x, y), in a word.
 TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, int x, int y, float hitDepth)
 {
@@ -545,7 +557,7 @@ TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
            x;
 }
 
-template <class V, class Range>
+template <class V, class Range, class Marcher = RestartMarch>
 TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const Range& range, int x, int y)
 {
     const Camera& cam = a.camera;
@@ -561,7 +573,7 @@ TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const Range& range, int
     Ray ray;
     if (!SetUpRay(cam, transform, x, y, range, ray))
         return;
-    const MarchResult r = March<V>(oct, ray, lookup.table, false, ray.tEntry);
+    const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, false, ray.tEntry);
     if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
         return;
     *PitchedAt(image, imagePitch, y, x) =
@@ -569,7 +581,7 @@ TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const Range& range, int
     *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, x, y, r.hitDepth);
 }
 
-template <class V, class Range>
+template <class V, class Range, class Marcher = RestartMarch>
 TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const Range& range, int x, int y)
 {
     const Camera& cam = a.camera;
@@ -590,7 +602,7 @@ TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const Range
     float start = 0.0f;
     float opacity = 1.0f; // of the material the ray is in, for its way out
     for (int i = 0; i < layerCount; ++i) {
-        const MarchResult r = March<V>(oct, ray, lookup.table, inside, fmaxf(ray.tEntry, start));
+        const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, inside, fmaxf(ray.tEntry, start));
         if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
             return;
         float alpha = r.alpha;

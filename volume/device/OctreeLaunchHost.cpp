@@ -2,12 +2,14 @@
 // ranges for the node states.
 
 #include "core/Progress.h"
-#include "volume/device/OctreeKernels.inl"
+#include "volume/device/OctreeHostMarch.h"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+
+#include <type_traits>
 
 namespace TezOctreeDevice {
 namespace {
@@ -44,7 +46,9 @@ void Solid(const SolidLaunch& a, bool sixteenBit, const XSectionRangeFunction* x
 {
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
-        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) { RenderSolidPixel<V>(a, range, x, y); });
+        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
+            RenderSolidPixel<V, std::decay_t<decltype(range)>, PathMarch>(a, range, x, y);
+        });
     });
 }
 
@@ -52,7 +56,9 @@ void Transparent(const TransparentLaunch& a, bool sixteenBit, const XSectionRang
 {
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
-        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) { RenderTransparentPixel<V>(a, range, x, y); });
+        ForEachPixel(a.camera.width, a.camera.height, [&](int x, int y) {
+            RenderTransparentPixel<V, std::decay_t<decltype(range)>, PathMarch>(a, range, x, y);
+        });
     });
 }
 

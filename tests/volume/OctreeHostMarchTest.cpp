@@ -1,0 +1,128 @@
+// The host loops' march (re-entry into the last path, empty subtrees stepped
+// over) against the restart-from-root march, ray by ray, on a built tree.
+
+#include "volume/device/OctreeHostMarch.h"
+#include "OctreeTestTrees.h"
+#include "volume/MemoryVolume.h"
+#include "volume/VoxelOctree.h"
+#include "volume/device/VoxelOctreeKernels.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+using namespace TezOctreeTestTrees;
+
+namespace {
+
+// 300 x 56 x 48 voxels: a tree of 512 with a pyramid node above its blocks.
+// Noisy "tissue" (never opaque) in a slab with air around it, and opaque
+// balls of several sizes, some touching brick faces, some at the source's
+// edge.
+TezRef<TezVoxelOctree> BallsInTissue(int bits)
+{
+    const int w = 300, h = 56, d = 48;
+    std::mt19937 rng(7);
+    std::uniform_int_distribution<int> noise(0, 12);
+    const float balls[][4] = {{40, 28, 24, 9},  {100, 20, 30, 4},   {160, 32, 16, 12}, {230, 28, 24, 2.5f},
+                              {288, 50, 40, 7}, {16, 16, 16, 1.5f}, {200, 40, 40, 6}};
+    std::vector<uint16_t> v(size_t(w) * h * d);
+    for (int z = 0; z < d; ++z)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                uint16_t value = (y > 6 && y < 50) ? uint16_t(40 + noise(rng)) : 0;
+                for (const auto& b : balls) {
+                    const float dx = x + 0.5f - b[0], dy = y + 0.5f - b[1], dz = z + 0.5f - b[2];
+                    if (dx * dx + dy * dy + dz * dz <= b[3] * b[3])
+                        value = uint16_t(150 + noise(rng));
+                }
+                v[(size_t(z) * h + y) * w + x] = value;
+            }
+    if (bits == 8)
+        return TezVoxelOctree::CreateFromVolumeData("balls", TezMemoryVolume::Create8(w, h, d, {v.begin(), v.end()}),
+                                                    1.0, 8, 64);
+    for (uint16_t& x : v)
+        x = uint16_t(x * 257);
+    return TezVoxelOctree::CreateFromVolumeData("balls", TezMemoryVolume::Create16(w, h, d, v), 1.0, 16, 64);
+}
+
+Camera LookAt(bool perspective, const TezVector3<float>& eye, const TezVector3<float>& focus, int w, int h)
+{
+    auto unit = [](const TezVector3<float>& v) { return v * (1.0f / v.Length()); };
+    const TezVector3<float> f = unit(focus - eye);
+    const TezVector3<float> r = unit(f ^ TezVector3<float>(0, 0, 1));
+    const TezVector3<float> u = r ^ f;
+    const TezVector3<float> axes[3] = {{r.x, u.x, f.x}, {r.y, u.y, f.y}, {r.z, u.z, f.z}};
+    return TezMakeOctreeCamera(perspective, eye, axes, focus, 1.0f, 4000.0f, 40.0f, w, h);
+}
+
+// Answers the number of first hits.
+template <class V>
+int ExpectSameMarches(const TezOctreeRenderSource& source, const Camera& cam, const float* transform)
+{
+    const std::vector<float> table = StepTable();
+    const Octree oct = TezMakeOctreeRecord(source);
+    int hits = 0, layers = 0;
+    for (int y = 0; y < cam.height; ++y)
+        for (int x = 0; x < cam.width; ++x) {
+            Ray ray;
+            if (!SetUpRay(cam, transform, x, y, DefaultRangeFunction{}, ray))
+                continue;
+            float start = ray.tEntry;
+            // The first surface and the way out of it, as the layered render seeks them.
+            for (bool inside : {false, true}) {
+                const MarchResult a = March<V>(oct, ray, table.data(), inside, start);
+                const MarchResult b = MarchWithPath<V>(oct, ray, table.data(), inside, start);
+                EXPECT_EQ(a.alpha, b.alpha) << x << ", " << y << (inside ? " inside" : "");
+                if (a.alpha != b.alpha)
+                    return 0;
+                if (a.alpha == 0.0f)
+                    break;
+                EXPECT_EQ(a.shade, b.shade) << x << ", " << y;
+                EXPECT_NEAR(a.hitDepth, b.hitDepth, 1e-5f * a.hitDepth) << x << ", " << y;
+                hits += !inside, layers += inside;
+                start = a.hitDepth + 4.0f * oct.voxelSize;
+            }
+        }
+    EXPECT_GT(layers, 0);
+    return hits;
+}
+
+TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
+{
+    for (int bits : {8, 16}) {
+        TezRef<TezVoxelOctree> octree = BallsInTissue(bits);
+        ASSERT_TRUE(octree);
+        ASSERT_EQ(octree->GetTreeSize(), 512);
+        const std::vector<float> table = StepTable();
+        TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
+        ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+        source.statesValid = true;
+        // World = voxels; the transform takes it to the unit cube.
+        const float s = 1.0f / 512.0f;
+        const float transform[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
+        // A small voxel size in the record lowers the level limit: the far
+        // view descends only a few levels and draws the coarse bricks.
+        const struct
+        {
+            Camera camera;
+            float voxelSize;
+        } views[] = {
+            {LookAt(true, {150, -200, 90}, {150, 28, 24}, 96, 48), 1.0f},
+            {LookAt(true, {-500, -400, 300}, {150, 28, 24}, 64, 48), 0.02f},
+            {LookAt(false, {190, -40, -400}, {150, 28, 24}, 64, 64), 1.0f},
+        };
+        int hits = 0;
+        for (const auto& view : views) {
+            TezOctreeRenderSource viewed = source;
+            viewed.voxelSize = view.voxelSize;
+            hits += bits == 8 ? ExpectSameMarches<uint8_t>(viewed, view.camera, transform)
+                              : ExpectSameMarches<uint16_t>(viewed, view.camera, transform);
+        }
+        EXPECT_GT(hits, 100);
+    }
+}
+
+} // namespace
