@@ -23,6 +23,8 @@
 
 #include "volume/device/OctreeKernels.inl"
 
+#include <cstring>
+
 namespace TezOctreeDevice {
 
 // Levels the path can hold; q * 2^PathLevels stays exact below 2^31.
@@ -34,6 +36,54 @@ struct MarchPath
     int cx = 0, cy = 0, cz = 0; // cell of its point at level PathLevels
     int index[PathLevels + 1];
 };
+
+// LevelLimit as a table: it depends on t alone, never rises as t grows, and
+// a ray's t only grows, so a march looks up where it falls instead of taking
+// a root and a division at every step. at[k] is the first t whose limit is
+// k or less (k from 2, the smallest limit); beyond PathLevels any limit is
+// as good as none.
+struct LevelSteps
+{
+    int32_t maxDepth = -1;
+    float voxelSize = 0.0f;
+    float at[PathLevels + 2];
+
+    void Fill(const Octree& oct)
+    {
+        maxDepth = oct.maxDepth;
+        voxelSize = oct.voxelSize;
+        for (int k = 2; k <= PathLevels + 1; ++k) {
+            // The bit patterns of floats from 0 to infinity are in order.
+            uint32_t low = 0, high = 0x7F800000u;
+            while (low < high) {
+                const uint32_t mid = low + (high - low) / 2;
+                float t;
+                std::memcpy(&t, &mid, sizeof t);
+                if (LevelLimit(oct, t) <= k)
+                    high = mid;
+                else
+                    low = mid + 1;
+            }
+            std::memcpy(&at[k], &low, sizeof low);
+        }
+    }
+    // The limit at t, given that it is at most `from` (a limit at a smaller t).
+    int LimitAt(float t, int from) const
+    {
+        int lod = from;
+        while (lod > 2 && t >= at[lod - 1])
+            --lod;
+        return lod;
+    }
+};
+
+inline const LevelSteps& LevelStepsOf(const Octree& oct)
+{
+    thread_local LevelSteps steps;
+    if (steps.maxDepth != oct.maxDepth || std::memcmp(&steps.voxelSize, &oct.voxelSize, sizeof(float)) != 0)
+        steps.Fill(oct);
+    return steps;
+}
 
 // The level of the build's blocks: the levels above hold the pyramid.
 inline int BlockLevel(const Octree& oct)
@@ -49,7 +99,7 @@ inline int BlockLevel(const Octree& oct)
 // descent shares with this one. skip: the node is an empty subtree to step
 // over (see above); skipState is the state that allows it, or -1.
 TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float t, int lod, MarchPath& path,
-                                        int skipState, int blockLevel, bool& skip)
+                                        int skipState, int blockLevel, const LevelSteps& steps, bool& skip)
 {
     Descent d{};
     skip = false;
@@ -102,7 +152,7 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
             d.f = Make3(sx - static_cast<float>(d.nx), sy - static_cast<float>(d.ny), sz - static_cast<float>(d.nz));
             if (skip) {
                 const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
-                if (LevelLimit(oct, t + d.cell * exitLocal) <= level) {
+                if (steps.LimitAt(t + d.cell * exitLocal, lod) <= level) {
                     skip = false; // a descent further on would stop here or above: go on down
                     base = static_cast<int>(children);
                     continue;
@@ -127,6 +177,8 @@ inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float*
         oct.skipByState && oct.treeSize >= 16 ? static_cast<int>(inside ? TezNodeStateFull : TezNodeStateEmpty) : -1;
     const int blockLevel = BlockLevel(oct);
     MarchPath path;
+    const LevelSteps& steps = LevelStepsOf(oct);
+    int lod = PathLevels + 1;
     int stopCounter = 0;
     int lastNode = -1, nodeRepeats = 0;
     while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
@@ -135,7 +187,8 @@ inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float*
         if (counters)
             ++counters->steps;
         bool skipSubtree = false;
-        const Descent d = DescendFromPath(oct, ray, t, LevelLimit(oct, t), path, skipState, blockLevel, skipSubtree);
+        lod = steps.LimitAt(t, lod);
+        const Descent d = DescendFromPath(oct, ray, t, lod, path, skipState, blockLevel, steps, skipSubtree);
         if (d.left) {
             t = ray.tExit;
             continue;

@@ -12,6 +12,10 @@
 #include <cmath>
 #include <cstddef>
 
+#if !defined(__CUDACC__) && defined(__SSE__)
+#    include <xmmintrin.h>
+#endif
+
 #if defined(__CUDACC__)
 #    define TEZ_KERNELFN __device__ inline
 #    define TEZ_KERNEL_STEP __device__ __forceinline__
@@ -64,6 +68,15 @@ TEZ_KERNELFN int ToInt(float v)
 {
 #if defined(__CUDA_ARCH__)
     return static_cast<int>(v);
+#elif defined(__SSE__) && !defined(__CUDACC__)
+    // The conversion instruction answers INT_MIN for NaN and for every value
+    // out of range; only then are the device's rules needed.
+    const int i = _mm_cvtt_ss2si(_mm_set_ss(v));
+    if (i != INT_MIN)
+        return i;
+    if (!(v == v))
+        return 0;
+    return v > 0.0f ? INT_MAX : INT_MIN;
 #else
     if (!(v == v))
         return 0;
@@ -234,17 +247,20 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
     if (nx < 0 || ny < 0 || nz < 0 || (nx >> level) > 1 || (ny >> level) > 1 || (nz >> level) > 1)
         return 0.0f;
 
+    // n is not negative here and s a power of 2: the divisions and
+    // remainders by s are shifts and masks.
     int base = 1;
-    int s = 1 << level;
+    int shift = level;
     Node node;
     for (;;) {
-        node = oct.nodes[base + ((nx / s) & 1) + 2 * ((ny / s) & 1) + 4 * ((nz / s) & 1)];
+        node = oct.nodes[base + ((nx >> shift) & 1) + 2 * ((ny >> shift) & 1) + 4 * ((nz >> shift) & 1)];
         const uint32_t children = node.children & TezNodeLowMask;
-        if (children == 0 || s == 1)
+        if (children == 0 || shift == 0)
             break;
         base = static_cast<int>(children);
-        s >>= 1;
+        --shift;
     }
+    const int s = 1 << shift;
     if (!(node.children & TezNodeFlagBit))
         return static_cast<float>(node.data);
     if (!(node.data & TezNodeFlagBit))
@@ -252,9 +268,9 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
     // A descent that stopped early reads the same spot in the coarser brick.
     const V* other =
         static_cast<const V*>(oct.leaves) + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
-    const int px = ((nx % s) * TezBrickEdge + cx) / s;
-    const int py = ((ny % s) * TezBrickEdge + cy) / s;
-    const int pz = ((nz % s) * TezBrickEdge + cz) / s;
+    const int px = ((nx & (s - 1)) * TezBrickEdge + cx) >> shift;
+    const int py = ((ny & (s - 1)) * TezBrickEdge + cy) >> shift;
+    const int pz = ((nz & (s - 1)) * TezBrickEdge + cz) >> shift;
     return static_cast<float>(other[BrickIndex(px, py, pz)]);
 }
 
