@@ -178,7 +178,9 @@ inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float*
     const int blockLevel = BlockLevel(oct);
     MarchPath path;
     const LevelSteps& steps = LevelStepsOf(oct);
-    int lod = PathLevels + 1;
+    // One root for the limit at the start; the table follows it down.
+    int lod = LevelLimit(oct, t);
+    lod = lod < PathLevels + 1 ? lod : PathLevels + 1;
     int stopCounter = 0;
     int lastNode = -1, nodeRepeats = 0;
     while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
