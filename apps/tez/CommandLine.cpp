@@ -32,6 +32,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
          "every kind of scene object in one frame of a render view, saved as an image", TezSceneDemoCommand},
         {"volume-demo", "tez volume-demo [-o OUT.png] [--size WxH]",
          "a volume document object and a GL mesh merged by depth in a GPU render view", TezVolumeDemoCommand},
+        {"view", "tez view SOURCE | --sample N", "an interactive window on slices, an octree, a mesh or a document",
+         TezViewCommand},
 
     };
     return commands;

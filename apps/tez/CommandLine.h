@@ -56,3 +56,5 @@ int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez volume-demo [-o OUT] [--size WxH]: a volume document object and a GL
 // mesh sphere merged by depth in an off-screen GPU render view
 int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez view SOURCE [--size WxH] [--history OUT.py]: an interactive window
+int TezViewCommand(TezArgs const& args, FILE* out, FILE* err);
