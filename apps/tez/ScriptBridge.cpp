@@ -65,6 +65,16 @@ void RecordCall(char const* function, py::args const& args)
         document->GetCommandManager()->Push(TezCmdDocumentSave::Create());
     else if (std::strcmp(function, "save_as") == 0 && args.size() == 1)
         document->GetCommandManager()->Push(TezCmdDocumentSaveAs::Create(TezString(TextOf(args[0])->c_str())));
+    else if (std::strcmp(function, "export_main_window") == 0 || std::strcmp(function, "export_standard_view") == 0 ||
+             std::strcmp(function, "export_animated_view") == 0 || std::strcmp(function, "move_focus") == 0) {
+        // The view's pictures and camera moves, as they were called: their
+        // commands' own lines would not replay them (the standard view
+        // export always names "tilted").
+        std::string line = std::string(app->GetScriptModuleName().c_str()) + "." + function + "(";
+        for (size_t i = 0; i < args.size(); ++i)
+            line += (i ? ", " : "") + std::string(py::str(py::repr(args[i])));
+        document->GetCommandManager()->Push(TezCmdInsertPython::Create(TezString((line + ")\n").c_str())));
+    }
 }
 
 py::object CallScriptFunction(TezCommand::CommandDef const& def, py::args const& args, py::kwargs const& kwargs)

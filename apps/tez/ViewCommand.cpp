@@ -156,6 +156,7 @@ struct Options
     bool offscreen = false;
     int bench = 0;
     std::string exportOnReady;
+    std::string saveAs;
     int width = 1024, height = 768;
 };
 
@@ -819,6 +820,13 @@ int Viewer::Run()
             std::fflush(m_out);
             if (!m_options.exportOnReady.empty())
                 TezViewSession::ExportMainWindow(m_view, TezString(m_options.exportOnReady.c_str()));
+            if (!m_options.saveAs.empty()) {
+                m_savePath = m_options.saveAs;
+                if (!Save()) {
+                    result = 1;
+                    break;
+                }
+            }
         }
         if (!m_building && m_options.bench > 0) {
             result = Bench();
@@ -881,9 +889,10 @@ int TezViewCommand(TezArgs const& args, FILE* out, FILE* err)
     cli.add_option("--size", options.size, "window size WxH (default 1024x768)");
     cli.add_option("--history", options.history, "write the session's script history here on exit");
     cli.add_option("--shots", options.shots, "folder of the screenshots (default: here)");
-    cli.add_flag("--offscreen", options.offscreen, "draw off-screen, no window (with --bench or --export)");
+    cli.add_flag("--offscreen", options.offscreen, "draw off-screen, no window (with --bench, --export or --save-as)");
     cli.add_option("--bench", options.bench, "time N orbit frames and the pick, then exit")->check(CLI::Range(1, 1000));
     cli.add_option("--export", options.exportOnReady, "write the first frame to this picture once ready");
+    cli.add_option("--save-as", options.saveAs, "save the document to this .mvne file once ready");
 
     std::ostringstream said, complained;
     try {
@@ -895,8 +904,8 @@ int TezViewCommand(TezArgs const& args, FILE* out, FILE* err)
             throw CLI::ValidationError("SOURCE", "one FILE or FOLDER, or PATTERN FIRST LAST");
         if (!TezParsePictureSize(options.size, options.width, options.height))
             throw CLI::ValidationError("--size", "must be WxH, 16 to 8192 each");
-        if (options.offscreen && options.bench == 0 && options.exportOnReady.empty())
-            throw CLI::ValidationError("--offscreen", "needs --bench or --export");
+        if (options.offscreen && options.bench == 0 && options.exportOnReady.empty() && options.saveAs.empty())
+            throw CLI::ValidationError("--offscreen", "needs --bench, --export or --save-as");
     } catch (CLI::ParseError const& error) {
         int const code = cli.exit(error, said, complained);
         std::fputs(said.str().c_str(), out);

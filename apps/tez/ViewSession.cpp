@@ -6,6 +6,7 @@
 #include "document/ExportCommands.h"
 #include "document/ViewCommands.h"
 #include "render/CameraView.h"
+#include "render/RenderViewManager.h"
 
 namespace TezViewSession {
 
@@ -13,6 +14,21 @@ void StartFocusHistory(TezRef<TezDocument> document)
 {
     if (document && document->GetFocusCommandManager()->GetUndoList().empty())
         document->GetFocusCommandManager()->Push(TezCmdInsertPython::Create(TezString("")));
+}
+
+void ShowDocument(TezRef<TezDocument> document)
+{
+    StartFocusHistory(document);
+    TezRef<TezRenderViewManager> views = TezRenderViewManager::GetAppRenderViewManager();
+    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
+    if (!views || !scene)
+        return;
+    for (TezRef<TezRenderView> const& view : views->GetRenderViewList()) {
+        view->SetScene(scene);
+        TezBox3<float> const box = view->GetBounds(false);
+        if (box.GetMinimum().x <= box.GetMaximum().x)
+            view->GetCamera()->FrameStandardView(box, TezCameraView::Tilted);
+    }
 }
 
 void ExportMainWindow(TezRef<TezRenderView> view, TezString const& path)

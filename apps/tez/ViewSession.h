@@ -16,6 +16,10 @@
 namespace TezViewSession {
 
 void StartFocusHistory(TezRef<TezDocument> document);
+// Starts the focus history and shows the document's scene in every render
+// view, framed from the tilted standard view (hosts call it whenever a
+// document becomes the active one).
+void ShowDocument(TezRef<TezDocument> document);
 // Writes the view's picture to path through the main window export.
 void ExportMainWindow(TezRef<TezRenderView> view, TezString const& path);
 
