@@ -157,6 +157,7 @@ struct Options
     int bench = 0;
     std::string exportOnReady;
     std::string saveAs;
+    std::string startView;
     int width = 1024, height = 768;
 };
 
@@ -818,6 +819,8 @@ int Viewer::Run()
             std::fprintf(m_out, "tez view: ready after %.2f s\n",
                          std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
             std::fflush(m_out);
+            if (!m_options.startView.empty())
+                StandardView(TezCmdExportRenderViewImage::StandardViewIndex(TezString(m_options.startView.c_str())));
             if (!m_options.exportOnReady.empty())
                 TezViewSession::ExportMainWindow(m_view, TezString(m_options.exportOnReady.c_str()));
             if (!m_options.saveAs.empty()) {
@@ -892,6 +895,8 @@ int TezViewCommand(TezArgs const& args, FILE* out, FILE* err)
     cli.add_flag("--offscreen", options.offscreen, "draw off-screen, no window (with --bench, --export or --save-as)");
     cli.add_option("--bench", options.bench, "time N orbit frames and the pick, then exit")->check(CLI::Range(1, 1000));
     cli.add_option("--export", options.exportOnReady, "write the first frame to this picture once ready");
+    cli.add_option("--view", options.startView, "start from this standard view, as its key does (front ... isometric)")
+        ->check(CLI::IsMember({"front", "back", "right", "left", "top", "bottom", "tilted", "isometric"}));
     cli.add_option("--save-as", options.saveAs, "save the document to this .mvne file once ready");
 
     std::ostringstream said, complained;
