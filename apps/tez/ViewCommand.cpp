@@ -380,14 +380,13 @@ void Viewer::ReleaseWindowAndContext()
 bool Viewer::StartLoading()
 {
     std::vector<std::string> positional = m_options.source;
+    // The phantom is written on the worker, before its build, the first time.
+    std::string sampleFolder;
     if (m_options.sample > 0) {
         std::string const folder = "tez-view-sample-" + std::to_string(m_options.sample);
-        std::string pattern = folder + "/slice%04d.png";
-        if (!Exists(folder + "/slice0000.png"))
-            pattern = TezWriteSampleStack(folder, m_options.sample);
-        if (pattern.empty())
-            return false;
-        positional = {pattern, "0", std::to_string(m_options.sample - 1)};
+        if (!Exists(folder + "/slice" + std::to_string(10000 + m_options.sample - 1).substr(1) + ".png"))
+            sampleFolder = folder;
+        positional = {folder + "/slice%04d.png", "0", std::to_string(m_options.sample - 1)};
         m_name = "sample" + std::to_string(m_options.sample);
     }
     std::string const first = positional.empty() ? std::string() : positional[0];
@@ -453,8 +452,16 @@ bool Viewer::StartLoading()
     m_ui->m_stop = false;
     // The build runs beside the window, which stays live and shows its
     // progress; Esc raises the stop flag that the builder polls.
+    int const sample = m_options.sample;
     if (scan)
-        m_loading = std::async(std::launch::async, [source, err] { return LoadVolume(source, err); });
+        m_loading = std::async(std::launch::async, [source, err, sampleFolder, sample] {
+            if (!sampleFolder.empty() && TezWriteSampleStack(sampleFolder, sample).empty()) {
+                Loaded failed;
+                failed.problem = "cannot write the sample into " + sampleFolder;
+                return failed;
+            }
+            return LoadVolume(source, err);
+        });
     else
         m_loading = std::async(std::launch::async, [first] { return LoadOctree(first); });
     return true;
