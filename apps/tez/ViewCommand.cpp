@@ -33,6 +33,7 @@
 #include "tez/ViewSession.h"
 #include "tez/VolumeSourceArgs.h"
 #include "tools/ToolManager.h"
+#include "volume/Image.h"
 #include "volume/VoxelOctree.h"
 
 #include <CLI/CLI.hpp>
@@ -61,7 +62,7 @@ unsigned long glfwGetX11Window(GLFWwindow* window);
 namespace {
 
 char const* const kKeys = "keys and mouse:\n"
-                          "  middle drag       orbit (Ctrl: about the view's up, Shift: about its side)\n"
+                          "  middle drag       orbit (Ctrl: about up only, Shift: up and down only, both: roll)\n"
                           "  right drag        pan\n"
                           "  wheel             zoom\n"
                           "  Ctrl + left drag  zoom window (one undo step)\n"
@@ -283,7 +284,8 @@ private:
     bool m_closeRefused = false;
     int m_shot = 0;
     int m_appliedCursor = -1;
-    GLFWcursor* m_cursors[4] = {};
+    // Standard shapes in 1 to 3, the cursor files by their number + 3.
+    GLFWcursor* m_cursors[13] = {};
     std::string m_title;
 };
 
@@ -529,8 +531,28 @@ void Viewer::ApplyCursor()
     if (!m_glfw || m_ui->m_cursor == m_appliedCursor)
         return;
     m_appliedCursor = m_ui->m_cursor;
-    // The kernel's cursor files are icons of another platform: standard
-    // shapes stand for them.
+    if (m_appliedCursor > 0 && m_appliedCursor < 10) {
+        // The cursor's file from the resource tree, where it is installed.
+        GLFWcursor*& loaded = m_cursors[3 + m_appliedCursor];
+        if (!loaded) {
+            TezString const path =
+                TezResourceManager::GetCursorPath(static_cast<TezResourceManager::Cursors>(m_appliedCursor), false);
+            TezImage icon;
+            if (path.Length() > 0 && Exists(path.c_str()) && icon.Load(path.c_str())) {
+                int const w = icon.GetWidth(), h = icon.GetHeight();
+                std::vector<unsigned char> rgba(size_t(w) * size_t(h) * 4);
+                if (icon.ReadPixels(rgba.data(), 4, size_t(w) * 4, true)) {
+                    GLFWimage image{w, h, rgba.data()};
+                    loaded = glfwCreateCursor(&image, w / 2, h / 2);
+                }
+            }
+        }
+        if (loaded) {
+            glfwSetCursor(m_glfw, loaded);
+            return;
+        }
+    }
+    // Without the file a standard shape stands for it.
     int shape = 0, slot = 0;
     switch (m_appliedCursor) {
     case TezResourceManager::CursorCrossHair:
