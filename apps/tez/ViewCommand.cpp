@@ -839,8 +839,10 @@ int Viewer::Run()
     while (!m_quit) {
         if (m_building && m_loading.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
             Loaded loaded = m_loading.get();
+            m_building = false;
             if (!loaded.octree && !loaded.mesh) {
-                std::fprintf(m_err, "tez view: %s\n", loaded.problem.c_str());
+                std::fprintf(m_err, "tez view: %s\n",
+                             m_ui->GetStopFlag() ? "the build was stopped" : loaded.problem.c_str());
                 result = 1;
                 break;
             }
@@ -888,7 +890,7 @@ int Viewer::Run()
         ApplyCursor();
         UpdateTitle();
     }
-    if (m_building) {
+    if (m_building && m_loading.valid()) {
         m_ui->m_stop = true;
         m_loading.wait();
         std::fprintf(m_err, "tez view: the build was stopped\n");
