@@ -27,6 +27,7 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/views/RenderView.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/SampleStack.h"
@@ -35,8 +36,6 @@
 #include "tools/ToolManager.h"
 #include "volume/Image.h"
 #include "volume/VoxelOctree.h"
-
-#include <CLI/CLI.hpp>
 
 #define GLFW_INCLUDE_NONE
 #include <GLFW/glfw3.h>
@@ -920,33 +919,25 @@ int TezViewCommand(TezArgs const& args, FILE* out, FILE* err)
     cli.add_option("SOURCE", options.source, "what to show");
     cli.add_option("--sample", options.sample, "show the built-in phantom of N^3 voxels (written once beside)")
         ->check(CLI::Range(16, 1024));
-    cli.add_option("--size", options.size, "window size WxH (default 1024x768)");
+    cli.add_option("--size", options.size, "window size WxH (default 1024x768)")->check(TezCliPictureSize(16, 8192));
     cli.add_option("--history", options.history, "write the session's script history here on exit");
     cli.add_option("--shots", options.shots, "folder of the screenshots (default: here)");
     cli.add_flag("--offscreen", options.offscreen, "draw off-screen, no window (with --bench, --export or --save-as)");
     cli.add_option("--bench", options.bench, "time N orbit frames and the pick, then exit")->check(CLI::Range(1, 1000));
-    cli.add_option("--export", options.exportOnReady, "write the first frame to this picture once ready");
+    cli.add_option("--export", options.exportOnReady, "write the first frame to this picture once ready")
+        ->check(TezCliImageName(false));
     cli.add_option("--view", options.startView, "start from this standard view, as its key does (front ... isometric)")
         ->check(CLI::IsMember({"front", "back", "right", "left", "top", "bottom", "tilted", "isometric"}));
     cli.add_option("--save-as", options.saveAs, "save the document to this .mvne file once ready");
 
-    std::ostringstream said, complained;
-    try {
-        std::vector<std::string> reversed(args.rbegin(), args.rend());
-        cli.parse(reversed);
-        if (options.source.empty() == (options.sample == 0))
-            throw CLI::ValidationError("SOURCE", "give one SOURCE or --sample N");
-        if (!options.source.empty() && options.source.size() != 1 && options.source.size() != 3)
-            throw CLI::ValidationError("SOURCE", "one FILE or FOLDER, or PATTERN FIRST LAST");
-        if (!TezParsePictureSize(options.size, options.width, options.height))
-            throw CLI::ValidationError("--size", "must be WxH, 16 to 8192 each");
-        if (options.offscreen && options.bench == 0 && options.exportOnReady.empty() && options.saveAs.empty())
-            throw CLI::ValidationError("--offscreen", "needs --bench, --export or --save-as");
-    } catch (CLI::ParseError const& error) {
-        int const code = cli.exit(error, said, complained);
-        std::fputs(said.str().c_str(), out);
-        std::fputs(complained.str().c_str(), err);
-        return code == 0 ? 0 : 2;
-    }
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    if (options.source.empty() == (options.sample == 0))
+        return TezCliUsageError(cli, "give one SOURCE or --sample N", err);
+    if (!options.source.empty() && options.source.size() != 1 && options.source.size() != 3)
+        return TezCliUsageError(cli, "SOURCE is one FILE or FOLDER, or PATTERN FIRST LAST", err);
+    TezParsePictureSize(options.size, options.width, options.height);
+    if (options.offscreen && options.bench == 0 && options.exportOnReady.empty() && options.saveAs.empty())
+        return TezCliUsageError(cli, "--offscreen needs --bench, --export or --save-as", err);
     return Viewer(options, out, err).Run();
 }
