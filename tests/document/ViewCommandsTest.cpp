@@ -13,6 +13,7 @@
 #include "render/views/RenderView.h"
 
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -97,16 +98,24 @@ TEST_F(ViewCommandsTest, RunFormsRefuseBadParametersWithTheirMessages)
 
 TEST_F(ViewCommandsTest, StandardExportJumpsToTheNamedViewAndAnimatedExportEndsOnTheTarget)
 {
-    EXPECT_TRUE(TezCmdExportRenderViewImage::RunStandard(TezString("never-written.png"), TezString("ISOMETRIC")));
+    // Pictures of a view without a context: whatever they hold, they go to
+    // a folder of the test's own.
+    std::string const dir = ::testing::TempDir() + "tez-view-commands";
+    std::filesystem::create_directories(dir);
+    EXPECT_TRUE(
+        TezCmdExportRenderViewImage::RunStandard(TezString((dir + "/iso.png").c_str()), TezString("ISOMETRIC")));
     TezVector3<float> eye, focus, up;
     view->CalcStandardView(TezCameraView::Isometric, 30.0f, eye, focus, up);
     EXPECT_NEAR(0.0f, (camera->GetEye() - eye).Length(), 1e-5f);
     EXPECT_NEAR(0.0f, (camera->GetUp() - up).Length(), 1e-5f);
 
     // Zero frames make one, which lands on the target.
-    EXPECT_TRUE(TezCmdExportRenderViewImage::RunAnimate(TezString(""), TezString("x"), TezString("png"), 20.0f, 1, 2, 9,
-                                                        0, 0, 0, 0, 1, 0, 0));
+    EXPECT_TRUE(TezCmdExportRenderViewImage::RunAnimate(TezString((dir + "/anim.png").c_str()), TezString("x"),
+                                                        TezString("png"), 20.0f, 1, 2, 9, 0, 0, 0, 0, 1, 0, 0));
     EXPECT_NEAR(0.0f, (camera->GetEye() - TezVector3<float>(1, 2, 9)).Length(), 1e-5f);
+    EXPECT_TRUE(std::filesystem::exists(dir + "/anim_x_1.png"));
+    EXPECT_FALSE(std::filesystem::exists(dir + "/anim_x_2.png"));
+    std::filesystem::remove_all(dir);
     EXPECT_NEAR(20.0f, camera->GetFov(), 1e-5f);
 }
 
@@ -181,10 +190,12 @@ TEST_F(ViewCommandsTest, ExportCommandsCannotBeUndoneAndWriteTheirScriptLines)
     EXPECT_FALSE(standard->Undo());
     // The line names "tilted" whatever view was shown.
     EXPECT_STREQ("tez.export_standard_view(r'shot.png', r'tilted')\n", standard->BuildPython().c_str());
-    TezRef<TezCmdExportMainWindowImage> main = TezCmdExportMainWindowImage::Create(TezString("w.bmp"), app.window);
+    std::string const path = ::testing::TempDir() + "tez-main-window.bmp";
+    TezRef<TezCmdExportMainWindowImage> main = TezCmdExportMainWindowImage::Create(TezString(path.c_str()), app.window);
     EXPECT_TRUE(main->Execute()); // no view draws into that window: nothing written, still true
-    EXPECT_STREQ("tez.export_main_window(r'w.bmp')\n", main->BuildPython().c_str());
-    EXPECT_TRUE(TezCmdExportMainWindowImage::Run(TezString("w.bmp")));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_STREQ(("tez.export_main_window(r'" + path + "')\n").c_str(), main->BuildPython().c_str());
+    EXPECT_TRUE(TezCmdExportMainWindowImage::Run(TezString(path.c_str())));
 }
 
 } // namespace
