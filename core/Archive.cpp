@@ -371,6 +371,14 @@ void TezArchive::ReadBinary(void* dest, size_t expected)
     ReadValue(dest, code);
 }
 
+uint64_t TezArchive::PeekValueSize()
+{
+    int64_t const position = GetPosition();
+    SizeCode const code = ReadSize();
+    SetPosition(position);
+    return code.size;
+}
+
 bool TezArchive::ReadBool()
 {
     unsigned char value = 0;

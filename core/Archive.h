@@ -88,6 +88,10 @@ public:
     // Skips the value of the pending tag. A compressed value leaves the tag
     // pending, to be seen once more by the next ReadTag.
     void SkipUnknownTag();
+    // The size the pending tag's value will read as (the expanded size of a
+    // compressed one), looked at without reading it: readers check a stored
+    // count against it before they allocate. Call after ReadTag.
+    uint64_t PeekValueSize();
     // The object a record means: one object per stored id in this archive,
     // built by type name; null for id 0 or an unknown type.
     TezRef<TezIdentifiableObject> ReadObject();
