@@ -75,11 +75,12 @@ bool TezSceneMeshHole::DrawObject(TezSceneDrawData const&)
 {
     if (m_lines.IsEmpty())
         return true;
-    // The loop lies on the mesh's own edges: drawn where it ties with them.
-    GLint depthFunc = GL_LESS;
-    glGetIntegerv(GL_DEPTH_FUNC, &depthFunc);
-    glDepthFunc(GL_LEQUAL);
+    // The loop lies on the mesh's own edges: a depth range drawn a little
+    // nearer lets it win against the triangles it borders.
+    GLfloat range[2] = {0.0f, 1.0f};
+    glGetFloatv(GL_DEPTH_RANGE, range);
+    glDepthRange(range[0], range[0] + (range[1] - range[0]) * 0.9999);
     m_lines.Draw(GL_LINE_LOOP);
-    glDepthFunc(GLenum(depthFunc));
+    glDepthRange(range[0], range[1]);
     return true;
 }

@@ -5,7 +5,8 @@
 // renderable holds. The loop's vertex numbers are taken when the object is
 // made; positions are read from the renderable's mesh at each build, and
 // numbers past its vertices are passed over. Not mappable: a hole is shown,
-// not picked. Drawing needs the context current.
+// not picked. The loop is drawn a little nearer than the surface it
+// borders, so that it shows on the mesh. Drawing needs the context current.
 
 #include "render/gl/Primitives.h"
 #include "render/scene/SceneObject.h"
