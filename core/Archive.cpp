@@ -201,10 +201,15 @@ void TezArchive::WriteEndSection() { WriteString("sectionEnd", "end"); }
 
 void TezArchive::WriteObject(char const* tag, TezRef<TezIdentifiableObject> object)
 {
+    WriteObjectRecord(tag, object ? object->Id() : 0, object ? object->TypeName() : TezString(""));
+}
+
+void TezArchive::WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName)
+{
     WriteTag(tag);
     WriteSize(0, false);
-    WriteUnsignedLong("ObjectId", object ? object->Id() : 0);
-    WriteString("TypeName", object ? object->TypeName() : TezString(""));
+    WriteUnsignedLong("ObjectId", id);
+    WriteString("TypeName", typeName);
 }
 
 void TezArchive::Flush()

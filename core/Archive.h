@@ -66,6 +66,10 @@ public:
     void WriteEndSection();
     // Writes which object is meant (id and type name), not its contents.
     void WriteObject(char const* tag, TezRef<TezIdentifiableObject> object);
+    // The same record with an id of the writer's choice (0: none), for
+    // files that number their objects themselves and so save the same
+    // content to the same bytes in every process.
+    void WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName);
 
     // Reading.
     // The next tag, left pending so that the next read sees it again.

@@ -8,7 +8,7 @@
 
 #include <stdexcept>
 
-TEZ_TYPIFIED_IMPL(TezDocCubeVolume, "Doc Cube Volume")
+TEZ_TYPIFIED_IMPL(TezDocCubeVolume, "Cube Volume Document Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezDocCubeVolume)
 
 namespace {

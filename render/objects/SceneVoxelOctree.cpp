@@ -13,7 +13,7 @@
 
 #include <stdexcept>
 
-TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Scene Voxel Octree")
+TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Voxel Octree Scene Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneVoxelOctree)
 
 TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
