@@ -1,5 +1,6 @@
 #include "tez/MeshHolesPicture.h"
 
+#include "core/Application.h"
 #include "document/objects/DocIndexedMesh.h"
 #include "mesh/TopologyMesh.h"
 #include "platform/gl/GLPlatform.h"
@@ -10,7 +11,6 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/views/RenderView.h"
-#include "tez/HostApplication.h"
 #include "tez/HostDocument.h"
 
 #include <sys/stat.h>
@@ -77,6 +77,38 @@ int Draw(TezRef<TezIndexedMesh> before, TezRef<TezIndexedMesh> after, std::strin
 
 } // namespace
 
+TezCommandGLContext::TezCommandGLContext(bool wanted)
+{
+    if (!wanted)
+        return;
+    m_window = TezGLPlatform::CreateOffscreenWindow(16, 16);
+    int const code = TezOpenGLSupport::TezInitializeGLRC(m_window, m_context);
+    if (code != TezOpenGLSupport::Success) {
+        m_error = TezOpenGLSupport::TezErrorString(code).c_str();
+        m_context = nullptr;
+        return;
+    }
+    m_dc = TezGLPlatform::GetDC(m_window);
+    if (!TezGLPlatform::MakeCurrent(m_dc, m_context) || !TezOpenGLSupport::LoadEntryPoints()) {
+        m_error = "the GL context cannot be bound";
+        TezGLPlatform::MakeCurrent(nullptr, nullptr);
+        TezOpenGLSupport::TezReleaseGLRC(m_context);
+        m_context = nullptr;
+    }
+}
+
+TezCommandGLContext::~TezCommandGLContext()
+{
+    if (m_context) {
+        TezGLPlatform::MakeCurrent(nullptr, nullptr);
+        TezOpenGLSupport::TezReleaseGLRC(m_context);
+    }
+    if (m_dc)
+        TezGLPlatform::ReleaseDC(m_window, m_dc);
+    if (m_window)
+        TezGLPlatform::DestroyWindow(m_window);
+}
+
 int TezWriteHolesPicture(TezRef<TezIndexedMesh> before, TezRef<TezIndexedMesh> after, std::string const& path,
                          int width, int height, FILE* out, FILE* err)
 {
@@ -84,26 +116,10 @@ int TezWriteHolesPicture(TezRef<TezIndexedMesh> before, TezRef<TezIndexedMesh> a
         std::fprintf(err, "tez mesh fill-holes: no mesh to draw\n");
         return 1;
     }
-    HWND window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-    HGLRC context = nullptr;
-    int const code = TezOpenGLSupport::TezInitializeGLRC(window, context);
-    if (code != TezOpenGLSupport::Success) {
-        std::fprintf(err, "tez mesh fill-holes: %s", TezOpenGLSupport::TezErrorString(code).c_str());
-        TezGLPlatform::DestroyWindow(window);
+    TezApplication* app = TezApplication::Instance();
+    if (!app || !app->GetRenderContext()) {
+        std::fprintf(err, "tez mesh fill-holes: no GL context to draw the picture with\n");
         return 1;
     }
-    HDC dc = TezGLPlatform::GetDC(window);
-    int result = 1;
-    if (TezGLPlatform::MakeCurrent(dc, context) && TezOpenGLSupport::LoadEntryPoints()) {
-        TezHostApplication app(context, window);
-        result = Draw(before, after, path, width, height, out, err);
-        TezGLPlatform::MakeCurrent(dc, context);
-    } else {
-        std::fprintf(err, "tez mesh fill-holes: the GL context cannot be bound\n");
-    }
-    TezGLPlatform::MakeCurrent(nullptr, nullptr);
-    TezOpenGLSupport::TezReleaseGLRC(context);
-    TezGLPlatform::ReleaseDC(window, dc);
-    TezGLPlatform::DestroyWindow(window);
-    return result;
+    return Draw(before, after, path, width, height, out, err);
 }

@@ -4,6 +4,7 @@
 #include "tez/MeshHolesPicture.h"
 #include "mesh/MeshIndexList.h"
 #include "mesh/TopologyMesh.h"
+#include "tez/HostApplication.h"
 #include "volume/Image.h"
 
 #include <gtest/gtest.h>
@@ -33,6 +34,13 @@ TEST(TezMeshHolesPicture, ShowsTheRimsBeforeAndNoneAfterTheFilling)
     std::string const path = ::testing::TempDir() + "tez-holes-before-after.png";
     std::string const shown = "/tmp/tez-mesh-fill-holes.png";
     FILE* sink = std::tmpfile();
+    {
+        TezHostApplication plain;
+        EXPECT_EQ(1, TezWriteHolesPicture(before, after, path, 320, 160, sink, sink)) << "no GL context";
+    }
+    TezCommandGLContext gl(true);
+    ASSERT_TRUE(gl.GetContext()) << gl.GetError();
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
     ASSERT_EQ(0, TezWriteHolesPicture(before, after, path, 320, 160, sink, sink));
     ASSERT_EQ(0, TezWriteHolesPicture(before, after, shown, 640, 320, sink, sink));
     std::fclose(sink);
