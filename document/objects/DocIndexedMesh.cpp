@@ -142,6 +142,9 @@ void TezDocIndexedMesh::RegenerateHoles()
     RemoveHoles();
     if (!m_topology || !m_sceneObject)
         return;
+    // Holes change with the geometry: what is drawn is built anew too, and
+    // triangle numbers selected before may no longer stand.
+    m_sceneObject->SetMesh(m_geometry);
     // Holes join a scene only where the mesh shows; OnAdd adds them later.
     TezRef<TezScene> scene = m_sceneObject->GetScene() ? SceneForHoles() : nullptr;
     for (size_t i = 0; i < m_topology->GetNumHoles(); ++i) {

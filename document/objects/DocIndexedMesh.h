@@ -56,7 +56,9 @@ public:
     void SetVisible(bool visible);
 
     // Replaces the hole objects by one per hole of the topology, in the
-    // scene that shows the mesh (else the active document's).
+    // scene that shows the mesh (else the active document's); call it after
+    // the topology changed the geometry. The mesh is drawn anew, without
+    // its selected triangles.
     void RegenerateHoles();
 
     void OnAdd(TezRef<TezDocument> document) override;

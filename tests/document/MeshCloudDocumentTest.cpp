@@ -1,6 +1,8 @@
 // The mesh and point cloud document objects: their archive forms, what they
 // refuse, and the registry that rebuilds every kind from its stored name.
 
+#include "tests/document/DocumentFixture.h"
+
 #include "core/Archive.h"
 #include "core/Typified.h"
 #include "document/objects/DocCloud.h"
@@ -16,6 +18,7 @@
 #include "render/objects/ScenePrimitives.h"
 #include "render/objects/SceneVoxelCloud.h"
 #include "render/objects/SceneVoxelOctree.h"
+#include "render/scene/Scene.h"
 #include "volume/VoxelCloud.h"
 
 #include <gtest/gtest.h>
@@ -279,4 +282,43 @@ TEST(MeshCloudDocument, EveryKindIsRebuiltFromItsStoredName)
     }
     // The second holder of a shared name still answers it.
     EXPECT_STREQ("Polyline", TezScenePolyline::StaticTypeName().c_str());
+}
+
+TEST(MeshCloudDocument, InADocumentTheMeshAndItsHolesJoinTheSceneAndSelectTogether)
+{
+    TestApplication app(reinterpret_cast<HGLRC>(0x1));
+    app.NewDocument();
+    TezRef<TezScene> scene = app.active->GetScene();
+    ASSERT_TRUE(scene);
+    TezRef<TezSceneObject> root = scene->GetRoot();
+    int const background = root->GetNumChildren();
+
+    TezRef<TezIndexedMesh> mesh = Torus();
+    TezRef<TezDocIndexedMesh> object = TezDocIndexedMesh::Create(TezTopologyMesh::Create(mesh));
+    object->OnAdd(app.active);
+    EXPECT_EQ(background + 2, root->GetNumChildren()) << "the mesh and its one hole";
+    EXPECT_EQ(scene, object->GetSceneObject()->GetScene());
+    EXPECT_EQ(scene, object->GetHoleObjects()[0]->GetScene());
+
+    // A second hole: the hole objects are made anew, in the same scene.
+    TezRef<TezMeshIndexList> cut = TezMeshIndexList::Create();
+    cut->Add(40);
+    TezRef<TezTopologyMesh> topology = object->GetTopology();
+    topology->Remove(cut);
+    object->RegenerateHoles();
+    ASSERT_EQ(2u, object->GetHoleObjects().size());
+    EXPECT_EQ(background + 3, root->GetNumChildren());
+    EXPECT_TRUE(object->GetSceneObject()->GetProperty(TezSceneObject::NeedsBuild));
+
+    object->SetVisible(false);
+    EXPECT_FALSE(object->GetHoleObjects()[1]->GetProperty(TezSceneObject::Visible));
+
+    object->Select(true);
+    EXPECT_TRUE(object->IsSelected());
+    EXPECT_TRUE(object->GetSceneObject()->IsSelected()) << "drawn in the selected colour";
+    object->Select(false);
+    EXPECT_FALSE(object->GetSceneObject()->IsSelected());
+
+    object->OnRemove(app.active);
+    EXPECT_EQ(background, root->GetNumChildren());
 }
