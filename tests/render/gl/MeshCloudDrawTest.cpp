@@ -15,7 +15,10 @@
 #include "render/scene/Scene.h"
 #include "render/views/ImageExport.h"
 #include "render/views/RenderView.h"
+#include "volume/MemoryVolume.h"
 #include "volume/VoxelCloud.h"
+#include "volume/VoxelOctree.h"
+#include "volume/device/VoxelOctreeKernels.h"
 
 #include <set>
 #include <string>
@@ -299,4 +302,62 @@ TEST_F(MeshCloudDrawTest, PointCloudDrawsItsPointsAsDots)
     int const lit = Count(Lit);
     EXPECT_GE(lit, 2 * 16);
     EXPECT_LE(lit, 2 * 36);
+}
+
+TEST_F(MeshCloudDrawTest, OctreeNodeStatesShowAsCubes)
+{
+    // A ball in a 128^3 volume (three levels of 16^3 bricks): full nodes
+    // inside, boundary nodes around.
+    int const n = 128;
+    std::vector<uint8_t> voxels(size_t(n) * n * n, 0);
+    for (int z = 0; z < n; ++z)
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) {
+                float const dx = x - 63.5f, dy = y - 63.5f, dz = z - 63.5f;
+                voxels[(size_t(z) * n + y) * n + x] = dx * dx + dy * dy + dz * dz < 56.0f * 56.0f ? 220 : 0;
+            }
+    TezRef<TezVoxelOctree> octree =
+        TezVoxelOctree::CreateFromVolumeData("ball", TezMemoryVolume::Create8(n, n, n, voxels), 2.0 / n, 8, 64);
+    ASSERT_TRUE(octree);
+    // Node states under an opacity step at 100.
+    std::vector<float> table(256, 0.0f);
+    for (int v = 100; v < 256; ++v)
+        table[size_t(v)] = 1.0f;
+    ASSERT_TRUE(TezVoxelOctreeCalculateNodeStates(octree, table.data()));
+    TezRef<TezVoxelCloud> cloud = TezVoxelCloud::CreateFromOctree(octree, 4);
+    ASSERT_TRUE(cloud);
+    size_t full = 0, boundary = 0;
+    for (TezVector4<float> const& p : cloud->GetPoints()) {
+        full += TezVoxelCloud::StateOf(p) == TezVoxelCloud::StateFull ? 1 : 0;
+        boundary += TezVoxelCloud::StateOf(p) == TezVoxelCloud::StateBoundary ? 1 : 0;
+    }
+    EXPECT_GT(full, 0u);
+    EXPECT_GT(boundary, 0u);
+
+    // Full nodes solid and gold; boundary nodes as blue edges; empty ones
+    // hidden. Each object shows its own copy: the flags are the cloud's.
+    view->GetCamera()->SetEye({3.0f, 2.5f, 4.0f});
+    view->GetCamera()->SetFar(12.0f);
+    TezMatrix44<float> const centred = TezTranslationTransform<float>({-1, -1, -1});
+    TezRef<TezSceneVoxelCloud> inside = TezSceneVoxelCloud::Create();
+    inside->SetCloud(cloud->Copy(), cloud->GetCellSize());
+    inside->SetEmptyVisible(false);
+    inside->SetBoundaryVisible(false);
+    inside->SetRenderStyle(TezSceneVoxelCloud::Solid);
+    inside->SetTransform(centred);
+    TezRef<TezSceneVoxelCloud> rim = TezSceneVoxelCloud::Create();
+    rim->SetCloud(cloud->Copy(), cloud->GetCellSize());
+    rim->SetEmptyVisible(false);
+    rim->SetFullVisible(false);
+    rim->SetColor({0.3f, 0.6f, 1.0f, 1.0f});
+    rim->SetTransform(centred);
+    scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(inside));
+    scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(rim));
+    Shoot("tez-voxel-cloud-octree");
+    int const gold = Count([](Rgb c) { return c.r > 100 && c.r > c.b + 40; });
+    int const blue = Count([](Rgb c) { return c.b > 100 && c.b > c.r + 40; });
+    EXPECT_GT(gold, 200);
+    EXPECT_GT(blue, 200);
+    // Boundary nodes surround the full ones: their box is the larger.
+    EXPECT_LT(inside->GetObjectBounds().GetMaximum().x, rim->GetObjectBounds().GetMaximum().x);
 }
