@@ -94,7 +94,8 @@ public:
     void SkipUnknownTag();
     // The size the pending tag's value will read as (the expanded size of a
     // compressed one), looked at without reading it: readers check a stored
-    // count against it before they allocate. Call after ReadTag.
+    // count against it before they allocate. Call after ReadTag, on a stream
+    // that can seek (files do).
     uint64_t PeekValueSize();
     // The object a record means: one object per stored id in this archive,
     // built by type name; null for id 0 or an unknown type.
