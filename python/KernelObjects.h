@@ -1,0 +1,54 @@
+#pragma once
+// The kernel objects as the Python bindings hold them: plain handles on the
+// kernel's counted objects, shared by the binding files.
+
+#include "mesh/IndexedMesh.h"
+#include "tez/VolumeSourceArgs.h"
+#include "volume/VolumeData.h"
+#include "volume/VoxelOctree.h"
+
+#include <pybind11/pybind11.h>
+
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <typeinfo>
+
+struct TezPyVolume
+{
+    TezRef<TezVolumeData> data;
+    // How it was opened (null for arrays): the bits it holds and the checks
+    // after reading.
+    std::shared_ptr<TezVolumeSourceArgs> source;
+    int bits = 8;
+};
+
+struct TezPyOctree
+{
+    TezRef<TezVoxelOctree> tree;
+};
+
+struct TezPyMesh
+{
+    TezRef<TezIndexedMesh> mesh;
+};
+
+// True, after setting module.name to the existing class, when T is bound
+// already in this interpreter (a second module or a second binding).
+template <class T>
+bool TezPyReuseClass(pybind11::module_& module, char const* name)
+{
+    if (pybind11::detail::type_info* info = pybind11::detail::get_type_info(typeid(T))) {
+        module.attr(name) = pybind11::handle(reinterpret_cast<PyObject*>(info->type));
+        return true;
+    }
+    return false;
+}
+
+// The text written to a FILE* by `write`, with "tez COMMAND: " taken off
+// each line; for the messages of the host's argument helpers.
+std::string TezPyCaptureMessages(char const* command, std::function<void(FILE*)> const& write);
+
+// Each line of the text as a Python UserWarning.
+void TezPyWarnLines(std::string const& text);
