@@ -28,7 +28,7 @@ std::string TezPyCaptureMessages(char const* command, std::function<void(FILE*)>
     std::string text(buffer, size);
     std::free(buffer);
 
-    std::string const prefix = std::string("tez ") + command + ": ";
+    std::string const prefix = std::string("tez ") + command + ": ", shortPrefix = "tez: ";
     std::string out;
     size_t start = 0;
     while (start < text.size()) {
@@ -38,6 +38,8 @@ std::string TezPyCaptureMessages(char const* command, std::function<void(FILE*)>
         std::string line = text.substr(start, end - start);
         if (line.compare(0, prefix.size(), prefix) == 0)
             line.erase(0, prefix.size());
+        else if (line.compare(0, shortPrefix.size(), shortPrefix) == 0)
+            line.erase(0, shortPrefix.size());
         if (!line.empty())
             out += (out.empty() ? "" : "\n") + line;
         start = end + 1;

@@ -46,7 +46,7 @@ bool TezPyReuseClass(pybind11::module_& module, char const* name)
     return false;
 }
 
-// The text written to a FILE* by `write`, with "tez COMMAND: " taken off
+// The text written to a FILE* by `write`, with "tez COMMAND: " or "tez: " taken off
 // each line; for the messages of the host's argument helpers.
 std::string TezPyCaptureMessages(char const* command, std::function<void(FILE*)> const& write);
 
