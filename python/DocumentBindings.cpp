@@ -2,16 +2,17 @@
 
 #include "core/Application.h"
 #include "document/CommandManager.h"
-#include "document/objects/CmdUpdateTransferFunction.h"
 #include "document/objects/DocCubeVolume.h"
 #include "python/KernelBindings.h"
 #include "python/KernelObjects.h"
+#include "python/ScriptedCommands.h"
 #include "tez/HostDocument.h"
 
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -70,6 +71,19 @@ void ExportHistory(TezHostDocument& document, std::string const& path)
         throw std::runtime_error("cannot write history " + path + ": " + std::strerror(errno));
 }
 
+// "module.active_document().function(arguments)" and a newline.
+std::string DocumentCall(char const* function, std::string const& arguments)
+{
+    std::string const call = TezPyCallText("active_document", {});
+    return call + "." + function + "(" + arguments + ")\n";
+}
+
+void Execute(TezHostDocument& document, TezRef<TezCommand> command)
+{
+    if (!document.GetCommandManager()->Execute(command))
+        throw std::runtime_error("the command did not run");
+}
+
 void BindDocumentClass(py::module_& m)
 {
     if (TezPyReuseClass<TezPyDocument>(m, "Document"))
@@ -84,10 +98,16 @@ void BindDocumentClass(py::module_& m)
         .def(
             "add_volume",
             [](TezPyDocument& d, TezPyOctree const& octree) {
-                d.document->AddObject(TezDocCubeVolume::Create(octree.tree));
+                std::string const line = octree.origin.empty()
+                                             ? "# add_volume: a volume from data that have no script form (an array)\n"
+                                             : DocumentCall("add_volume", octree.origin);
+                Execute(*d.document,
+                        TezPyCmdAddVolume::Create(d.document, TezDocCubeVolume::Create(octree.tree), line));
                 return Volumes(*d.document).size() - 1;
             },
-            py::arg("octree"), "Adds the octree as a volume object; answers its index.")
+            py::arg("octree"),
+            "Adds the octree as a volume object, as an undoable command; answers its index. The history\n"
+            "records the call that made the octree (build_octree of a source, or load_octree).")
         .def(
             "octree",
             [](TezPyDocument const& d, int index) {
@@ -111,12 +131,18 @@ void BindDocumentClass(py::module_& m)
                 std::vector<TezVector2<float>> control;
                 for (auto const& p : points)
                     control.emplace_back(p.first, p.second);
-                TezRef<TezCommand> command =
-                    TezCmdUpdateTransferFunction::Create(VolumeAt(*d.document, index), control);
-                if (!d.document->GetCommandManager()->Execute(command))
-                    throw std::runtime_error("the transfer function was not changed");
+                std::string list;
+                for (auto const& p : points) {
+                    char pair[80];
+                    std::snprintf(pair, sizeof pair, "(%.9g, %.9g)", double(p.first), double(p.second));
+                    list += (list.empty() ? "" : ", ") + std::string(pair);
+                }
+                std::string const line =
+                    DocumentCall("set_transfer_function", std::to_string(index) + ", [" + list + "]");
+                Execute(*d.document, TezPyCmdSetTransferFunction::Create(VolumeAt(*d.document, index), control, line));
             },
-            py::arg("index"), py::arg("points"), "Sets the control points as an undoable command.")
+            py::arg("index"), py::arg("points"),
+            "Sets the control points (at least two, x rising over 0..1) as an undoable command.")
         .def_property_readonly("can_undo",
                                [](TezPyDocument const& d) { return d.document->GetCommandManager()->CanUndo(); })
         .def_property_readonly("can_redo",

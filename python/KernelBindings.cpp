@@ -2,6 +2,8 @@
 
 #include "python/KernelObjects.h"
 
+#include "core/Application.h"
+
 #include <pybind11/pybind11.h>
 
 #include <cstdlib>
@@ -46,6 +48,17 @@ std::string TezPyCaptureMessages(char const* command, std::function<void(FILE*)>
     }
     return out;
 }
+
+std::string TezPyCallText(char const* function, std::vector<std::string> const& arguments)
+{
+    TezApplication* app = TezApplication::Instance();
+    std::string text = std::string(app ? app->GetScriptModuleName().c_str() : "tez") + "." + function + "(";
+    for (size_t i = 0; i < arguments.size(); ++i)
+        text += (i ? ", " : "") + arguments[i];
+    return text + ")";
+}
+
+std::string TezPyQuote(std::string const& text) { return py::repr(py::str(text)).cast<std::string>(); }
 
 void TezPyWarnLines(std::string const& text)
 {

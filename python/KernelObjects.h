@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 struct TezPyVolume
 {
@@ -22,11 +23,15 @@ struct TezPyVolume
     // after reading.
     std::shared_ptr<TezVolumeSourceArgs> source;
     int bits = 8;
+    // The call that opens it again, for histories; empty for arrays.
+    std::string origin;
 };
 
 struct TezPyOctree
 {
     TezRef<TezVoxelOctree> tree;
+    // The call that makes it again, for histories; empty when there is none.
+    std::string origin;
 };
 
 struct TezPyMesh
@@ -45,6 +50,12 @@ bool TezPyReuseClass(pybind11::module_& module, char const* name)
     }
     return false;
 }
+
+// "module.function(arguments)" with the script module's name (the
+// application's), for the calls recorded in histories.
+std::string TezPyCallText(char const* function, std::vector<std::string> const& arguments);
+// A Python literal of the text.
+std::string TezPyQuote(std::string const& text);
 
 // The text written to a FILE* by `write`, with "tez COMMAND: " or "tez: " taken off
 // each line; for the messages of the host's argument helpers.

@@ -27,7 +27,8 @@ namespace {
 
 // Reads the headers of the source the arguments name; Error with the helper's
 // messages when it cannot, its notes as warnings when it can.
-TezPyVolume Open(std::shared_ptr<TezVolumeSourceArgs> source, std::vector<std::string> const& words)
+TezPyVolume Open(std::shared_ptr<TezVolumeSourceArgs> source, std::vector<std::string> const& words,
+                 std::string const& origin)
 {
     std::string const problem = source->Parse(words);
     if (!problem.empty())
@@ -40,7 +41,24 @@ TezPyVolume Open(std::shared_ptr<TezVolumeSourceArgs> source, std::vector<std::s
     TezPyWarnLines(messages);
     volume.source = source;
     volume.bits = source->NativeBits();
+    volume.origin = origin;
     return volume;
+}
+
+// The raw-file keywords as given, for the recorded call.
+std::vector<std::string> RawKeywords(py::object const& dims, std::string const& type, std::string const& endian,
+                                     py::object const& spacing)
+{
+    std::vector<std::string> words;
+    if (!dims.is_none())
+        words.push_back("dims=" + py::repr(py::tuple(dims)).cast<std::string>());
+    if (!type.empty())
+        words.push_back("type=" + TezPyQuote(type));
+    if (!endian.empty())
+        words.push_back("endian=" + TezPyQuote(endian));
+    if (!spacing.is_none())
+        words.push_back("spacing=" + py::repr(py::tuple(spacing)).cast<std::string>());
+    return words;
 }
 
 std::string Triple(py::object const& value, char const* name)
@@ -164,6 +182,14 @@ TezPyOctree BuildOctree(TezPyVolume const& volume, int bits, double voxelSize, i
     if (!octree.tree)
         throw std::runtime_error("the octree build was refused");
     AcceptAfterRead(volume);
+    if (!volume.origin.empty()) {
+        std::vector<std::string> call{volume.origin, "bits=" + std::to_string(bits)};
+        char size[64];
+        std::snprintf(size, sizeof size, "voxel_size=%.17g", voxelSize);
+        call.push_back(size);
+        call.push_back("memory_limit=" + std::to_string(memoryLimit));
+        octree.origin = TezPyCallText("build_octree", call);
+    }
     return octree;
 }
 
@@ -181,6 +207,7 @@ TezPyOctree LoadOctree(std::string const& path)
     }
     if (octree.tree->GetTreeSize() <= 0)
         throw std::runtime_error(path + " holds no octree");
+    octree.origin = TezPyCallText("load_octree", {TezPyQuote(path)});
     return octree;
 }
 
@@ -279,12 +306,17 @@ void BindSources(py::module_& m)
             args->endian = endian;
             args->spacing = Triple(spacing, "spacing");
             std::vector<std::string> words;
-            if (py::isinstance<py::str>(source) || py::hasattr(source, "__fspath__"))
-                words.push_back(py::str(py::module_::import("os").attr("fspath")(source)).cast<std::string>());
+            py::object fspath = py::module_::import("os").attr("fspath");
+            bool const one = py::isinstance<py::str>(source) || py::hasattr(source, "__fspath__");
+            if (one)
+                words.push_back(py::str(fspath(source)).cast<std::string>());
             else
                 for (py::handle item : source)
-                    words.push_back(py::str(py::module_::import("os").attr("fspath")(item)).cast<std::string>());
-            return Open(args, words);
+                    words.push_back(py::str(fspath(item)).cast<std::string>());
+            std::vector<std::string> call{one ? TezPyQuote(words[0]) : py::repr(py::cast(words)).cast<std::string>()};
+            for (std::string const& word : RawKeywords(dims, type, endian, spacing))
+                call.push_back(word);
+            return Open(args, words, TezPyCallText("open_volume", call));
         },
         py::arg("source"), py::kw_only(), py::arg("dims") = py::none(), py::arg("type") = "", py::arg("endian") = "",
         py::arg("spacing") = py::none(),
@@ -297,7 +329,11 @@ void BindSources(py::module_& m)
             auto args = std::make_shared<TezVolumeSourceArgs>();
             args->stack.allowUnreadable = allowBadSlices;
             args->stack.allowOption = "allow_bad_slices=True";
-            return Open(args, {pattern, std::to_string(first), std::to_string(last)});
+            std::vector<std::string> call{TezPyQuote(pattern), std::to_string(first), std::to_string(last)};
+            if (allowBadSlices)
+                call.push_back("allow_bad_slices=True");
+            return Open(args, {pattern, std::to_string(first), std::to_string(last)},
+                        TezPyCallText("image_stack", call));
         },
         py::arg("pattern"), py::arg("first"), py::arg("last"), py::arg("allow_bad_slices") = false,
         "A numbered stack of slice images: pattern is printf-style (slice%03d.png), first and last the\n"
@@ -309,14 +345,21 @@ void BindSources(py::module_& m)
             auto args = std::make_shared<TezVolumeSourceArgs>();
             if (args->Parse({folder}).empty() && args->kind != TezVolumeSourceArgs::Kind::DicomFolder)
                 throw py::value_error("'" + folder + "' is no folder");
-            return Open(args, {folder});
+            return Open(args, {folder}, TezPyCallText("dicom_folder", {TezPyQuote(folder)}));
         },
         py::arg("folder"), "The DICOM files of one series in a folder.");
     m.def(
-        "nrrd", [](std::string const& path) { return Open(std::make_shared<TezVolumeSourceArgs>(), {path}); },
+        "nrrd",
+        [](std::string const& path) {
+            return Open(std::make_shared<TezVolumeSourceArgs>(), {path}, TezPyCallText("nrrd", {TezPyQuote(path)}));
+        },
         py::arg("path"), "A NRRD file (.nrrd, or .nhdr with its data file).");
     m.def(
-        "metaimage", [](std::string const& path) { return Open(std::make_shared<TezVolumeSourceArgs>(), {path}); },
+        "metaimage",
+        [](std::string const& path) {
+            return Open(std::make_shared<TezVolumeSourceArgs>(), {path},
+                        TezPyCallText("metaimage", {TezPyQuote(path)}));
+        },
         py::arg("path"), "A MetaImage file (.mhd with its data file, or .mha).");
     m.def(
         "raw_volume",
@@ -327,7 +370,10 @@ void BindSources(py::module_& m)
             args->type = type;
             args->endian = endian;
             args->spacing = Triple(spacing, "spacing");
-            return Open(args, {path});
+            std::vector<std::string> call{TezPyQuote(path)};
+            for (std::string const& word : RawKeywords(dims, type, endian, spacing))
+                call.push_back(word);
+            return Open(args, {path}, TezPyCallText("raw_volume", call));
         },
         py::arg("path"), py::arg("dims"), py::arg("type"), py::arg("endian") = "", py::arg("spacing") = py::none(),
         "Raw voxels without a header: dims=(x, y, z), type 'uint8', 'int8', 'uint16' or 'int16', endian\n"

@@ -18,10 +18,13 @@ BACKGROUND = (28, 30, 36)
 
 
 @pytest.fixture(scope="module")
-def sample(tmp_path_factory):
-    folder = tmp_path_factory.mktemp("sample")
-    pattern = tezcore.write_sample_stack(str(folder), 32)
-    return tezcore.image_stack(pattern, 0, 31)
+def sample_pattern(tmp_path_factory):
+    return tezcore.write_sample_stack(str(tmp_path_factory.mktemp("sample")), 32)
+
+
+@pytest.fixture(scope="module")
+def sample(sample_pattern):
+    return tezcore.image_stack(sample_pattern, 0, 31)
 
 
 def run_python(code, cwd, **kwargs):
@@ -111,10 +114,10 @@ def test_meshes_refuse_bad_arrays_and_travel_through_files(tmp_path):
         tezcore.read_mesh(str(tmp_path / "none.stl"))
 
 
-def test_a_document_undoes_and_its_history_replays(sample, tmp_path):
+def test_a_document_undoes_and_its_history_replays(sample_pattern, tmp_path):
     tezcore.new()
     document = tezcore.active_document()
-    index = document.add_volume(tezcore.build_octree(sample))
+    index = document.add_volume(tezcore.build_octree(tezcore.image_stack(sample_pattern, 0, 31)))
     before = document.transfer_function(index)
     document.set_transfer_function(index, [(0.0, 0.0), (0.5, 0.0), (0.6, 1.0), (1.0, 1.0)])
     changed = document.transfer_function(index)
@@ -123,24 +126,29 @@ def test_a_document_undoes_and_its_history_replays(sample, tmp_path):
     assert document.transfer_function(index) == before and document.can_redo
     tezcore.redo()
     assert document.transfer_function(index) == changed
+    # Undoing the addition takes the volume off; redoing brings it back.
+    tezcore.undo()
+    tezcore.undo()
+    assert document.volume_count == 0
+    tezcore.redo()
+    tezcore.redo()
+    assert document.volume_count == 1 and document.transfer_function(index) == changed
 
-    first = tmp_path / "first.mvne"
-    tezcore.save_as(str(first))
-    tezcore.open(str(first))
-    second = tmp_path / "second.mvne"
-    tezcore.save_as(str(second))
+    saved = tmp_path / "saved.mvne"
+    tezcore.save_as(str(saved))
     lines = tezcore.history()
-    assert lines[0].startswith("import tez") and any("tez.open(" in line for line in lines)
+    assert lines[:3] == ["import tez\n", "\n", "tez.start()\n"] and lines[-1] == "tez.stop()\n"
+    assert any(".add_volume(tez.build_octree(tez.image_stack(" in line for line in lines)
     script = tmp_path / "history.py"
     tezcore.export_history(str(script))
 
-    # The history is plain Python: it replays in a fresh interpreter, to a
-    # document with the same volume and transfer function.
-    second.unlink()
+    # The history is plain Python: in a fresh interpreter it makes the same
+    # document again.
+    saved.unlink()
     replay = run_python(open(script).read(), cwd=tmp_path)
     out, err = replay.communicate(timeout=120)
     assert replay.returncode == 0, err
-    tezcore.open(str(second))
+    tezcore.open(str(saved))
     replayed = tezcore.active_document()
     assert replayed.volume_count == 1
     assert replayed.transfer_function(0) == changed
