@@ -3,6 +3,7 @@ from arrays, documents with undo and a history that replays, the kernel's
 errors as exceptions, Ctrl-C during long work."""
 
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -52,6 +53,25 @@ def test_a_volume_renders_to_an_array(sample, tmp_path):
     assert (tezcore.render(loaded, width=64, height=48) == picture).all()
     path = tezcore.render_to_file(loaded, str(tmp_path / "sample.png"), width=64, height=48)
     assert open(path, "rb").read(8) == b"\x89PNG\r\n\x1a\n"
+
+
+@pytest.mark.skipif(not os.environ.get("TEZ_WRITE_SCANS"), reason="needs the scan writer (TEZ_WRITE_SCANS)")
+def test_every_scan_format_gives_the_voxels_of_the_raw_file(tmp_path):
+    subprocess.run([os.environ["TEZ_WRITE_SCANS"], str(tmp_path)], check=True)
+    raw = tezcore.raw_volume(str(tmp_path / "ball-le.raw"), dims=(24, 20, 12), type="int16", endian="little",
+                             spacing=(0.75, 0.5, 2.5))
+    assert (raw.shape, raw.bits, raw.spacing) == ((12, 20, 24), 16, (0.75, 0.5, 2.5))
+    voxels = raw.to_numpy()
+    for volume in (tezcore.dicom_folder(str(tmp_path / "dicom")), tezcore.nrrd(str(tmp_path / "ball.nrrd")),
+                   tezcore.nrrd(str(tmp_path / "ball.nhdr")), tezcore.metaimage(str(tmp_path / "ball.mhd")),
+                   tezcore.open_volume(tmp_path / "ball.mha")):
+        assert volume.spacing == raw.spacing and (volume.to_numpy() == voxels).all()
+    picture = tezcore.render(tezcore.build_octree(raw), width=32, height=24)
+    assert (picture[12, 16, :3] != BACKGROUND).any()
+    with pytest.raises(ValueError, match=re.escape("--endian little|big is needed for 16-bit samples")):
+        tezcore.raw_volume(str(tmp_path / "ball-le.raw"), dims=(24, 20, 12), type="int16")
+    with pytest.raises(tezcore.Error):
+        tezcore.nrrd(str(tmp_path / "bomb.nrrd"))
 
 
 def test_an_array_becomes_a_volume_and_comes_back():
