@@ -13,9 +13,24 @@
 
 namespace py = pybind11;
 
+namespace {
+
+[[noreturn]] void RaiseInterrupt()
+{
+    PyErr_SetNone(PyExc_KeyboardInterrupt);
+    throw py::error_already_set();
+}
+
+} // namespace
+
 void TezRunLongWork(std::function<void()> const& job)
 {
-    TezTerminalUI::SetStopFlag(false);
+    TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager();
+    // A Ctrl-C that the host caught between two calls stops the next one.
+    if (ui && ui->GetStopFlag()) {
+        TezTerminalUI::SetStopFlag(false);
+        RaiseInterrupt();
+    }
     std::packaged_task<void()> task(job);
     std::future<void> done = task.get_future();
     bool interrupted = false;
@@ -36,14 +51,11 @@ void TezRunLongWork(std::function<void()> const& job)
         }
         worker.join();
     }
-    TezRef<TezUIManager> ui = TezUIManager::GetAppUIManager();
     bool const stoppedByHost = !interrupted && ui && ui->GetStopFlag();
     TezTerminalUI::SetStopFlag(false);
     if (pending)
         throw std::move(*pending);
-    if (stoppedByHost) {
-        PyErr_SetNone(PyExc_KeyboardInterrupt);
-        throw py::error_already_set();
-    }
+    if (stoppedByHost)
+        RaiseInterrupt();
     done.get(); // the job's own exception, if any
 }

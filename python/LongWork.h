@@ -7,7 +7,8 @@
 // (PyErr_CheckSignals); when one raises (KeyboardInterrupt on Ctrl-C) the
 // kernel's stop flag goes up, the job is waited for, and the Python error is
 // raised once the job has ended cleanly. A stop flag raised by the host (the
-// tez program's own Ctrl-C handler) is reported as KeyboardInterrupt too.
+// tez program's own Ctrl-C handler), during the job or before it, is
+// reported as KeyboardInterrupt too; the flag is lowered again either way.
 // The job's C++ exceptions pass through unchanged. The job must not touch
 // Python objects. Call with the GIL held.
 
