@@ -111,7 +111,7 @@ void BindDocumentClass(py::module_& m)
         .def(
             "octree",
             [](TezPyDocument const& d, int index) {
-                return TezPyOctree{VolumeAt(*d.document, index)->GetVoxelOctree()};
+                return TezPyOctree{VolumeAt(*d.document, index)->GetVoxelOctree(), std::string()};
             },
             py::arg("index"))
         .def(

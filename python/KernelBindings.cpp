@@ -98,6 +98,7 @@ void TezBindKernel(py::module_& module)
     });
 
     TezBindVolumes(module);
+    TezBindOctrees(module);
     TezBindMeshes(module);
     TezBindDocuments(module);
 }

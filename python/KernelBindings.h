@@ -28,5 +28,6 @@ void TezBindKernel(pybind11::module_& module);
 
 // The parts, one file each.
 void TezBindVolumes(pybind11::module_& module);
+void TezBindOctrees(pybind11::module_& module);
 void TezBindMeshes(pybind11::module_& module);
 void TezBindDocuments(pybind11::module_& module);

@@ -4,6 +4,7 @@
 
 #include "mesh/IndexedMesh.h"
 #include "tez/VolumeSourceArgs.h"
+#include "volume/MemoryVolume.h"
 #include "volume/VolumeData.h"
 #include "volume/VoxelOctree.h"
 
@@ -50,6 +51,15 @@ bool TezPyReuseClass(pybind11::module_& module, char const* name)
     }
     return false;
 }
+
+// The bits to read a volume at: 8 or 16, or 0 for the source's own;
+// ValueError for others.
+int TezPyVolumeBits(TezPyVolume const& volume, int bits);
+// The whole volume in memory at 8 or 16 bits, with the GIL released.
+TezRef<TezMemoryVolume> TezPyReadGrid(TezPyVolume const& volume, int bits);
+// The source's checks after its voxels were read: Error when they fail,
+// their notes as warnings.
+void TezPyAcceptAfterRead(TezPyVolume const& volume);
 
 // "module.function(arguments)" with the script module's name (the
 // application's), for the calls recorded in histories.
