@@ -47,6 +47,10 @@ PYBIND11_MODULE(tezcore, module)
     module.doc() = "The Tezcore kernel: volumes, octrees, pictures, meshes and documents.";
     module.attr("__version__") = TEZ_VERSION_STRING;
     StartApplication();
-    TezBindKernel(module);
+    // As in the embedded module: the script functions first, so that their
+    // names stay theirs, then the kernel's operations.
+    module.attr("Error") =
+        py::reinterpret_steal<py::object>(PyErr_NewException("tezcore.Error", PyExc_RuntimeError, nullptr));
     TezScriptCalls::Bind(module, module.attr("Error"));
+    TezBindKernel(module);
 }
