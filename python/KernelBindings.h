@@ -16,7 +16,9 @@
 //   meshes     Mesh (from numpy vertex and index arrays), read_mesh,
 //              Mesh.fill_holes, Mesh.save; tessellate (marching cubes)
 //   documents  active_document, Document (volumes, transfer functions,
-//              undo, redo, history), undo, redo, history, export_history
+//              undo, redo, history), undo, redo, history, export_history;
+//              adding a volume and setting a transfer function are
+//              undoable commands whose history lines replay them
 //
 // Binding twice into one interpreter reuses the classes made the first time.
 
