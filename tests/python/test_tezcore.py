@@ -75,6 +75,18 @@ def test_every_scan_format_gives_the_voxels_of_the_raw_file(tmp_path):
         tezcore.nrrd(str(tmp_path / "bomb.nrrd"))
 
 
+def test_gaps_in_a_slice_stack_are_warned_about_and_filled(tmp_path):
+    pattern = tezcore.write_sample_stack(str(tmp_path), 32)
+    (tmp_path / "slice0010.png").unlink()
+    (tmp_path / "slice0012.png").write_bytes(b"not a picture")
+    with pytest.warns(UserWarning) as warned:
+        octree = tezcore.build_octree(tezcore.image_stack(pattern, 0, 31))
+    messages = [str(w.message) for w in warned]
+    assert "1 of 32 slices missing (10): filled by interpolation" in messages
+    assert any(m.startswith("1 of 31 slice files cannot be read as images") for m in messages)
+    assert octree.dimensions == (32, 32, 32)
+
+
 def test_an_array_becomes_a_volume_and_comes_back():
     voxels = np.zeros((20, 24, 28), np.uint8)
     voxels[5:15, 6:18, 7:21] = 200
