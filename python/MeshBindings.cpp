@@ -1,5 +1,6 @@
 // Triangle meshes for Python: numpy arrays in and out, files, hole filling.
 
+#include "mesh/MeshWriter.h"
 #include "mesh/TopologyMesh.h"
 #include "python/KernelBindings.h"
 #include "python/KernelObjects.h"
@@ -175,11 +176,16 @@ void TezBindMeshes(py::module_& m)
                 "triangles_added.")
             .def(
                 "save",
-                [](TezPyMesh const& mesh, std::string const& path, bool binary) {
-                    if (!TezIndexedMesh::WriteToStlFile(mesh.mesh, TezString(path.c_str()), binary))
+                [](TezPyMesh const& mesh, std::string const& path, bool ascii) {
+                    if (TezMeshWriter::FormatForName(path) == TezMeshWriter::Format::Unknown)
+                        throw py::value_error("'" + path + "' has no mesh extension (.stl, .obj, .ply)");
+                    bool const written =
+                        TezRunLongWork<bool>([&] { return TezMeshWriter::Write(mesh.mesh, path, ascii); });
+                    if (!written)
                         throw std::runtime_error("cannot write '" + path + "': " + std::strerror(errno));
                 },
-                py::arg("path"), py::arg("binary") = true, "Writes an STL file; normals come from the positions.")
+                py::arg("path"), py::arg("ascii") = false,
+                "Writes STL, OBJ or PLY by the extension; STL and PLY binary unless ascii.")
             .def("__repr__", [](TezPyMesh const& mesh) {
                 return "<Mesh " + std::to_string(mesh.mesh->GetNumVertices()) + " vertices, " +
                        std::to_string(mesh.mesh->GetNumTriangles()) + " triangles>";

@@ -140,9 +140,12 @@ def test_meshes_refuse_bad_arrays_and_travel_through_files(tmp_path):
     with pytest.raises(ValueError, match=r"shape \(n, 3\)"):
         tezcore.Mesh(vertices[:, :2], triangles)
     mesh = tezcore.Mesh(vertices, triangles)
-    mesh.save(str(tmp_path / "cube.stl"))
-    back = tezcore.read_mesh(str(tmp_path / "cube.stl"))
-    assert len(back.triangles) == 12 and back.volume == pytest.approx(1.0)
+    for name in ("cube.stl", "cube.obj", "cube.ply"):
+        mesh.save(str(tmp_path / name))
+        back = tezcore.read_mesh(str(tmp_path / name))
+        assert len(back.triangles) == 12 and back.volume == pytest.approx(1.0), name
+    with pytest.raises(ValueError, match="no mesh extension"):
+        mesh.save(str(tmp_path / "cube.txt"))
     with pytest.raises(tezcore.Error, match="cannot read mesh"):
         tezcore.read_mesh(str(tmp_path / "none.stl"))
 
