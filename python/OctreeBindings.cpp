@@ -89,6 +89,10 @@ TezOctreePictureOptions PictureOptions(int width, int height, std::string const&
                                        std::vector<float> const& color, py::object const& cut,
                                        TezVoxelOctree const& tree)
 {
+    if (width < 1 || width > 16384 || height < 1 || height > 16384)
+        throw py::value_error("width and height must be 1 to 16384");
+    if (transparent && (layers < 1 || layers > 16))
+        throw py::value_error("layers must be 1 to 16");
     TezOctreePictureOptions o;
     o.width = width;
     o.height = height;
@@ -99,8 +103,13 @@ TezOctreePictureOptions PictureOptions(int width, int height, std::string const&
     o.transparent = transparent;
     o.layers = layers;
     if (!tf.is_none())
-        for (auto const& point : tf.cast<std::vector<std::pair<float, float>>>())
+        for (auto const& point : tf.cast<std::vector<std::pair<float, float>>>()) {
+            if (!(point.first >= 0 && point.first <= 65535 && point.second >= 0 && point.second <= 1) ||
+                (!o.points.empty() && point.first <= o.points.back()[0]))
+                throw py::value_error("tf needs (value, opacity) points, the value rising from point to point "
+                                      "within 0..65535, the opacity within 0..1");
             o.points.emplace_back(point.first, point.second);
+        }
     if (color.size() < 3 || color.size() > 4)
         throw py::value_error("color needs (r, g, b) or (r, g, b, a)");
     o.colour = TezVector4<float>(color[0], color[1], color[2], color.size() == 4 ? color[3] : 1.0f);

@@ -208,9 +208,13 @@ def test_kernel_errors_come_as_exceptions_with_the_kernels_text(tmp_path):
         tezcore.load_octree(str(tmp_path / "junk.oct"))
     with pytest.raises(tezcore.Error, match="^no file matches .*none%03d.png for 0..3$"):
         tezcore.image_stack(str(tmp_path / "none%03d.png"), 0, 3)
+    tiny = tezcore.build_octree(tezcore.volume_from_numpy(np.ones((4, 4, 4), np.uint8)))
     with pytest.raises(ValueError, match="unknown view 'sideways'"):
-        tezcore.render(tezcore.build_octree(tezcore.volume_from_numpy(np.ones((4, 4, 4), np.uint8))),
-                       view="sideways")
+        tezcore.render(tiny, view="sideways")
+    with pytest.raises(ValueError, match="width and height must be 1 to 16384"):
+        tezcore.render(tiny, width=0)
+    with pytest.raises(ValueError, match="the value rising from point to point"):
+        tezcore.render(tiny, tf=[(10, 0), (5, 1)])
     with pytest.raises(TypeError):
         tezcore.save_as()
 
