@@ -133,9 +133,15 @@ TezRef<TezVoxelCloud> TezVoxelCloud::CreateFromOctree(TezRef<TezVoxelOctree> oct
         TezVector3<float> low;
     };
     std::vector<Item> stack{{0u, 0, TezVector3<float>(0, 0, 0)}};
+    // A tree meets each node once; a damaged one that shares children is
+    // walked no more often than it has nodes.
+    std::vector<bool> visited(numNodes, false);
     while (!stack.empty()) {
         Item const item = stack.back();
         stack.pop_back();
+        if (visited[item.node])
+            continue;
+        visited[item.node] = true;
         TezVoxelOctreeNode const& node = *pool.ElementAt(item.node);
         float const edge = rootEdge / float(1u << item.depth);
         uint32_t const first = TezNodeFirstChild(node);
