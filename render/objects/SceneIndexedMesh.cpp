@@ -296,21 +296,23 @@ void TezSceneIndexedMesh::ClearIndices()
     SelectionChanged();
 }
 
-// The selection goes up with the next build: the renderable's buffers are
-// touched only where the context is current.
-void TezSceneIndexedMesh::SelectionChanged()
+// The selection goes up with the next draw, alone: the renderable's buffers
+// are touched only where the context is current, and a click must not send
+// the whole mesh again.
+void TezSceneIndexedMesh::SelectionChanged() { m_selectionChanged = true; }
+
+void TezSceneIndexedMesh::UploadSelection()
 {
-    if (!m_renderable)
-        return;
-    SetProperty(NeedsBuild, true);
+    std::set<uint32_t> const& selected = GetSelectedIndices();
+    m_renderable->SetSelection(std::vector<unsigned int>(selected.begin(), selected.end()));
+    m_selectionChanged = false;
 }
 
 bool TezSceneIndexedMesh::BuildObject()
 {
     if (!m_renderable)
         return false;
-    std::set<uint32_t> const& selected = GetSelectedIndices();
-    m_renderable->SetSelection(std::vector<unsigned int>(selected.begin(), selected.end()));
+    UploadSelection();
     return m_renderable->CreateBuffers();
 }
 
@@ -335,6 +337,8 @@ bool TezSceneIndexedMesh::DrawObject(TezSceneDrawData const& data)
 {
     if (!m_renderable || !m_renderable->HasBuffers())
         return true;
+    if (m_selectionChanged)
+        UploadSelection();
     unsigned const pass = data.GetEffectPass();
     bool const wireframe = m_mode >= TezMeshModeWireframe;
     bool const edges = m_mode == TezMeshModeSmoothEdges || m_mode == TezMeshModeFlatEdges;

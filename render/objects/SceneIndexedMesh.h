@@ -22,7 +22,8 @@
 // Modes below 2 turn flat shading off, 2 and 3 on; 4 and above keep the
 // shading they had and need the adjacency buffer. Moving between 2 and 3
 // rebuilds nothing. Selected indices are triangle numbers, drawn again in
-// the selected colour; they are mapped (picked) with the surface.
+// the selection red; a change of them uploads only their own small index
+// buffer on the next draw. They are mapped (picked) with the surface.
 
 #include "core/RefCounter.h"
 #include "render/gl/Buffer.h"
@@ -147,9 +148,11 @@ protected:
 
 private:
     void SelectionChanged();
+    void UploadSelection();
 
     TezRef<TezRenderableIndexedMesh> m_renderable;
     int m_mode = TezMeshModeSmooth;
+    bool m_selectionChanged = false;
     TezBox3<float> m_bounds;
     bool m_boundsValid = false;
 };

@@ -208,8 +208,10 @@ TEST_F(MeshCloudDrawTest, SelectedTrianglesAndHolesShowAndTheMeshIsPicked)
             best = unsigned(t);
         }
     }
+    Shoot("tez-mesh-unselected");
     object->SelectIndex(best);
     EXPECT_EQ(1u, object->GetIndexList()->GetNumIndices());
+    EXPECT_FALSE(object->GetProperty(TezSceneObject::NeedsBuild)) << "a selection does not send the mesh again";
     Shoot("tez-mesh-selected");
     TezVector3<float> const pixel = view->GetCamera()->PixelFromPoint(mesh->GetTriangle(best).ComputeCentroid());
     EXPECT_TRUE(Red(At(int(pixel.x), kSize - 1 - int(pixel.y))));
