@@ -363,3 +363,23 @@ TEST_F(MeshCloudDrawTest, OctreeNodeStatesShowAsCubes)
     // Boundary nodes surround the full ones: their box is the larger.
     EXPECT_LT(inside->GetObjectBounds().GetMaximum().x, rim->GetObjectBounds().GetMaximum().x);
 }
+
+TEST(RenderableIndexedMesh, AdjacencyNamesTheVertexAcrossEachEdgeOrTheTrianglesOwnCorner)
+{
+    // Two triangles over the square's diagonal (0, 2): each sees the other's
+    // far corner across it, and its own opposite corner across the rim.
+    TezRef<TezIndexedMesh> square = TezIndexedMesh::CreateEmpty();
+    for (TezVector3<float> const& p : {TezVector3<float>(0, 0, 0), TezVector3<float>(1, 0, 0),
+                                       TezVector3<float>(1, 1, 0), TezVector3<float>(0, 1, 0)})
+        square->AddVertex(TezMeshVertex(p, {0, 0, 1}));
+    square->GetIndices() = {0, 1, 2, 0, 2, 3};
+    std::vector<unsigned int> const smooth = TezRenderableIndexedMesh::MakeAdjacencyIndices(square, false);
+    EXPECT_EQ((std::vector<unsigned int>{0, 2, 1, 0, 2, 3, 0, 1, 2, 0, 3, 2}), smooth);
+    // Flat: the same, in the numbers of three vertices a triangle.
+    std::vector<unsigned int> const flat = TezRenderableIndexedMesh::MakeAdjacencyIndices(square, true);
+    EXPECT_EQ((std::vector<unsigned int>{0, 2, 1, 0, 2, 5, 3, 1, 4, 3, 5, 4}), flat);
+    std::vector<TezMeshVertex> const vertices = TezRenderableIndexedMesh::MakeFlatVertices(*square);
+    ASSERT_EQ(6u, vertices.size());
+    EXPECT_EQ(TezVector3<float>(0, 1, 0), vertices[5].position);
+    EXPECT_EQ(TezVector3<float>(0, 0, 1), vertices[4].normal);
+}
