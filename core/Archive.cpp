@@ -203,7 +203,10 @@ void TezArchive::WriteObject(char const* tag, TezRef<TezIdentifiableObject> obje
 {
     WriteTag(tag);
     WriteSize(0, false);
-    WriteUnsignedLong("ObjectId", object ? object->Id() : 0);
+    uint32_t id = object ? object->Id() : 0;
+    if (id != 0 && m_numberObjectsInOrder)
+        id = m_writtenNumbers.emplace(id, uint32_t(m_writtenNumbers.size() + 1)).first->second;
+    WriteUnsignedLong("ObjectId", id);
     WriteString("TypeName", object ? object->TypeName() : TezString(""));
 }
 

@@ -54,6 +54,8 @@ void TezHostDocument::Save(TezString const& fileName)
     TezRef<TezArchive> archive = TezArchive::Open(fileName.c_str(), TezArchive::Write);
     if (!archive)
         throw std::runtime_error(std::string("Unable to write Morvane document ") + fileName.c_str() + ".");
+    // Opened again and saved, a document gives the same bytes.
+    archive->SetNumberObjectsInOrder(true);
     archive->WriteStartSection(SectionName);
     archive->WriteInt("version", FileVersion);
     archive->WriteInt("objectCount", static_cast<int32_t>(m_objects.size()));

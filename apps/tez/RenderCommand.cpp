@@ -1,11 +1,16 @@
-// tez render: a volume source (or a saved octree) in, a ray-cast picture out.
+// tez render: a volume source (or a saved octree or document) in, a ray-cast
+// picture out. With a GL context the volume is drawn as a document object in
+// an off-screen GPU render view (tez/DocumentRender.h); without one it is
+// cast into plain buffers and laid over the background here.
 
 #include "core/Archive.h"
 #include "platform/DeviceBuffer.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
+#include "render/scene/SceneObject.h"
 #include "tez/CommandLine.h"
+#include "tez/DocumentRender.h"
 #include "tez/HostApplication.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
@@ -26,7 +31,7 @@
 
 namespace {
 char const* const kUsage =
-    "usage: tez render [SOURCE | --octree FILE] [-o OUT.png] [options]\n"
+    "usage: tez render [SOURCE | --octree FILE | DOC.mvne] [-o OUT.png] [options]\n"
     "  -o OUT.png              picture to write (default tez-render.png)\n"
     "  --size WxH              picture size (default 1024x768)\n"
     "  --view NAME             front, back, right, left, top, bottom, tilted (default), isometric\n"
@@ -41,6 +46,11 @@ char const* const kUsage =
     "  --cut x|y|z             cross-section through the centre, keeping the far half\n"
     "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree (the bits\n"
     "                          default to the source's: 16 for 16-bit files)\n"
+    "  --box                   draw the volume's bounding box\n"
+    "  --mesh FILE             draw a mesh (STL, OBJ, PLY) with the volume, in the volume's world\n"
+    "                          units; each hides the other where it is nearer\n"
+    "  --save DOC.mvne         save the document holding the volume (tez render DOC.mvne draws it;\n"
+    "                          --tf and --color then change its looks for that picture)\n"
     "With no arguments at all, renders a built-in CT-like sample to tez-render.png.\n";
 
 int Usage(FILE* err, std::string const& message)
@@ -86,6 +96,10 @@ struct RenderOptions
     double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
+    bool colourGiven = false;
+    bool box = false;
+    std::string meshFile;
+    std::string saveFile;
 };
 
 std::string ParseValue(std::string const& arg, std::string const& value, RenderOptions& o)
@@ -130,6 +144,11 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
         if (c.size() < 3 || c.size() > 4)
             return "--color needs R,G,B or R,G,B,A";
         o.colour = TezVector4<float>(c[0], c[1], c[2], c.size() == 4 ? c[3] : 1.0f);
+        o.colourGiven = true;
+    } else if (arg == "--mesh") {
+        o.meshFile = value;
+    } else if (arg == "--save") {
+        o.saveFile = value;
     } else if (arg == "--xsection") {
         o.plane = Numbers(value, ',');
         if (o.plane.size() != 6 || o.plane[3] * o.plane[3] + o.plane[4] * o.plane[4] + o.plane[5] * o.plane[5] == 0)
@@ -161,9 +180,9 @@ std::string ParseValue(std::string const& arg, std::string const& value, RenderO
 std::string ParseOptions(TezArgs const& args, RenderOptions& o, TezVolumeSourceArgs& source,
                          std::vector<std::string>& positional)
 {
-    static char const* const valued[] = {"-o",         "--octree", "--size",       "--view",
-                                         "--layers",   "--tf",     "--color",      "--cut",
-                                         "--xsection", "--bpp",    "--voxel-size", "--memory-limit"};
+    static char const* const valued[] = {"-o",           "--octree",       "--size", "--view",     "--layers",
+                                         "--tf",         "--color",        "--cut",  "--xsection", "--bpp",
+                                         "--voxel-size", "--memory-limit", "--mesh", "--save"};
     for (size_t i = 0; i < args.size(); ++i) {
         std::string const& arg = args[i];
         if (arg == "--ortho" || arg == "--perspective") {
@@ -172,6 +191,10 @@ std::string ParseOptions(TezArgs const& args, RenderOptions& o, TezVolumeSourceA
         }
         if (arg == "--transparent") {
             o.transparent = true;
+            continue;
+        }
+        if (arg == "--box") {
+            o.box = true;
             continue;
         }
         std::string sourceProblem;
@@ -289,6 +312,111 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
     return buffer;
 }
 
+// The control points in data units: the given ones, or opaque from 30% of
+// the way up the data's range; a range of one value (a constant volume)
+// counts from 0, so that value shows.
+std::vector<TezVector2<float>> DataPoints(RenderOptions const& o, double low, double high)
+{
+    if (!o.points.empty())
+        return o.points;
+    double const base = high - low < 2.0 ? 0.0 : low;
+    float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
+    return {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
+}
+
+// The cross-section asked for, in world space; false for none.
+bool CutPlane(RenderOptions const& o, TezBox3<float> const& bounds, TezPlane<float>& plane)
+{
+    if (!o.plane.empty()) {
+        plane = TezPlane<float>(TezVector3<float>(o.plane[0], o.plane[1], o.plane[2]),
+                                TezVector3<float>(o.plane[3], o.plane[4], o.plane[5]).Normalized());
+        return true;
+    }
+    if (o.cutAxis >= 0) {
+        TezVector3<float> normal(0.0f, 0.0f, 0.0f);
+        normal[o.cutAxis] = 1.0f;
+        plane = TezPlane<float>(bounds.Center(), normal);
+        return true;
+    }
+    return false;
+}
+
+void WarnIfEmpty(size_t shown, bool hasRange, double low, double high, FILE* err)
+{
+    if (shown != 0)
+        return;
+    std::fprintf(err, "tez render: warning: the picture shows nothing: no ray met a voxel that the transfer "
+                      "function makes opaque");
+    if (hasRange)
+        std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
+    std::fprintf(err, "\n");
+}
+
+// The command line's choices for a picture of a document.
+TezDocumentRenderOptions DocumentOptions(RenderOptions const& o)
+{
+    TezDocumentRenderOptions d;
+    d.output = o.output;
+    d.width = o.width;
+    d.height = o.height;
+    d.view = o.view;
+    d.perspective = o.perspective;
+    d.transparent = o.transparent;
+    d.layers = o.layers;
+    d.hasColour = o.colourGiven;
+    d.colour = o.colour;
+    d.box = o.box;
+    d.meshFile = o.meshFile;
+    d.saveFile = o.saveFile;
+    return d;
+}
+
+// The octree as a volume of a new document, drawn in a GPU render view.
+int RenderInDocument(TezHostApplication& app, TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out,
+                     FILE* err)
+{
+    double low = 0.0, high = 0.0;
+    bool const hasRange = DataRange(*octree, low, high);
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    d.points = NormalisedPoints(DataPoints(o, low, high), octree->GetBitsPerPixel());
+    d.hasColour = true;
+    d.hasCut = CutPlane(o, octree->GetBounds(), d.cut);
+    TezRef<TezHostDocument> document(app.NewDocument());
+    TezAddVolumeToDocument(document, octree);
+    size_t shown = 0;
+    int const code = TezRenderDocument(document, d, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, hasRange, low, high, err);
+    return code;
+}
+
+// A saved document, with the command line's changes for this picture.
+int RenderSavedDocument(TezHostApplication& app, std::string const& path, RenderOptions const& o, FILE* out, FILE* err)
+{
+    TezRef<TezHostDocument> document(app.OpenDocument(TezString(path.c_str())));
+    if (!document || document->GetLastError() != TezDocument::DocNoError) {
+        std::fprintf(err, "tez render: cannot open the document %s\n", path.c_str());
+        return 1;
+    }
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    int bits = 8;
+    TezBox3<float> bounds;
+    for (TezRef<TezDocumentObject> const& object : document->GetObjects())
+        if (auto* volume = dynamic_cast<TezDocCubeVolume*>(object.Get())) {
+            bits = volume->GetBitsPerPixel();
+            if (volume->GetSceneObject())
+                bounds = volume->GetSceneObject()->GetBounds(true);
+        }
+    if (!o.points.empty())
+        d.points = NormalisedPoints(o.points, bits);
+    d.hasCut = CutPlane(o, bounds, d.cut);
+    size_t shown = 0;
+    int const code = TezRenderDocument(document, d, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, false, 0.0, 0.0, err);
+    return code;
+}
+
 int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out, FILE* err)
 {
     TezVoxelOctree& tree = *octree;
@@ -306,14 +434,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     bool const onDevice = TezDeviceIsCuda();
     double low = 0.0, high = 0.0;
     bool const hasRange = DataRange(tree, low, high);
-    std::vector<TezVector2<float>> points = o.points;
-    if (points.empty()) {
-        // Opaque from 30% of the way up the data's range; a range of one
-        // value (a constant volume) counts from 0, so that value shows.
-        double const base = high - low < 2.0 ? 0.0 : low;
-        float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
-        points = {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
-    }
+    std::vector<TezVector2<float>> const points = DataPoints(o, low, high);
     TezDeviceBuffer const tableBuffer =
         KernelTable(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256), onDevice);
     float const* table = static_cast<float const*>(tableBuffer.Get());
@@ -324,17 +445,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
         TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
 
     TezPlane<float> plane;
-    TezPlane<float> const* cut = nullptr;
-    if (!o.plane.empty()) {
-        plane = TezPlane<float>(TezVector3<float>(o.plane[0], o.plane[1], o.plane[2]),
-                                TezVector3<float>(o.plane[3], o.plane[4], o.plane[5]).Normalized());
-        cut = &plane;
-    } else if (o.cutAxis >= 0) {
-        TezVector3<float> normal(0.0f, 0.0f, 0.0f);
-        normal[o.cutAxis] = 1.0f;
-        plane = TezPlane<float>(bounds.Center(), normal);
-        cut = &plane;
-    }
+    TezPlane<float> const* cut = CutPlane(o, bounds, plane) ? &plane : nullptr;
 
     TezOctreeRenderBuffers buffers(o.width, o.height, o.transparent ? o.layers : 0, onDevice);
     TezOctreeRenderTarget const& target = buffers.GetTarget();
@@ -386,13 +497,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
             px[c] = uint8_t(std::lround(running[c]));
         px[3] = 255;
     }
-    if (shown == 0) {
-        std::fprintf(err, "tez render: warning: the picture shows nothing: no ray met a voxel that the transfer "
-                          "function makes opaque");
-        if (hasRange)
-            std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
-        std::fprintf(err, "\n");
-    }
+    WarnIfEmpty(shown, hasRange, low, high, err);
     TezImage picture;
     if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
         !picture.Save(o.output.c_str())) {
@@ -414,13 +519,28 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
         return Usage(err, problem);
     if (!positional.empty() && !options.octreeFile.empty())
         return Usage(err, "give either SOURCE or --octree FILE");
-    if (!positional.empty()) {
+    bool const documentFile = positional.size() == 1 && positional[0].size() > 5 &&
+                              positional[0].compare(positional[0].size() - 5, 5, ".mvne") == 0;
+    if (!positional.empty() && !documentFile) {
         std::string const bad = source.Parse(positional);
         if (!bad.empty())
             return Usage(err, bad);
     }
 
-    TezHostApplication app;
+    // The context comes first: the application takes it, and dies before it.
+    TezOffscreenGL gl;
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
+    if (documentFile) {
+        if (!gl.Ok()) {
+            std::fprintf(err, "tez render: a document is drawn with GL: %s", gl.Problem().c_str());
+            return 1;
+        }
+        return RenderSavedDocument(app, positional[0], options, out, err);
+    }
+    if (!gl.Ok() && (options.box || !options.meshFile.empty() || !options.saveFile.empty())) {
+        std::fprintf(err, "tez render: --box, --mesh and --save need GL: %s", gl.Problem().c_str());
+        return 1;
+    }
     TezRef<TezVoxelOctree> tree;
     std::string sampleFolder;
     if (!options.octreeFile.empty()) {
@@ -464,6 +584,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     if (!tree)
         return 1;
     try {
+        if (gl.Ok())
+            return RenderInDocument(app, tree, options, out, err);
         return Render(tree, options, out, err);
     } catch (std::exception const& error) {
         std::fprintf(err, "tez render: %s\n", error.what());
