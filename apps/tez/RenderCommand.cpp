@@ -532,7 +532,7 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     if (documentFile) {
         if (!gl.Ok()) {
-            std::fprintf(err, "tez render: a document is drawn with GL: %s", gl.Problem().c_str());
+            std::fprintf(err, "tez render: a document is drawn with GL; these need GL: %s", gl.Problem().c_str());
             return 1;
         }
         return RenderSavedDocument(app, positional[0], options, out, err);
