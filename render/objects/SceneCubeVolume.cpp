@@ -60,9 +60,7 @@ bool TezSceneCubeVolume::BuildObject()
     TezVector3<int> const size = m_volume->Dimensions();
     if (!m_texture && m_volume->GetData() && size.x > 0 && size.y > 0 && size.z > 0) {
         m_texture = TezTexture::Create(TezTexture::PixelR8, size.x, size.y, size.z, TezTexture::Type3D, true);
-        glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
         m_texture->Load(m_volume->GetData(), size_t(m_volume->VoxelCount()));
-        glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
     }
     if (!m_vertexArray) {
         float vertices[18] = {0};
