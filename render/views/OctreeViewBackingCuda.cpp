@@ -5,7 +5,9 @@
 // library that speaks to CUDA-GL interoperation; built only with CUDA.
 //
 // Every runtime call is checked with its tag: a device failure ends the
-// process (core/CudaCheck.h).
+// process (core/CudaCheck.h). A GL context that is not on a CUDA device
+// (Mesa's llvmpipe on a machine with a GPU) cannot take part: the rows are
+// then read back and uploaded, as the host backing does, rather than failing.
 
 #include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
@@ -19,6 +21,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -96,6 +99,10 @@ public:
     {
         if (!m_target.image || !m_target.depth || !imageTexture || !depthTexture)
             return false;
+        if (m_interop < 0)
+            m_interop = ContextIsOnDevice() ? 1 : 0;
+        if (!m_interop)
+            return UploadThroughHost(imageTexture, depthTexture);
         if (imageTexture != m_imageTexture || depthTexture != m_depthTexture) {
             DetachTextures();
             Register(m_imageResource, imageTexture, "TezHDTRenderProgramRoutineCUDA::InitializeImage.B");
@@ -122,6 +129,38 @@ public:
     }
 
 private:
+    // True when the current GL context runs on a CUDA device.
+    static bool ContextIsOnDevice()
+    {
+        unsigned count = 0;
+        int devices[4] = {0, 0, 0, 0};
+        bool const on = cudaGLGetDevices(&count, devices, 4, cudaGLDeviceListAll) == cudaSuccess && count > 0;
+        cudaGetLastError(); // the answer "no" must not stay as the last error
+        return on;
+    }
+
+    bool UploadThroughHost(unsigned imageTexture, unsigned depthTexture)
+    {
+        size_t const row = size_t(m_target.width) * 4, rows = size_t(m_target.height);
+        m_rows.resize(row * rows);
+        glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+        glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+        checkCudaError(TezDeviceMemcpy2D(m_rows.data(), row, m_target.image, m_target.imagePitch, row, rows,
+                                         TezDeviceDeviceToHost),
+                       Tag(kRender, 'C').c_str());
+        glBindTexture(GL_TEXTURE_2D, imageTexture);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, m_target.width, m_target.height, GL_RGBA_INTEGER, GL_UNSIGNED_BYTE,
+                        m_rows.data());
+        checkCudaError(TezDeviceMemcpy2D(m_rows.data(), row, m_target.depth, m_target.depthPitch, row, rows,
+                                         TezDeviceDeviceToHost),
+                       Tag(kRender, 'G').c_str());
+        glBindTexture(GL_TEXTURE_2D, depthTexture);
+        glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, m_target.width, m_target.height, GL_RED_INTEGER, GL_UNSIGNED_INT,
+                        m_rows.data());
+        glBindTexture(GL_TEXTURE_2D, 0);
+        return glGetError() == GL_NO_ERROR;
+    }
+
     static void Register(cudaGraphicsResource*& resource, unsigned texture, char const* tag)
     {
         checkCudaError(
@@ -148,6 +187,9 @@ private:
     cudaGraphicsResource* m_depthResource = nullptr;
     unsigned m_imageTexture = 0;
     unsigned m_depthTexture = 0;
+    // Whether the textures can be registered: -1 until the first upload.
+    int m_interop = -1;
+    std::vector<unsigned char> m_rows;
 };
 
 } // namespace
