@@ -106,3 +106,35 @@ size_t TezGetMemoryAtInitCUDA()
             return entry.freeBytes;
     return TezGetTotalMemoryCUDA();
 }
+
+namespace {
+
+void LogLargeAllocation(double bytes)
+{
+    double const megabytes = bytes / (1024.0 * 1024.0);
+    if (megabytes > 250.0 &&
+        (TezLogger::GetFileLevel() <= TezLogger::Debug || TezLogger::GetConsoleLevel() <= TezLogger::Debug))
+        TezLogger::debug("CUDA Alloc %.2f MB  Avail: %.1f MB\n", megabytes, Megabytes(TezGetFreeMemoryCUDA()));
+}
+
+} // namespace
+
+int cudaMallocLogged(void** pointer, size_t bytes)
+{
+    LogLargeAllocation(double(bytes));
+    return TezDeviceMalloc(pointer, bytes);
+}
+
+int cudaMallocPitchLogged(void** pointer, size_t* pitch, size_t widthBytes, size_t height)
+{
+    LogLargeAllocation(double(widthBytes) * double(height));
+    return TezDeviceMallocPitch(pointer, pitch, widthBytes, height);
+}
+
+int cudaMallocAndCopyLogged(void** pointer, void const* source, size_t bytes)
+{
+    int const status = cudaMallocLogged(pointer, bytes);
+    if (status != TezDeviceSuccess)
+        return status;
+    return TezDeviceMemcpy(*pointer, source, bytes, TezDeviceHostToDevice);
+}

@@ -35,3 +35,12 @@ TEZ_API size_t TezGetTotalMemoryCUDA();
 // The free bytes of the current device as start-up found them; the total
 // where start-up did not see that device.
 TEZ_API size_t TezGetMemoryAtInitCUDA();
+
+// Device allocations that say their size first: above 250 MB, while the log
+// file or console shows debug messages, "CUDA Alloc %.2f MB  Avail: %.1f MB"
+// at debug level. They answer the device-memory error code (0: success).
+TEZ_API int cudaMallocLogged(void** pointer, size_t bytes);
+TEZ_API int cudaMallocPitchLogged(void** pointer, size_t* pitch, size_t widthBytes, size_t height);
+// Allocates as cudaMallocLogged and, where that worked, copies `bytes` from
+// host memory.
+TEZ_API int cudaMallocAndCopyLogged(void** pointer, void const* source, size_t bytes);

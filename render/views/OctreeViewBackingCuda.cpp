@@ -11,6 +11,7 @@
 
 #include "core/CudaCheck.h"
 #include "platform/DeviceMemory.h"
+#include "render/views/CudaDevice.h"
 #include "render/views/OctreeViewBacking.h"
 #include "volume/device/OctreeRender.h"
 
@@ -36,7 +37,7 @@ public:
     TezCudaOctreeViewBacking()
     {
         m_target.onDevice = true;
-        checkCudaError(TezDeviceMalloc(reinterpret_cast<void**>(&m_target.transform), 64),
+        checkCudaError(cudaMallocLogged(reinterpret_cast<void**>(&m_target.transform), 64),
                        "TezHDTRenderProgramRoutineCUDA::InitializeImage.A");
     }
 
@@ -58,21 +59,21 @@ public:
         Release();
         size_t const row = size_t(width) * 4, rows = size_t(height), layerRows = rows * size_t(layers);
         size_t pitch = 0;
-        checkCudaError(TezDeviceMallocPitch(reinterpret_cast<void**>(&m_target.depth), &pitch, row, rows),
+        checkCudaError(cudaMallocPitchLogged(reinterpret_cast<void**>(&m_target.depth), &pitch, row, rows),
                        Tag(kAllocate, 'A').c_str());
         m_target.depthPitch = uint32_t(pitch);
         // Only the low byte of the fill counts: "no surface" everywhere.
         checkCudaError(TezDeviceMemset2D(m_target.depth, pitch, 0x1000000, row, rows), Tag(kAllocate, 'B').c_str());
-        checkCudaError(TezDeviceMallocPitch(reinterpret_cast<void**>(&m_target.image), &pitch, row, rows),
+        checkCudaError(cudaMallocPitchLogged(reinterpret_cast<void**>(&m_target.image), &pitch, row, rows),
                        Tag(kAllocate, 'C').c_str());
         m_target.imagePitch = uint32_t(pitch);
         checkCudaError(TezDeviceMemset2D(m_target.image, pitch, 0, row, rows), Tag(kAllocate, 'D').c_str());
         if (layerRows > 0) {
-            checkCudaError(TezDeviceMallocPitch(reinterpret_cast<void**>(&m_target.rayLayers), &pitch, row, layerRows),
+            checkCudaError(cudaMallocPitchLogged(reinterpret_cast<void**>(&m_target.rayLayers), &pitch, row, layerRows),
                            Tag(kAllocate, 'E').c_str());
             m_target.rayLayersPitch = uint32_t(pitch);
             checkCudaError(
-                TezDeviceMallocPitch(reinterpret_cast<void**>(&m_target.colourLayers), &pitch, row, layerRows),
+                cudaMallocPitchLogged(reinterpret_cast<void**>(&m_target.colourLayers), &pitch, row, layerRows),
                 Tag(kAllocate, 'F').c_str());
             m_target.colourLayersPitch = uint32_t(pitch);
         }
