@@ -14,8 +14,11 @@
 #include "render/scene/Scene.h"
 #include "render/views/CudaDevice.h"
 #include "render/views/CudaRenderView.h"
+#include "tez/OutputFile.h"
 #include "volume/Image.h"
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 
 // ---- TezOffscreenGL ----
@@ -114,8 +117,10 @@ bool WritePicture(TezCudaRenderView& view, TezDocumentRenderOptions const& o, si
             ++shown;
     }
     TezImage picture;
-    if (!picture.CreateFromPixels(rows.data(), o.width, o.height, 3, stride, true) || !picture.Save(o.output.c_str())) {
-        std::fprintf(err, "tez render: cannot write %s\n", o.output.c_str());
+    TezOutputFile file(o.output);
+    if (!picture.CreateFromPixels(rows.data(), o.width, o.height, 3, stride, true) ||
+        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
+        std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return false;
     }
     return true;
