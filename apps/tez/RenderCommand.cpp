@@ -533,8 +533,9 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     RenderOptions options;
     RenderWords words;
     TezVolumeSourceArgs source;
-    CLI::App cli("Ray casts a volume source, a saved octree or (with no source) a built-in CT-like sample into "
-                 "a picture.",
+    CLI::App cli("Ray casts a volume source, a saved octree, a saved document (DOC.mvne) or (with no source) a "
+                 "built-in CT-like sample into a picture, merged by depth with GL geometry where a GL context can "
+                 "be made.",
                  "tez render");
     source.AddOptions(cli);
     AddOptions(cli, options, words);
