@@ -15,6 +15,7 @@
 #include "render/views/CudaDevice.h"
 #include "render/views/CudaRenderView.h"
 #include "tez/OutputFile.h"
+#include "tez/TerminalUI.h"
 #include "volume/Image.h"
 
 #include <cerrno>
@@ -108,6 +109,11 @@ bool WritePicture(TezCudaRenderView& view, TezDocumentRenderOptions const& o, si
     std::vector<unsigned char> rows(stride * size_t(o.height));
     if (!view.ExportImage(rows.data(), int(stride))) {
         std::fprintf(err, "tez render: the view could not be painted\n");
+        return false;
+    }
+    // Ctrl-C during the casts: nothing is written.
+    if (TezTerminalUI::StopRequested()) {
+        std::fprintf(err, "tez render: stopped; nothing written\n");
         return false;
     }
     shown = 0;

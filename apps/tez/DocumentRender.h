@@ -68,7 +68,8 @@ struct TezDocumentRenderOptions
 // A document volume over `octree`, added to `document`.
 TezRef<TezDocCubeVolume> TezAddVolumeToDocument(TezRef<TezHostDocument> document, TezRef<TezVoxelOctree> octree);
 
-// Draws the document's volumes and writes the picture; `shown` counts the
+// Draws the document's volumes and writes the picture (through a temporary
+// name; nothing when the terminal's stop flag is raised); `shown` counts the
 // pixels that are not the background. 0, or 1 with the reason on err.
 int TezRenderDocument(TezRef<TezHostDocument> document, TezDocumentRenderOptions const& options, size_t& shown,
                       FILE* out, FILE* err);

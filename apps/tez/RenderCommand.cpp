@@ -374,8 +374,6 @@ int DrawDocument(TezRef<TezHostDocument> document, TezDocumentRenderOptions cons
     ui.BeginStep(kRendering);
     int const code = TezRenderDocument(document, d, shown, out, err);
     ui.ClearProgress();
-    if (TezTerminalUI::StopRequested())
-        return Stopped(ui, err);
     return code;
 }
 
