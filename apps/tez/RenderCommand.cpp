@@ -17,6 +17,7 @@
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
+#include "volume/ImageStack.h"
 #include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeRender.h"
@@ -95,6 +96,7 @@ struct RenderOptions
     double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
     bool limitGiven = false;
+    bool slices = false;
     bool colourGiven = false;
     bool box = false;
     std::string meshFile;
@@ -179,6 +181,11 @@ void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
     app.add_option("--memory-limit", o.memoryLimit, "MiB of slices held while building (default 1024)")
         ->check(CLI::Range(1, 1 << 30))
         ->excludes(octree);
+    app.add_flag("--slices", o.slices,
+                 "draw an 8-bit cube of GL textured slices instead of the cast octree (a numbered slice stack; "
+                 "--transparent and the cuts are the octree's)")
+        ->excludes(octree)
+        ->excludes(transparent);
     app.add_flag("--box", o.box, "draw the volume's bounding box");
     app.add_option("--mesh", o.meshFile,
                    "draw a mesh (STL, OBJ, PLY) with the volume, in the volume's world units; each hides the "
@@ -261,10 +268,9 @@ std::string WriteSample(FILE* err)
 
 // Lowest and highest value in the data, from the octree's histogram (at 16
 // bits to the width of its bins, 256 values). False for an empty histogram.
-bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
+bool DataRange(std::vector<float> const& histogram, int bits, double& low, double& high)
 {
-    std::vector<float> const& histogram = tree.GetHistogram();
-    double const unit = tree.GetBitsPerPixel() == 16 ? 256.0 : 1.0;
+    double const unit = bits == 16 ? 256.0 : 1.0;
     int first = -1, last = -1;
     for (int i = 0; i < int(histogram.size()); ++i)
         if (histogram[size_t(i)] > 0.0f) {
@@ -277,6 +283,11 @@ bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
     low = first * unit;
     high = last * unit + (unit - 1.0);
     return true;
+}
+
+bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
+{
+    return DataRange(tree.GetHistogram(), tree.GetBitsPerPixel(), low, high);
 }
 
 // Control points in data units as the table builder takes them: over 0..1
@@ -389,6 +400,32 @@ int RenderInDocument(TezHostApplication& app, TezRef<TezVoxelOctree> const& octr
     d.hasCut = CutPlane(o, octree->GetBounds(), d.cut);
     TezRef<TezHostDocument> document(app.NewDocument());
     TezAddVolumeToDocument(document, octree);
+    size_t shown = 0;
+    int const code = DrawDocument(document, d, ui, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, hasRange, low, high, err);
+    return code;
+}
+
+// The stack as a cube volume of a new document: textured slices in GL.
+int RenderSlicesInDocument(TezHostApplication& app, TezRef<TezImageStack> const& stack, double voxelSize, int bits,
+                           RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
+{
+    ui.BeginStep(kBuilding);
+    TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(stack, voxelSize, 8, TezDocCubeVolume::CubeVolumeType);
+    ui.ClearProgress();
+    if (!volume->GetCubeVolume()) {
+        std::fprintf(err, "tez render: the slices could not be read into a cube volume\n");
+        return 1;
+    }
+    // The cube holds 8-bit values: --tf stays in the data's units.
+    double low = 0.0, high = 0.0;
+    bool const hasRange = DataRange(volume->GetHistogram(), 8, low, high);
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    d.points = o.points.empty() ? NormalisedPoints(DataPoints(o, low, high), 8) : NormalisedPoints(o.points, bits);
+    d.hasColour = true;
+    TezRef<TezHostDocument> document(app.NewDocument());
+    document->AddObject(volume);
     size_t shown = 0;
     int const code = DrawDocument(document, d, ui, shown, out, err);
     if (code == 0)
@@ -562,8 +599,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
         ui.PlanSteps({{kReadingDocument, 1.0}, {kRendering, 3.0}});
         return RenderSavedDocument(app, positional[0], options, ui, out, err);
     }
-    if (!gl.Ok() && (options.box || !options.meshFile.empty() || !options.saveFile.empty())) {
-        std::fprintf(err, "tez render: --box, --mesh and --save need GL: %s", gl.Problem().c_str());
+    if (!gl.Ok() && (options.box || options.slices || !options.meshFile.empty() || !options.saveFile.empty())) {
+        std::fprintf(err, "tez render: --box, --slices, --mesh and --save need GL: %s", gl.Problem().c_str());
         return 1;
     }
     std::vector<TezTerminalUI::Step> steps;
@@ -600,6 +637,12 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
             return 1;
         int const bits = options.bits ? options.bits : source.NativeBits();
         double const voxelSize = options.voxelSize > 0 ? options.voxelSize : images->GetSpacing().x;
+        if (options.slices) {
+            TezRef<TezImageStack> stack(dynamic_cast<TezImageStack*>(images.Get()));
+            if (!stack)
+                return TezCliUsageError(cli, "--slices needs a numbered slice stack (PATTERN FIRST LAST)", err);
+            return RenderSlicesInDocument(app, stack, voxelSize, bits, options, ui, out, err);
+        }
         int const smallest =
             TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(), images->GetDepth(), bits);
         if (options.limitGiven && options.memoryLimit < smallest) {

@@ -308,3 +308,21 @@ TEST(TezRenderCommand, SavedDocumentRendersTheSamePicture)
     ExpectSamePicture(dir + "/again.png", dir + "/first.png");
     EXPECT_EQ(RunTez({"render", dir + "/missing.mvne"}).code, 1);
 }
+
+// The same stack as a cube volume of GL textured slices covers about the
+// same part of the picture as the cast octree.
+TEST(TezRenderCommand, SlicesCoverWhatTheCastCovers)
+{
+    std::string const dir = ::testing::TempDir() + "tez-render-slices";
+    std::filesystem::create_directories(dir);
+    Captured slices = RunTez({"render", "--slices", "--size", "160x120", "-o", dir + "/slices.png"});
+    if (slices.code != 0 && slices.err.find("need GL") != std::string::npos)
+        GTEST_SKIP() << slices.err;
+    ASSERT_EQ(slices.code, 0) << slices.err;
+    ASSERT_EQ(RunTez({"render", "--size", "160x120", "-o", dir + "/cast.png"}).code, 0);
+    Lit const a = LitPixels(dir + "/slices.png"), b = LitPixels(dir + "/cast.png");
+    EXPECT_NEAR(double(a.count), double(b.count), 0.1 * double(b.count));
+    EXPECT_NEAR(a.left, b.left, 3);
+    EXPECT_NEAR(a.right, b.right, 3);
+    EXPECT_EQ(RunTez({"render", "--slices", "--transparent"}).code, 2) << "layers are the octree's";
+}
