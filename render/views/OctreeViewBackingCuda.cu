@@ -2,7 +2,8 @@
 // view's two integer textures: each texture is registered with the CUDA
 // runtime (write-discard) and filled by a device-to-device copy into its
 // mapped array, so no pixel passes through host memory. The only file of the
-// library that speaks to CUDA-GL interoperation; built only with CUDA.
+// library that speaks to CUDA-GL interoperation; compiled by nvcc, and only
+// where CUDA is built.
 //
 // Every runtime call is checked with its tag: a device failure ends the
 // process (core/CudaCheck.h). A GL context that is not on a CUDA device
