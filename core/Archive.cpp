@@ -201,7 +201,10 @@ void TezArchive::WriteEndSection() { WriteString("sectionEnd", "end"); }
 
 void TezArchive::WriteObject(char const* tag, TezRef<TezIdentifiableObject> object)
 {
-    WriteObjectRecord(tag, object ? object->Id() : 0, object ? object->TypeName() : TezString(""));
+    uint32_t id = object ? object->Id() : 0;
+    if (id != 0 && m_numberObjectsInOrder)
+        id = m_writtenNumbers.emplace(id, uint32_t(m_writtenNumbers.size() + 1)).first->second;
+    WriteObjectRecord(tag, id, object ? object->TypeName() : TezString(""));
 }
 
 void TezArchive::WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName)

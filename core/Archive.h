@@ -70,6 +70,11 @@ public:
     // files that number their objects themselves and so save the same
     // content to the same bytes in every process.
     void WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName);
+    // Off by default: records carry the objects' own ids. On: the first
+    // object written is 1, the next new one 2, and so on, so that the same
+    // content gives the same bytes whatever ids this process handed out
+    // (readers tell objects apart by the stored number either way).
+    void SetNumberObjectsInOrder(bool on) { m_numberObjectsInOrder = on; }
 
     // Reading.
     // The next tag, left pending so that the next read sees it again.
@@ -144,6 +149,8 @@ private:
     FILE* m_file = nullptr;
     Mode m_mode = Read;
     std::map<uint32_t, TezRef<TezIdentifiableObject>> m_objects;
+    bool m_numberObjectsInOrder = false;
+    std::map<uint32_t, uint32_t> m_writtenNumbers;
     TezString m_pendingTag;
     uint64_t m_bufferPosition = 0;
     uint64_t m_bufferFill = 0;

@@ -79,14 +79,13 @@ void TezHostDocument::Save(TezString const& fileName)
     TezRef<TezArchive> archive = TezArchive::Open(fileName.c_str(), TezArchive::Write);
     if (!archive)
         throw std::runtime_error(std::string("Unable to write Morvane document ") + fileName.c_str() + ".");
+    // Opened again and saved, a document gives the same bytes.
+    archive->SetNumberObjectsInOrder(true);
     archive->WriteStartSection(SectionName);
     archive->WriteInt("version", FileVersion);
     archive->WriteInt("objectCount", static_cast<int32_t>(m_objects.size()));
-    // Records number the objects by their place in the list, not by their
-    // process-wide ids: the same content saves to the same bytes after it
-    // was opened again.
     for (size_t i = 0; i < m_objects.size(); ++i) {
-        archive->WriteObjectRecord("object", static_cast<uint32_t>(i + 1), m_objects[i]->TypeName());
+        archive->WriteObject("object", m_objects[i]);
         m_objects[i]->Save(archive);
     }
     archive->WriteEndSection();

@@ -3,9 +3,10 @@
 // written to and read from one archive file (extension mvne).
 //
 // The file is one section "Morvane Document" holding "version", "objectCount"
-// and, per object in list order, an object record ("object", numbered 1, 2,
-// ... by its place in the list) followed by the object's own Save. The same
-// content always gives the same bytes, also after the file was opened again. Read() is the loading loop: tags without
+// and, per object in list order, an object record ("object", through
+// WriteObject, the records numbered in the order written rather than by the
+// process's ids) followed by the object's own Save. The same content always
+// gives the same bytes, so a document opened and saved again is unchanged. Read() is the loading loop: tags without
 // regard to case, unknown tags and sections skipped; records of unknown object kinds are skipped with a warning.
 // Save(path) throws std::runtime_error when the file cannot be written; on success the document takes that name and is
 // no longer modified.

@@ -193,6 +193,9 @@ TEST_F(HostDocuments, VolumeObjectsSaveAndOpenWithTheirOctreeAndLooks)
     volume->SetTransferFunction({{0, 0}, {0.3f, 0.5f}, {1, 1}});
     volume->GetSceneObject()->SetColor({0.25f, 0.5f, 0.75f, 1.0f});
     volume->SetVisible(false);
+    TezMatrix44<float> const placed =
+        TezTranslationTransform<float>({1.0f, -2.0f, 0.5f}) * TezScaleTransform<float>(2.0f);
+    volume->SetTransform(placed);
 
     std::string path = Made("volume.mvne"), twice = Made("volume-twice.mvne"), again = Made("volume-again.mvne");
     Active(app)->Save(TezString(path.c_str()));
@@ -212,10 +215,12 @@ TEST_F(HostDocuments, VolumeObjectsSaveAndOpenWithTheirOctreeAndLooks)
     EXPECT_EQ(volume->GetVoxelOctree()->GetNodePool().GetSizeBytes(),
               back->GetVoxelOctree()->GetNodePool().GetSizeBytes());
 
-    // The opened objects have ids of their own, written in their records:
-    // the rest is the same.
+    EXPECT_EQ(placed, back->GetTransform());
+
+    // The opened objects have ids of their own; records number them in
+    // order, so the file is the same.
     opened->Save(TezString(again.c_str()));
-    EXPECT_EQ(Bytes(path).size(), Bytes(again).size());
+    EXPECT_EQ(Bytes(path), Bytes(again));
 }
 
 TEST_F(HostDocuments, MeshAndPointFilesOpenAsDocumentsThatSaveOpenAndSaveToTheSameBytes)
