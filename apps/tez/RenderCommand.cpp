@@ -283,7 +283,7 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
 
 int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
 {
-    ui.BeginStep(kRendering);
+    ui.BeginStep(kRendering, o.transparent ? 2 : 1);
     TezVoxelOctree& tree = *octree;
     TezBox3<float> const bounds = tree.GetBounds();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
@@ -392,8 +392,12 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
     ui.BeginStep(kWriting);
     TezImage picture;
     TezOutputFile file(o.output);
-    if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
-        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
+    bool const saved = picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) &&
+                       picture.Save(file.GetTemporaryPath().c_str());
+    // Ctrl-C while the file was written still means: nothing written.
+    if (TezTerminalUI::StopRequested())
+        return Stopped(ui, err);
+    if (!saved || !file.Commit()) {
         ui.ClearProgress();
         std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return 1;
