@@ -48,11 +48,13 @@ if(EXISTS ${WORK}/picture.gif OR EXISTS ${WORK}/mesh.vtk)
 endif()
 
 # --size=WxH and a JPEG by its name: JPEG bytes, not PNG ones.
-run_tez(render --size=64x48 -o ${WORK}/small.jpg)
-expect(0 "small.jpg")
+# Depth as floats in EXR.
+run_tez(render --size=64x48 -o ${WORK}/small.jpg --depth=${WORK}/depth.exr)
+expect(0 "small.jpg\n.*depth.exr\n")
 file(READ ${WORK}/small.jpg magic LIMIT 3 HEX)
-if(NOT magic STREQUAL "ffd8ff")
-  message(FATAL_ERROR "small.jpg starts with ${magic}, not a JPEG marker")
+file(READ ${WORK}/depth.exr exr LIMIT 4 HEX)
+if(NOT magic STREQUAL "ffd8ff" OR NOT exr STREQUAL "762f3101")
+  message(FATAL_ERROR "small.jpg starts with ${magic}, depth.exr with ${exr}: not JPEG and EXR")
 endif()
 
 # A mesh written by its name reads back the same in every format.
