@@ -49,7 +49,7 @@ void TezPrintUsage(FILE* stream)
                  "commands:\n",
                  TezGetVersion());
     for (TezSubCommand const& command : TezSubCommands())
-        std::fprintf(stream, "  %-40s %s\n", command.synopsis, command.summary);
+        std::fprintf(stream, "  %s\n      %s\n", command.synopsis, command.summary);
     std::fprintf(stream, "\n"
                          "exit status: 0 done, 1 the work failed or was stopped (Ctrl-C), 2 bad usage\n"
                          "\n"

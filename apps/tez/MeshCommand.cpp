@@ -18,8 +18,7 @@ std::vector<TezMeshSubCommand> const& TezMeshSubCommands()
 {
     static std::vector<TezMeshSubCommand> const commands = {
         {"info", "print counts, faults, bounds, area and volume", nullptr, TezMeshInfoCommand},
-        {"check", "count degenerate and duplicate triangles and non-manifold edges; exit 1 if any", nullptr,
-         TezMeshCheckCommand},
+        {"check", "count faulty triangles and edges; exit 1 if any", nullptr, TezMeshCheckCommand},
         {"clean", "remove degenerate and duplicate triangles", nullptr, TezMeshCleanCommand},
         // topology, hole filling and curvature
         {"fill-holes", "fill holes (of at most N edges)", TezMeshFillHolesOptions, TezMeshFillHolesCommand},
