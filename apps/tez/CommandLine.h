@@ -3,7 +3,10 @@
 // Exit codes: 0 success, 1 the work failed (or was stopped), 2 bad usage.
 // A sub-command is one row of TezSubCommands(); it reads its arguments with
 // TezCliParse (tez/Cli.h), so that -h/--help and usage errors behave alike
-// everywhere. "tez help SUB" is "tez SUB --help".
+// everywhere. "tez help SUB" is "tez SUB --help". Long work names its steps
+// on the host's TezTerminalUI (PlanSteps, BeginStep), checks
+// TezTerminalUI::StopRequested after each, and writes its results through
+// TezOutputFile, so that Ctrl-C leaves no half-written file.
 
 #include <cstdio>
 #include <string>
