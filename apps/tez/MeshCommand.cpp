@@ -7,6 +7,7 @@
 #include "mesh/TopologyMesh.h"
 #include "tez/Cli.h"
 #include "tez/HostApplication.h"
+#include "tez/MeshHolesPicture.h"
 #include "tez/OutputFile.h"
 
 #include <cerrno>
@@ -113,7 +114,9 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
 
     // Timing lines of the readers stay off the report unless MVLog asks.
     TezLogger::SetConsoleLevel(TezLogger::Warn);
-    TezHostApplication app;
+    // A picture to draw needs the application's GL context.
+    TezCommandGLContext gl(!parsed.picture.empty());
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
     parsed.ui = &app.GetTerminalUI();
     parsed.ui->PlanSteps({{"reading the mesh", 2.0}, {parsed.sub, 2.0}, {"writing the mesh", 1.0}});
     int const code = sub->run(parsed, out, err);
