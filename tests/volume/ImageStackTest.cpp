@@ -380,8 +380,9 @@ TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
         TezImage read;
         ASSERT_TRUE(read.Load((m_dir + "/" + name).c_str())) << name;
         EXPECT_EQ(exr ? 32 : 16, read.GetBPP()) << name;
-        if (!exr) // the top row, 0 and 0.25, is the last scan line
+        if (!exr) { // the top row, 0 and 0.25, is the last scan line
             EXPECT_EQ(16384, reinterpret_cast<uint16_t*>(read.GetScanLine(1))[1]) << name;
+        }
     }
     EXPECT_TRUE(TezImage::IsSavableName("a/b.Png"));
     EXPECT_FALSE(TezImage::IsSavableName("a.b/png"));
