@@ -65,6 +65,16 @@ function fullKnots(list) {
 }
 
 function writeCurve(w, curve) {
+  // A straight edge needs no conversion, which costs more than the rest of
+  // the edge's transfer.
+  if (curve.isLinear(0)) {
+    const d = curve.domain;
+    const a = curve.pointAtStart, b = curve.pointAtEnd;
+    w.i32(1); w.u32(2); w.u32(4);
+    w.f64s([d[0], d[0], d[1], d[1]]);
+    w.f64s(a); w.f64(1); w.f64s(b); w.f64(1);
+    return;
+  }
   const nurbs = curve.toNurbsCurve();
   const points = nurbs.points();
   const count = points.count;
