@@ -308,6 +308,14 @@ function sample(rh, version, name) {
     add(patch(rh, 12, 1.5));
     objects.addLine([0, -2, 0], [12, -2, 0]);
     objects.addPoint([0, 0, 6]);
+  } else if (name === 'instances') {
+    // One unit box in an instance definition, placed twice by references.
+    const definitions = model.instanceDefinitions();
+    const index = definitions.add('unit box', '', '', '', [0, 0, 0], [box(rh, 0, 0, 0, 1, 1, 1)],
+                                  [attributes()]);
+    const id = definitions.get(index).id;
+    for (const [x, y] of [[5, 0], [0, 5]])
+      objects.addInstanceObject(new rh.InstanceReference(id, rh.Transform.translationXYZ(x, y, 0)), attributes());
   } else if (many) {
     // Boxes (6 faces) and tubes (4 faces) in a row-major grid until the
     // faces reach the number asked for.

@@ -45,6 +45,8 @@ public:
     // newest): "box" (2 x 3 x 4 at the origin), "pipe" (a tube of radii 2
     // and 1, 3 high), "patch" (a plane trimmed by a closed curve),
     // "sphere", "mixed" (box, pipe and patch beside a line and a point),
+    // "instances" (a unit box in an instance definition, referenced at
+    // (5, 0, 0) and (0, 5, 0)),
     // "many:N" (boxes and tubes up to N faces). Throws std::runtime_error
     // when the bridge fails.
     static std::vector<uint8_t> MakeSampleFile(std::string const& name, int version);

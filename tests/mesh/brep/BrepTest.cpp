@@ -232,6 +232,26 @@ TEST(BrepRhino, SphereClosesAcrossItsSeamAndPoles)
     EXPECT_GT(mesh->ComputeVolume(), 0.0f); // wound outwards
 }
 
+TEST(BrepRhino, InstanceDefinitionsAreListedThroughTheirReferences)
+{
+    TezRef<TezBrepRhino> model = Sample("instances");
+    ASSERT_TRUE(model);
+    EXPECT_EQ(model->GetModel().numBrepsInInstanceDefinitions, 1);
+    EXPECT_EQ(model->GetModel().numInstanceReferences, 2);
+    EXPECT_EQ(model->GetNumFaces(), 12);
+    std::vector<TezVector3<float>> vertices;
+    model->GetVertexPoints(vertices);
+    ASSERT_EQ(vertices.size(), 16u);
+    for (TezVector3<float> const& v : vertices)
+        EXPECT_FALSE(v.x < 1.5f && v.y < 1.5f) << "the definition's own box is not shown";
+    TezRef<TezIndexedMesh> mesh = model->Tessellate();
+    ExpectClosed(mesh);
+    EXPECT_NEAR(mesh->ComputeVolume(), 2.0, 2e-3);
+    TezBox3<float> const bounds = model->ComputeBounds();
+    EXPECT_NEAR(bounds.GetMaximum().x, 6, 1e-5);
+    EXPECT_NEAR(bounds.GetMaximum().y, 6, 1e-5);
+}
+
 TEST(BrepRhino, SavedFileReadsBackTheSame)
 {
     TezRef<TezBrepRhino> tube = Sample("pipe");
