@@ -355,6 +355,36 @@ void TezBrepGridParams(TezNurbsSurface3<double> const& surface, std::vector<doub
     vs = Subdivide(breaksV, perSpan(degreeV, breaksV.size()));
 }
 
+TezVector3<double> TezBrepSurfaceNormal(TezNurbsSurface3<double> const& surface, double u, double v, bool reversed,
+                                        TezVector3<double>* point)
+{
+    double u0, u1, v0, v1;
+    TezBrepSurfaceRange(surface, u0, u1, v0, v1);
+    u = std::min(std::max(u, u0), u1);
+    v = std::min(std::max(v, v0), v1);
+    V3 d[4];
+    surface.Derivatives(u, v, 1, d);
+    if (point)
+        *point = d[0];
+    auto cross = [](V3 const& a, V3 const& b) {
+        return V3(a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x);
+    };
+    V3 n = cross(d[2], d[1]);
+    double length = Length(n);
+    if (length < 1e-14 * (1 + Dot(d[0], d[0]))) {
+        double const uu = u + (u < (u0 + u1) / 2 ? 1 : -1) * 1e-5 * (u1 - u0);
+        double const vv = v + (v < (v0 + v1) / 2 ? 1 : -1) * 1e-5 * (v1 - v0);
+        V3 e[4];
+        surface.Derivatives(uu, vv, 1, e);
+        n = cross(e[2], e[1]);
+        length = Length(n);
+    }
+    if (!(length > 0))
+        return V3(0, 0, 1);
+    double const s = (reversed ? -1.0 : 1.0) / length;
+    return V3(n.x * s, n.y * s, n.z * s);
+}
+
 void TezBrepSurfaceRange(TezNurbsSurface3<double> const& surface, double& u0, double& u1, double& v0, double& v1)
 {
     u0 = surface.GetKnotU(surface.GetDegreeU());

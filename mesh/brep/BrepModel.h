@@ -88,6 +88,12 @@ struct TezBrepFaceMesh;
 TEZ_API void TezBrepTessellateFace(TezBrepModelBrep const& brep, int face,
                                    std::vector<std::vector<TezBrepTrimPoint>> const& loops, TezBrepFaceMesh& mesh);
 
+// The unit normal Su x Sv at (u, v), turned over for a reversed face; at a
+// pole, where the cross product vanishes, taken a little way inside the
+// range. The point goes to `point` when asked for.
+TEZ_API TezVector3<double> TezBrepSurfaceNormal(TezNurbsSurface3<double> const& surface, double u, double v,
+                                                bool reversed, TezVector3<double>* point = nullptr);
+
 // A surface's parameter range: the knots at its degree and at its point count.
 TEZ_API void TezBrepSurfaceRange(TezNurbsSurface3<double> const& surface, double& u0, double& u1, double& v0,
                                  double& v1);

@@ -301,17 +301,12 @@ void TezBrepFaceRhino::MakeSurfaceGrid(int& nu, int& nv, std::vector<TezBrepFace
     nv = static_cast<int>(vs.size());
     points.clear();
     points.reserve(static_cast<size_t>(nu) * nv);
-    TezVector3<double> d[4];
     for (int j = 0; j < nv; ++j) {
         for (int i = 0; i < nu; ++i) {
-            face.surface.Derivatives(us[i], vs[j], 1, d);
-            TezVector3<double> const& su = d[2];
-            TezVector3<double> const& sv = d[1];
-            TezVector3<double> n(su.y * sv.z - su.z * sv.y, su.z * sv.x - su.x * sv.z, su.x * sv.y - su.y * sv.x);
-            if (face.reversed)
-                n = TezVector3<double>(-n.x, -n.y, -n.z);
+            TezVector3<double> position;
+            TezVector3<double> const n = TezBrepSurfaceNormal(face.surface, us[i], vs[j], face.reversed, &position);
             TezBrepFacePoint point;
-            point.position = ToFloat(brep.Transform(d[0]));
+            point.position = ToFloat(brep.Transform(position));
             point.normal = ToFloat(brep.TransformNormal(n));
             point.param = TezVector2<float>(float((us[i] - u0) / (u1 - u0)), float((vs[j] - v0) / (v1 - v0)));
             points.push_back(point);

@@ -96,38 +96,12 @@ private:
 
     unsigned AddVertex(V2 const& uv, V3 const* point)
     {
-        V3 d[4];
-        m_face.surface.Derivatives(std::min(std::max(uv.x, m_u0), m_u1), std::min(std::max(uv.y, m_v0), m_v1), 1, d);
-        V3 const position = point ? *point : d[0];
+        V3 evaluated;
+        V3 const normal = TezBrepSurfaceNormal(m_face.surface, uv.x, uv.y, m_face.reversed, &evaluated);
         m_params.push_back(uv);
-        m_positions.push_back(m_brep.Transform(position));
-        m_normals.push_back(m_brep.TransformNormal(Normal(uv, d)));
+        m_positions.push_back(m_brep.Transform(point ? *point : evaluated));
+        m_normals.push_back(m_brep.TransformNormal(normal));
         return static_cast<unsigned>(m_params.size() - 1);
-    }
-
-    // Su x Sv, turned over on a reversed face. At a pole the cross product
-    // vanishes; the normal is taken a little way inside the range.
-    V3 Normal(V2 const& uv, V3 const* d) const
-    {
-        V3 n = Cross(d[2], d[1]);
-        double length = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
-        if (length < 1e-14) {
-            double const u = uv.x + (uv.x < (m_u0 + m_u1) / 2 ? 1 : -1) * 1e-5 * (m_u1 - m_u0);
-            double const v = uv.y + (uv.y < (m_v0 + m_v1) / 2 ? 1 : -1) * 1e-5 * (m_v1 - m_v0);
-            V3 e[4];
-            m_face.surface.Derivatives(u, v, 1, e);
-            n = Cross(e[2], e[1]);
-            length = std::sqrt(n.x * n.x + n.y * n.y + n.z * n.z);
-        }
-        if (length < 1e-300)
-            return V3(0, 0, 1);
-        double const s = (m_face.reversed ? -1.0 : 1.0) / length;
-        return V3(n.x * s, n.y * s, n.z * s);
-    }
-
-    static V3 Cross(V3 const& a, V3 const& b)
-    {
-        return V3(a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x);
     }
 
     unsigned Corner(std::vector<double> const& us, std::vector<double> const& vs, int i, int j)
