@@ -16,8 +16,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -87,7 +89,16 @@ long Euler(TezRef<TezIndexedMesh> const& mesh)
            static_cast<long>(mesh->GetNumTriangles());
 }
 
-bool ProcessExists(int pid) { return pid > 0 && kill(pid, 0) == 0; }
+// Running, or at least not yet reaped and not a zombie.
+bool ProcessExists(int pid)
+{
+    if (pid <= 0 || kill(pid, 0) != 0)
+        return false;
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), {});
+    size_t const paren = text.rfind(')');
+    return paren == std::string::npos || paren + 2 >= text.size() || text[paren + 2] != 'Z';
+}
 
 // Sets an environment variable for one scope, and stops the bridge on both
 // ends, so that the next request starts a bridge that sees the change.
@@ -359,6 +370,42 @@ TEST(BrepRhino, HungBridgeIsKilledAndLeavesNothingRunning)
     ON_End();
     EXPECT_EQ(TezRhinoBridge::ProcessId(), 0);
     EXPECT_FALSE(ProcessExists(pid));
+}
+
+TEST(BrepRhino, BridgeDiesWithAHostThatCrashes)
+{
+    // The child must start a bridge of its own, not share this one's pipes.
+    ON_End();
+    int link[2];
+    ASSERT_EQ(pipe(link), 0);
+    pid_t const host = fork();
+    ASSERT_GE(host, 0);
+    if (host == 0) {
+        // A host that starts the bridge and dies without ON_End.
+        close(link[0]);
+        int pid = 0;
+        try {
+            TezBrepRhino::MakeSampleFile("box", 0);
+            pid = TezRhinoBridge::ProcessId();
+        } catch (...) {
+        }
+        (void)!write(link[1], &pid, sizeof(pid));
+        _exit(3);
+    }
+    close(link[1]);
+    int bridge = 0;
+    ASSERT_EQ(read(link[0], &bridge, sizeof(bridge)), static_cast<ssize_t>(sizeof(bridge)));
+    close(link[0]);
+    int status = 0;
+    waitpid(host, &status, 0);
+    ASSERT_GT(bridge, 0);
+    bool gone = false;
+    for (int wait = 0; wait < 200 && !gone; ++wait) {
+        gone = !ProcessExists(bridge);
+        if (!gone)
+            usleep(10000);
+    }
+    EXPECT_TRUE(gone) << "bridge process " << bridge << " outlived its host";
 }
 
 TEST(BrepRhino, BridgeThatCannotStartIsReported)
