@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -165,6 +166,48 @@ FREE_IMAGE_FORMAT ReadableFormat(char const* path)
     return format;
 }
 
+// The format an output name's extension names; unknown for other names.
+FREE_IMAGE_FORMAT SavedFormat(char const* path)
+{
+    std::string const name = path ? path : "";
+    size_t const dot = name.find_last_of('.');
+    if (dot == std::string::npos || name.find('/', dot) != std::string::npos)
+        return FIF_UNKNOWN;
+    std::string extension = name.substr(dot + 1);
+    for (char& c : extension)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    if (extension == "png")
+        return FIF_PNG;
+    if (extension == "jpg" || extension == "jpeg")
+        return FIF_JPEG;
+    if (extension == "tif" || extension == "tiff")
+        return FIF_TIFF;
+    if (extension == "bmp")
+        return FIF_BMP;
+    if (extension == "exr")
+        return FIF_EXR;
+    return FIF_UNKNOWN;
+}
+
+// A copy of the bitmap in a type the format can write, or null when the
+// bitmap can be written as it is.
+FIBITMAP* ConvertedFor(FREE_IMAGE_FORMAT format, FIBITMAP* bitmap)
+{
+    FREE_IMAGE_TYPE const type = FreeImage_GetImageType(bitmap);
+    if (format == FIF_EXR) {
+        if (type == FIT_FLOAT || type == FIT_RGBF || type == FIT_RGBAF)
+            return nullptr;
+        return type == FIT_UINT16 || FreeImage_GetColorType(bitmap) == FIC_MINISBLACK
+                   ? FreeImage_ConvertToFloat(bitmap)
+                   : FreeImage_ConvertToRGBAF(bitmap);
+    }
+    if (format == FIF_JPEG && type == FIT_BITMAP && FreeImage_GetBPP(bitmap) == 32)
+        return FreeImage_ConvertTo24Bits(bitmap);
+    if ((format == FIF_JPEG || format == FIF_BMP) && type != FIT_BITMAP)
+        return FreeImage_ConvertToStandardType(bitmap, TRUE);
+    return nullptr;
+}
+
 } // namespace
 
 TezImage::~TezImage() { Replace(nullptr); }
@@ -229,8 +272,18 @@ bool TezImage::Save(char const* path) const
     if (!m_bitmap || !PathFits(path))
         return false;
     EnsureFreeImage();
-    return FreeImage_Save(FIF_PNG, m_bitmap, path, 0) != 0;
+    FREE_IMAGE_FORMAT format = SavedFormat(path);
+    if (format == FIF_UNKNOWN)
+        format = FIF_PNG;
+    FIBITMAP* converted = ConvertedFor(format, m_bitmap);
+    int const flags = format == FIF_JPEG ? JPEG_QUALITYSUPERB : 0;
+    bool const saved = FreeImage_Save(format, converted ? converted : m_bitmap, path, flags) != 0;
+    if (converted)
+        FreeImage_Unload(converted);
+    return saved;
 }
+
+bool TezImage::IsSavableName(char const* path) { return PathFits(path) && SavedFormat(path) != FIF_UNKNOWN; }
 
 bool TezImage::Resize(int width, int height)
 {

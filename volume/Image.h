@@ -3,12 +3,13 @@
 //
 // Load detects the format from the file's contents, then from its name, and
 // reads any format the library can read (PNG, TIFF with 8 or 16 bits in
-// either byte order, BMP, JPEG ...). Save always writes PNG, whatever the
-// extension says. Paths are single-byte text of at most 1024 bytes; longer
-// ones are refused. Scan lines are in the library's order: row 0 is the
-// bottom row of the picture, as FreeImage stores it; colour bitmaps hold
-// their channels in the library's order (BGR(A) on little-endian machines),
-// which CreateFromPixels and ReadPixels translate.
+// either byte order, BMP, JPEG ...). Save writes the format the name's
+// extension names (.png, .jpg/.jpeg, .tif/.tiff, .bmp, .exr), converting
+// what that format cannot hold (alpha for JPEG, integers for EXR), and PNG
+// for any other name; 16-bit grey stays 16-bit in PNG and TIFF. Paths are single-byte text of at most 1024 bytes;
+// longer ones are refused. Scan lines are in the library's order: row 0 is the bottom row of the picture, as FreeImage
+// stores it; colour bitmaps hold their channels in the library's order (BGR(A) on little-endian machines), which
+// CreateFromPixels and ReadPixels translate.
 //
 // Only regular files are read: directories, pipes and devices are refused
 // before the library opens them. The image libraries' own messages (FreeImage's
@@ -48,6 +49,8 @@ public:
     // is damaged can pass and fail Load later.
     static bool IsReadable(char const* path);
     bool Save(char const* path) const;
+    // True when the name's extension is one Save writes as that format.
+    static bool IsSavableName(char const* path);
     // Bicubic rescale; the bitmap is kept when the library fails.
     bool Resize(int width, int height);
     // bits 8: 8-bit grey; anything else: 16-bit grey. Kept on failure.

@@ -522,6 +522,10 @@ std::vector<int> TezImageStack::Copier::LoadFilesInBox(size_t begin, size_t end,
     tbb::parallel_for(0, workers, [&](int worker) {
         TezImage image;
         for (size_t position = begin + static_cast<size_t>(worker); position < end; position += size_t(workers)) {
+            // A stopped copy leaves the rest of the box as it was; the caller
+            // polls the same flag and drops it.
+            if (m_progress.StopRequested())
+                break;
             ImageFile const& file = m_images[position];
             int const slice = file.index - zAbsolute;
             // Indices count from the stack's first image, which need not be 0.

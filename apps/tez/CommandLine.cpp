@@ -43,6 +43,7 @@ void TezPrintUsage(FILE* stream)
 {
     std::fprintf(stream,
                  "usage: tez <command> [arguments]\n"
+                 "       tez <command> --help | tez help <command>\n"
                  "       tez --help | --version\n"
                  "\n"
                  "Tezcore %s: voxel volumes and surfaces from the command line.\n"
@@ -52,6 +53,8 @@ void TezPrintUsage(FILE* stream)
     for (TezSubCommand const& command : TezSubCommands())
         std::fprintf(stream, "  %-40s %s\n", command.synopsis, command.summary);
     std::fprintf(stream, "\n"
+                         "exit status: 0 done, 1 the work failed or was stopped (Ctrl-C), 2 bad usage\n"
+                         "\n"
                          "environment:\n"
                          "  MVLog          log settings words, e.g. \"SETDEBUG SHOWLEVEL\"\n"
                          "  TEZ_LOG_ROOT   folder that holds the log, temp and user folders\n");
@@ -64,9 +67,18 @@ int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err)
         return 2;
     }
     std::string const& first = args[0];
-    if (first == "--help" || first == "-h" || first == "help") {
+    if (first == "--help" || first == "-h" || (first == "help" && args.size() == 1)) {
         TezPrintUsage(out);
         return 0;
+    }
+    if (first == "help") {
+        if (args.size() == 2)
+            for (TezSubCommand const& command : TezSubCommands())
+                if (args[1] == command.name)
+                    return command.run({"--help"}, out, err);
+        std::fprintf(err, "tez help: unknown command '%s'\n\n", args[1].c_str());
+        TezPrintUsage(err);
+        return 2;
     }
     if (first == "--version" || first == "-V") {
         std::fprintf(out, "tez (Tezcore) %s\n", TezGetVersion());
@@ -80,14 +92,14 @@ int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err)
     return 2;
 }
 
-bool TezParsePictureSize(std::string const& value, int& width, int& height)
+bool TezParsePictureSize(std::string const& value, int& width, int& height, int low, int high)
 {
     char* end = nullptr;
     long const w = std::strtol(value.c_str(), &end, 10);
     if (!end || *end != 'x')
         return false;
     long const h = std::strtol(end + 1, &end, 10);
-    if (!end || *end != '\0' || w < 16 || h < 16 || w > 8192 || h > 8192)
+    if (!end || *end != '\0' || w < low || h < low || w > high || h > high)
         return false;
     width = static_cast<int>(w);
     height = static_cast<int>(h);

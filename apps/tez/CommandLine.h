@@ -1,6 +1,9 @@
 #pragma once
 // The tez program's command line: sub-commands, usage and exit codes.
-// Exit codes: 0 success, 1 the work failed, 2 bad usage.
+// Exit codes: 0 success, 1 the work failed (or was stopped), 2 bad usage.
+// A sub-command is one row of TezSubCommands(); it reads its arguments with
+// TezCliParse (tez/Cli.h), so that -h/--help and usage errors behave alike
+// everywhere. "tez help SUB" is "tez SUB --help".
 
 #include <cstdio>
 #include <string>
@@ -20,8 +23,8 @@ std::vector<TezSubCommand> const& TezSubCommands();
 void TezPrintUsage(FILE* stream);
 // Runs one command line (args without the program name).
 int TezRunCommandLine(TezArgs const& args, FILE* out, FILE* err);
-// A picture size "WxH" of the GL demos, 16 to 8192 pixels each way.
-bool TezParsePictureSize(std::string const& value, int& width, int& height);
+// A picture size "WxH", from low to high pixels each way (the GL demos' default).
+bool TezParsePictureSize(std::string const& value, int& width, int& height, int low = 16, int high = 8192);
 
 // Sub-commands.
 int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err);

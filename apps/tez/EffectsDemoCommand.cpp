@@ -15,6 +15,7 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/scene/SceneDrawData.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "volume/Image.h"
@@ -27,11 +28,7 @@
 #include <vector>
 
 namespace {
-char const* const kUsage = "usage: tez effects-demo [-o OUT.png] [--size WxH]\n"
-                           "  -o OUT.png     picture to write (default tez-effects.png)\n"
-                           "  --size WxH     picture size in pixels (default 1200x1000)\n"
-                           "\n"
-                           "Columns: sphere, torus, cone, arrow, ring, frame. Rows from the top: the\n"
+char const* const kAbout = "Columns: sphere, torus, cone, arrow, ring, frame. Rows from the top: the\n"
                            "default lit effect, the unlit one, the shiny one, the triangle-mesh effect\n"
                            "(lit surface and its edges), circle point sprites on the vertices. Drawn\n"
                            "off-screen through EGL (llvmpipe where there is no GPU).\n";
@@ -60,25 +57,17 @@ int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     std::string output = "tez-effects.png";
     int width = 1200, height = 1000;
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            std::fputs(kUsage, out);
-            return 0;
-        }
-        if ((arg == "-o" || arg == "--size") && i + 1 < args.size()) {
-            std::string const& value = args[++i];
-            if (arg == "-o") {
-                output = value;
-            } else if (!TezParsePictureSize(value, width, height)) {
-                std::fprintf(err, "tez effects-demo: --size must be WxH, 16 to 8192 each\n");
-                return 2;
-            }
-            continue;
-        }
-        std::fprintf(err, "tez effects-demo: unexpected argument '%s'\n\n%s", arg.c_str(), kUsage);
-        return 2;
-    }
+    std::string size;
+    CLI::App cli("Draws the sample meshes with the GL effects side by side, off-screen.", "tez effects-demo");
+    cli.add_option("-o,--output", output, "picture to write; the extension picks the format")
+        ->check(TezCliImageName())
+        ->capture_default_str();
+    cli.add_option("--size", size, "picture size in pixels (default 1200x1000)")->check(TezCliPictureSize(16, 8192));
+    cli.footer(kAbout);
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    if (!size.empty())
+        TezParsePictureSize(size, width, height);
 
     HWND window = TezGLPlatform::CreateOffscreenWindow(width, height);
     HGLRC context = nullptr;

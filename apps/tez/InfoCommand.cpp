@@ -5,6 +5,7 @@
 #include "core/ResourceManager.h"
 #include "core/UIManager.h"
 #include "core/Version.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 
@@ -18,10 +19,9 @@ char const* Presence(bool present) { return present ? "present" : "absent"; }
 
 int TezInfoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    if (!args.empty()) {
-        std::fprintf(err, "tez info: unexpected argument '%s'\nusage: tez info\n", args[0].c_str());
-        return 2;
-    }
+    CLI::App cli("Starts the kernel without graphics and prints what it holds.", "tez info");
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
     TezHostApplication app;
 
     std::fprintf(out, "Tezcore %s\n", TezGetVersion());

@@ -3,7 +3,9 @@
 
 #include "core/Logger.h"
 #include "core/UIManager.h"
+#include "mesh/MeshWriter.h"
 #include "mesh/TopologyMesh.h"
+#include "tez/Cli.h"
 #include "tez/HostApplication.h"
 
 #include <cerrno>
@@ -14,44 +16,15 @@
 std::vector<TezMeshSubCommand> const& TezMeshSubCommands()
 {
     static std::vector<TezMeshSubCommand> const commands = {
-        {"info", "", "print counts, faults, bounds, area and volume", TezMeshInfoCommand},
-        {"check", "", "count degenerate and duplicate triangles and non-manifold edges; exit 1 if any",
+        {"info", "print counts, faults, bounds, area and volume", nullptr, TezMeshInfoCommand},
+        {"check", "count degenerate and duplicate triangles and non-manifold edges; exit 1 if any", nullptr,
          TezMeshCheckCommand},
-        {"clean", "", "remove degenerate and duplicate triangles", TezMeshCleanCommand},
+        {"clean", "remove degenerate and duplicate triangles", nullptr, TezMeshCleanCommand},
         // topology, hole filling and curvature
-        {"fill-holes", "[--max-edges N]", "fill holes (of at most N edges)", TezMeshFillHolesCommand},
-        {"curvature", "[--per-vertex OUT.csv]", "summarise the vertices' curvatures", TezMeshCurvatureCommand},
+        {"fill-holes", "fill holes (of at most N edges)", TezMeshFillHolesOptions, TezMeshFillHolesCommand},
+        {"curvature", "summarise the vertices' curvatures", TezMeshCurvatureOptions, TezMeshCurvatureCommand},
     };
     return commands;
-}
-
-namespace {
-
-void PrintMeshUsage(FILE* stream)
-{
-    std::fprintf(stream, "usage: tez mesh COMMAND FILE [-o OUT.stl] [--ascii]\n"
-                         "FILE is an STL, OBJ or PLY file; -o writes the result as binary STL, or text\n"
-                         "STL with --ascii.\n\ncommands:\n");
-    for (TezMeshSubCommand const& sub : TezMeshSubCommands()) {
-        std::string const synopsis = std::string(sub.name) + " FILE" + (*sub.options ? " " : "") + sub.options;
-        std::fprintf(stream, "  %-34s %s\n", synopsis.c_str(), sub.summary);
-    }
-}
-
-int RefuseRest(TezMeshArgs const& args, FILE* err)
-{
-    if (args.rest.empty())
-        return 0;
-    return TezMeshUsage(err, args.sub, "unexpected argument '" + args.rest[0] + "'");
-}
-
-} // namespace
-
-int TezMeshUsage(FILE* err, std::string const& sub, std::string const& problem)
-{
-    std::fprintf(err, "tez mesh%s%s: %s\n", sub.empty() ? "" : " ", sub.c_str(), problem.c_str());
-    PrintMeshUsage(err);
-    return 2;
 }
 
 TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err)
@@ -89,7 +62,7 @@ int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out
 {
     if (args.output.empty())
         return 0;
-    if (!TezIndexedMesh::WriteToStlFile(mesh, TezString(args.output.c_str()), !args.ascii)) {
+    if (!TezMeshWriter::Write(mesh, args.output, args.ascii)) {
         std::fprintf(err, "tez mesh %s: cannot write '%s': %s\n", args.sub.c_str(), args.output.c_str(),
                      std::strerror(errno));
         return 1;
@@ -100,37 +73,26 @@ int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out
 
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    if (args.empty())
-        return TezMeshUsage(err, "", "missing command");
-    if (args[0] == "--help" || args[0] == "-h") {
-        PrintMeshUsage(out);
-        return 0;
+    TezMeshArgs parsed;
+    CLI::App cli("Reads an STL, OBJ or PLY mesh and reports on it or repairs it; -o writes the result by the "
+                 "name's extension (.stl, .obj, .ply).",
+                 "tez mesh");
+    cli.require_subcommand(1);
+    for (TezMeshSubCommand const& sub : TezMeshSubCommands()) {
+        CLI::App* app = cli.add_subcommand(sub.name, sub.summary);
+        app->add_option("file", parsed.input, "STL, OBJ or PLY mesh to read")->required();
+        app->add_option("-o,--output", parsed.output, "mesh to write: .stl, .obj or .ply")->check(TezCliMeshName());
+        app->add_flag("--ascii", parsed.ascii, "text STL or PLY instead of binary");
+        if (sub.options)
+            sub.options(*app, parsed);
     }
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
     TezMeshSubCommand const* sub = nullptr;
     for (TezMeshSubCommand const& candidate : TezMeshSubCommands())
-        if (args[0] == candidate.name)
+        if (cli.got_subcommand(candidate.name))
             sub = &candidate;
-    if (!sub)
-        return TezMeshUsage(err, "", "unknown command '" + args[0] + "'");
-
-    TezMeshArgs parsed;
     parsed.sub = sub->name;
-    for (size_t i = 1; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "-o" || arg == "--output") {
-            if (++i == args.size())
-                return TezMeshUsage(err, parsed.sub, arg + " needs a file name");
-            parsed.output = args[i];
-        } else if (arg == "--ascii") {
-            parsed.ascii = true;
-        } else if (parsed.input.empty() && !(arg.size() > 1 && arg[0] == '-')) {
-            parsed.input = arg;
-        } else {
-            parsed.rest.push_back(arg);
-        }
-    }
-    if (parsed.input.empty())
-        return TezMeshUsage(err, parsed.sub, "missing mesh file");
 
     // Timing lines of the readers stay off the report unless MVLog asks.
     TezLogger::SetConsoleLevel(TezLogger::Warn);
@@ -140,8 +102,6 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
 
 int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 {
-    if (int code = RefuseRest(args, err))
-        return code;
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
@@ -169,8 +129,6 @@ int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 
 int TezMeshCheckCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 {
-    if (int code = RefuseRest(args, err))
-        return code;
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
@@ -190,8 +148,6 @@ int TezMeshCheckCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 
 int TezMeshCleanCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 {
-    if (int code = RefuseRest(args, err))
-        return code;
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;

@@ -2,6 +2,7 @@
 
 #include "mesh/MeshCurvature.h"
 #include "mesh/TopologyMesh.h"
+#include "tez/Cli.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,15 +11,6 @@
 #include <string>
 
 namespace {
-
-// Reads a non-negative integer option value; false if it is not one.
-bool ParseCount(std::string const& text, size_t& value)
-{
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos || text.size() > 18)
-        return false;
-    value = static_cast<size_t>(std::stoull(text));
-    return true;
-}
 
 // Area-weighted face normals summed at the corners and normalised.
 void NormalsFromPositions(TezIndexedMesh& mesh)
@@ -61,18 +53,22 @@ struct Range
 
 } // namespace
 
+void TezMeshFillHolesOptions(CLI::App& app, TezMeshArgs& args)
+{
+    app.add_option("--max-edges", args.maxEdges, "fill only holes of at most N boundary edges (default: all)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 1000000000));
+}
+
+void TezMeshCurvatureOptions(CLI::App& app, TezMeshArgs& args)
+{
+    app.add_option("--per-vertex", args.perVertex, "write one CSV row per vertex")->type_name("OUT.csv");
+    app.add_flag("--file-normals", args.fileNormals, "keep the file's normals instead of making them");
+}
+
 int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 {
-    size_t maxEdges = std::numeric_limits<size_t>::max();
-    for (size_t i = 0; i < args.rest.size(); ++i) {
-        if (args.rest[i] == "--max-edges") {
-            if (i + 1 == args.rest.size() || !ParseCount(args.rest[i + 1], maxEdges))
-                return TezMeshUsage(err, args.sub, "--max-edges needs a whole number");
-            ++i;
-        } else {
-            return TezMeshUsage(err, args.sub, "unexpected argument '" + args.rest[i] + "'");
-        }
-    }
+    size_t const maxEdges = args.maxEdges;
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
@@ -120,19 +116,8 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 
 int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
 {
-    std::string perVertex;
-    bool fileNormals = false;
-    for (size_t i = 0; i < args.rest.size(); ++i) {
-        if (args.rest[i] == "--per-vertex") {
-            if (i + 1 == args.rest.size())
-                return TezMeshUsage(err, args.sub, "--per-vertex needs a file name");
-            perVertex = args.rest[++i];
-        } else if (args.rest[i] == "--file-normals") {
-            fileNormals = true;
-        } else {
-            return TezMeshUsage(err, args.sub, "unexpected argument '" + args.rest[i] + "'");
-        }
-    }
+    std::string const& perVertex = args.perVertex;
+    bool const fileNormals = args.fileNormals;
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;

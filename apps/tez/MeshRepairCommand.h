@@ -2,7 +2,7 @@
 // tez mesh fill-holes and tez mesh curvature: rows of the mesh sub-command
 // table (tez/MeshCommand.h).
 //
-// fill-holes FILE [-o OUT.stl] [--max-edges N]
+// fill-holes FILE [-o OUT] [--max-edges N]
 //   removes degenerate and duplicate triangles, then fills every hole of at
 //   most N boundary edges (all by default) and reports what it did; the holes
 //   left are counted on the mesh it wrote, read back, as tez mesh info would.
@@ -13,5 +13,7 @@
 
 #include "tez/MeshCommand.h"
 
+void TezMeshFillHolesOptions(CLI::App& app, TezMeshArgs& args);
+void TezMeshCurvatureOptions(CLI::App& app, TezMeshArgs& args);
 int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err);
 int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err);

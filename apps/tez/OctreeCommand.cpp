@@ -4,6 +4,7 @@
 #include "core/Archive.h"
 #include "core/Logger.h"
 #include "core/UIManager.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/VolumeSourceArgs.h"
@@ -15,20 +16,6 @@
 #include <stdexcept>
 
 namespace {
-char const* const kUsage =
-    "usage: tez octree SOURCE [--bpp 8|16 (default: as the source)] [--voxel-size S] [--memory-limit MiB]\n"
-    "                  [--allow-bad-slices] -o FILE\n"
-    "       tez octree --info FILE\n"
-    "--voxel-size defaults to the source's x spacing (1 for slice stacks).\n"
-    "FIRST and LAST must be numbers of files that exist. Unreadable slice files are\n"
-    "filled by interpolation; more than 10% of them is refused unless --allow-bad-slices.\n"
-    "--memory-limit bounds the slices held while building; the octree comes on top.\n";
-
-int Usage(FILE* err, std::string const& message)
-{
-    std::fprintf(err, "tez octree: %s\n%s%s", message.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
-    return 2;
-}
 
 double MiB(uint64_t bytes) { return double(bytes) / 1048576.0; }
 
@@ -100,70 +87,37 @@ int PrintInfo(std::string const& path, FILE* out, FILE* err)
 
 int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    if (args.size() == 2 && args[0] == "--info")
-        return PrintInfo(args[1], out, err);
-    if (!args.empty() && args[0] == "--info")
-        return Usage(err, "--info takes one FILE");
-
     TezVolumeSourceArgs source;
     int bits = 0;           // 0: as the source
     double voxelSize = 0.0; // 0: the source's x spacing
     int memoryLimit = 1024;
-    bool limitGiven = false;
-    std::string output;
-    std::vector<std::string> positional;
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        auto value = [&](char const* name) -> std::string const* {
-            if (i + 1 >= args.size())
-                return nullptr;
-            (void)name;
-            return &args[++i];
-        };
-        if (arg == "--bpp" || arg == "--voxel-size" || arg == "--memory-limit" || arg == "-o") {
-            std::string const* text = value(arg.c_str());
-            if (!text)
-                return Usage(err, "missing value after " + arg);
-            try {
-                size_t used = 0;
-                if (arg == "--bpp") {
-                    bits = std::stoi(*text, &used);
-                    if (bits != 8 && bits != 16)
-                        return Usage(err, "--bpp must be 8 or 16");
-                } else if (arg == "--voxel-size") {
-                    voxelSize = std::stod(*text, &used);
-                    if (!(voxelSize > 0) || !std::isfinite(voxelSize))
-                        return Usage(err, "--voxel-size must be a positive number");
-                } else if (arg == "--memory-limit") {
-                    memoryLimit = std::stoi(*text, &used);
-                    if (memoryLimit < 1)
-                        return Usage(err, "--memory-limit must be at least 1 MiB");
-                    limitGiven = true;
-                } else {
-                    output = *text;
-                    used = text->size();
-                }
-                if (used != text->size())
-                    throw std::invalid_argument(*text);
-            } catch (std::exception const&) {
-                return Usage(err, "bad value '" + *text + "' for " + arg);
-            }
-        } else if (arg == "--allow-bad-slices") {
-            source.stack.allowUnreadable = true;
-        } else if (std::string problem; source.TakeOption(args, i, problem)) {
-            if (!problem.empty())
-                return Usage(err, problem);
-        } else if (arg.size() > 1 && arg[0] == '-' && !std::isdigit(static_cast<unsigned char>(arg[1]))) {
-            return Usage(err, "unknown option '" + arg + "'");
-        } else {
-            positional.push_back(arg);
-        }
+    std::string output, info;
+    CLI::App cli("Builds a voxel octree from a volume source and saves it, or describes a saved one (--info).",
+                 "tez octree");
+    source.AddOptions(cli);
+    CLI::Option* infoOption = cli.add_option("--info", info, "describe the saved octree FILE and stop");
+    cli.add_option("-o,--output", output, "octree file to write")->excludes(infoOption);
+    cli.add_option("--bpp", bits, "bits per voxel (default: the source's)")->check(CLI::IsMember({8, 16}));
+    cli.add_option("--voxel-size", voxelSize, "voxel size (default: the source's x spacing, 1 for slice stacks)")
+        ->check(CLI::PositiveNumber);
+    cli.add_option("--memory-limit", memoryLimit,
+                   "MiB of slices held while building (default 1024); the octree comes on top")
+        ->check(CLI::Range(1, 1 << 30));
+    cli.add_flag("--allow-bad-slices", source.stack.allowUnreadable,
+                 "fill any share of unreadable slice files by interpolation (default: at most 10%)");
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    if (!info.empty()) {
+        if (!source.words.empty() || cli.count("--bpp") || cli.count("--voxel-size") || cli.count("--memory-limit"))
+            return TezCliUsageError(cli, "--info takes one FILE and nothing else", err);
+        return PrintInfo(info, out, err);
     }
-    std::string problem = source.Parse(positional);
+    bool const limitGiven = cli.count("--memory-limit") > 0;
+    std::string const problem = source.Parse();
     if (!problem.empty())
-        return Usage(err, problem);
+        return TezCliUsageError(cli, problem, err);
     if (output.empty())
-        return Usage(err, "missing -o FILE");
+        return TezCliUsageError(cli, "missing -o FILE", err);
 
     TezHostApplication app;
     source.stack.allowOption = "--allow-bad-slices";

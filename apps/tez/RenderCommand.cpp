@@ -5,8 +5,10 @@
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OutputFile.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
@@ -25,29 +27,32 @@
 #include <stdexcept>
 
 namespace {
-char const* const kUsage =
-    "usage: tez render [SOURCE | --octree FILE] [-o OUT.png] [options]\n"
-    "  -o OUT.png              picture to write (default tez-render.png)\n"
-    "  --size WxH              picture size (default 1024x768)\n"
-    "  --view NAME             front, back, right, left, top, bottom, tilted (default), isometric\n"
-    "  --ortho | --perspective projection (default perspective)\n"
-    "  --transparent           layered rendering, blended back to front\n"
-    "  --layers N              layers per pixel when transparent (default 2)\n"
-    "  --tf X:Y,X:Y,...        opacity Y (0..1) at data value X (0..255 for 8-bit data, 0..65535 for\n"
-    "                          16-bit), X rising, flat beyond the ends (default: opaque from 30% of the\n"
-    "                          way between the data's lowest and highest value)\n"
-    "  --color R,G,B[,A]       surface colour, 0..1 (default 0.9,0.85,0.75,1)\n"
-    "  --xsection PX,PY,PZ,NX,NY,NZ  keep the half space the normal points into\n"
-    "  --cut x|y|z             cross-section through the centre, keeping the far half\n"
-    "  --bpp 8|16, --voxel-size S, --memory-limit MiB   octree build, as tez octree (the bits\n"
-    "                          default to the source's: 16 for 16-bit files)\n"
-    "With no arguments at all, renders a built-in CT-like sample to tez-render.png.\n";
 
-int Usage(FILE* err, std::string const& message)
+char const* const kReadingOctree = "reading the octree";
+char const* const kWritingSample = "writing the sample";
+char const* const kBuilding = "building the octree";
+char const* const kRendering = "rendering";
+char const* const kWriting = "writing the picture";
+
+int Stopped(TezTerminalUI& ui, FILE* err)
 {
-    std::fprintf(err, "tez render: %s\n%s%s", message.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
-    return 2;
+    ui.ClearProgress();
+    std::fprintf(err, "tez render: stopped; nothing written\n");
+    return 1;
 }
+
+// The built-in sample's slices, removed with their folder however the
+// command ends.
+struct SampleFolder
+{
+    std::string path;
+    ~SampleFolder()
+    {
+        std::error_code ignored;
+        if (!path.empty())
+            std::filesystem::remove_all(path, ignored);
+    }
+};
 
 std::vector<float> Numbers(std::string const& text, char separator)
 {
@@ -65,8 +70,6 @@ std::vector<float> Numbers(std::string const& text, char separator)
         throw std::invalid_argument(text);
     return values;
 }
-
-bool WholeIn(float value, float low, float high) { return value >= low && value <= high && value == std::floor(value); }
 
 struct RenderOptions
 {
@@ -88,118 +91,107 @@ struct RenderOptions
     bool limitGiven = false;
 };
 
-std::string ParseValue(std::string const& arg, std::string const& value, RenderOptions& o)
+// The option words as given, turned into RenderOptions once they passed
+// their checks.
+struct RenderWords
 {
-    if (arg == "-o") {
-        o.output = value;
-    } else if (arg == "--octree") {
-        o.octreeFile = value;
-    } else if (arg == "--size") {
-        size_t const x = value.find('x');
-        if (x == std::string::npos)
-            throw std::invalid_argument(value);
-        std::vector<float> const w = Numbers(value.substr(0, x), ','), h = Numbers(value.substr(x + 1), ',');
-        if (w.size() != 1 || h.size() != 1 || !WholeIn(w[0], 1, 16384) || !WholeIn(h[0], 1, 16384))
-            return "--size must be WxH with whole numbers from 1 to 16384";
-        o.width = int(w[0]);
-        o.height = int(h[0]);
-    } else if (arg == "--view") {
-        o.view = TezCameraView::FindStandardView(value.c_str());
-        if (o.view < 0)
-            return "unknown view '" + value + "'";
-    } else if (arg == "--layers") {
-        std::vector<float> const n = Numbers(value, ',');
-        if (n.size() != 1 || !WholeIn(n[0], 1, 16))
-            return "--layers must be 1 to 16";
-        o.layers = int(n[0]);
-    } else if (arg == "--tf") {
-        o.points.clear();
-        std::stringstream stream(value);
-        std::string pair;
+    std::string size, view, tf, colour, xsection, cut;
+    bool ortho = false, perspective = false;
+};
+
+// Control points X:Y,X:Y,...: X a data value rising from point to point, Y
+// an opacity; empty when the text is no such list.
+std::vector<TezVector2<float>> TransferPoints(std::string const& text)
+{
+    std::vector<TezVector2<float>> points;
+    std::stringstream stream(text);
+    std::string pair;
+    try {
         while (std::getline(stream, pair, ',')) {
             std::vector<float> const xy = Numbers(pair, ':');
             if (xy.size() != 2 || xy[0] < 0 || xy[0] > 65535 || xy[1] < 0 || xy[1] > 1 ||
-                (!o.points.empty() && xy[0] <= o.points.back()[0]))
-                return "--tf needs X:Y pairs, X a data value rising from pair to pair, Y from 0 to 1";
-            o.points.emplace_back(xy[0], xy[1]);
+                (!points.empty() && xy[0] <= points.back()[0]))
+                return {};
+            points.emplace_back(xy[0], xy[1]);
         }
-        if (o.points.size() < 2)
-            return "--tf needs at least two points";
-    } else if (arg == "--color") {
-        std::vector<float> const c = Numbers(value, ',');
-        if (c.size() < 3 || c.size() > 4)
-            return "--color needs R,G,B or R,G,B,A";
-        o.colour = TezVector4<float>(c[0], c[1], c[2], c.size() == 4 ? c[3] : 1.0f);
-    } else if (arg == "--xsection") {
-        o.plane = Numbers(value, ',');
-        if (o.plane.size() != 6 || o.plane[3] * o.plane[3] + o.plane[4] * o.plane[4] + o.plane[5] * o.plane[5] == 0)
-            return "--xsection needs PX,PY,PZ,NX,NY,NZ with a non-zero normal";
-    } else if (arg == "--cut") {
-        if (value != "x" && value != "y" && value != "z")
-            return "--cut takes x, y or z";
-        o.cutAxis = value[0] - 'x';
-    } else if (arg == "--bpp") {
-        o.bits = value == "8" ? 8 : value == "16" ? 16 : 0;
-        if (!o.bits)
-            return "--bpp must be 8 or 16";
-    } else if (arg == "--voxel-size") {
-        std::vector<float> const s = Numbers(value, ',');
-        if (s.size() != 1 || !(s[0] > 0))
-            return "--voxel-size must be a positive number";
-        o.voxelSize = s[0];
-    } else { // --memory-limit
-        std::vector<float> const m = Numbers(value, ',');
-        if (m.size() != 1 || !WholeIn(m[0], 1, 1 << 30))
-            return "--memory-limit must be a whole number of MiB, at least 1";
-        o.memoryLimit = int(m[0]);
-        o.limitGiven = true;
+    } catch (std::exception const&) {
+        return {};
     }
-    return std::string();
+    return points.size() < 2 ? std::vector<TezVector2<float>>() : points;
 }
 
-// Parses everything but the positional arguments; empty when fine.
-std::string ParseOptions(TezArgs const& args, RenderOptions& o, TezVolumeSourceArgs& source,
-                         std::vector<std::string>& positional)
+void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
 {
-    static char const* const valued[] = {"-o",         "--octree", "--size",       "--view",
-                                         "--layers",   "--tf",     "--color",      "--cut",
-                                         "--xsection", "--bpp",    "--voxel-size", "--memory-limit"};
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "--ortho" || arg == "--perspective") {
-            o.perspective = arg == "--perspective";
-            continue;
-        }
-        if (arg == "--transparent") {
-            o.transparent = true;
-            continue;
-        }
-        std::string sourceProblem;
-        if (source.TakeOption(args, i, sourceProblem)) {
-            if (!sourceProblem.empty())
-                return sourceProblem;
-            continue;
-        }
-        bool takesValue = false;
-        for (char const* name : valued)
-            takesValue = takesValue || arg == name;
-        if (!takesValue) {
-            if (arg.size() > 1 && arg[0] == '-')
-                return "unknown option '" + arg + "'";
-            positional.push_back(arg);
-            continue;
-        }
-        if (i + 1 >= args.size())
-            return "missing value after " + arg;
-        std::string const& value = args[++i];
-        try {
-            std::string const problem = ParseValue(arg, value, o);
-            if (!problem.empty())
-                return problem;
-        } catch (std::exception const&) {
-            return "bad value '" + value + "' for " + arg;
-        }
+    app.add_option("-o,--output", o.output, "picture to write; the extension picks the format")
+        ->check(TezCliImageName())
+        ->capture_default_str();
+    CLI::Option* octree = app.add_option("--octree", o.octreeFile, "render a saved octree instead of a SOURCE");
+    app.add_option("--size", w.size, "picture size in pixels (default 1024x768)")->check(TezCliPictureSize(1, 16384));
+    app.add_option("--view", w.view, "front, back, right, left, top, bottom, tilted (default), isometric")
+        ->check(CLI::Validator(
+            [](std::string& name) {
+                return TezCameraView::FindStandardView(name.c_str()) < 0 ? "unknown view '" + name + "'"
+                                                                         : std::string();
+            },
+            "NAME", "view"));
+    CLI::Option* ortho = app.add_flag("--ortho", w.ortho, "orthographic projection");
+    app.add_flag("--perspective", w.perspective, "perspective projection (default)")->excludes(ortho);
+    CLI::Option* transparent = app.add_flag("--transparent", o.transparent, "layered rendering, blended back to front");
+    app.add_option("--layers", o.layers, "layers per pixel when transparent (default 2)")
+        ->check(CLI::Range(1, 16))
+        ->needs(transparent);
+    app.add_option("--tf", w.tf,
+                   "opacity Y (0..1) at data value X (0..255 for 8-bit data, 0..65535 for 16-bit), X rising, "
+                   "flat beyond the ends (default: opaque from 30% of the way up the data's range)")
+        ->type_name("X:Y,X:Y,...")
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                return TransferPoints(text).empty()
+                           ? "'" + text +
+                                 "' needs at least two X:Y pairs, X a data value rising from pair "
+                                 "to pair, Y from 0 to 1"
+                           : std::string();
+            },
+            "", "transfer function"));
+    app.add_option("--color", w.colour, "surface colour, each from 0 to 1 (default 0.9,0.85,0.75,1)")
+        ->type_name("R,G,B[,A]")
+        ->check(TezCliNumbers(3, 4, 0.0, 1.0));
+    CLI::Option* xsection = app.add_option("--xsection", w.xsection, "keep the half space the normal points into")
+                                ->type_name("PX,PY,PZ,NX,NY,NZ")
+                                ->check(TezCliNumbers(6, 6, -1e30, 1e30));
+    app.add_option("--cut", w.cut, "cross-section through the centre, keeping the far half")
+        ->check(CLI::IsMember({"x", "y", "z"}))
+        ->excludes(xsection);
+    app.add_option("--bpp", o.bits, "octree bits, as tez octree (default: the source's)")
+        ->check(CLI::IsMember({8, 16}));
+    app.add_option("--voxel-size", o.voxelSize, "octree voxel size (default: the source's x spacing)")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--memory-limit", o.memoryLimit, "MiB of slices held while building (default 1024)")
+        ->check(CLI::Range(1, 1 << 30))
+        ->excludes(octree);
+}
+
+// The words into options; what is wrong, or empty.
+std::string Finish(RenderWords const& w, RenderOptions& o)
+{
+    if (!w.size.empty())
+        TezParsePictureSize(w.size, o.width, o.height, 1, 16384);
+    if (!w.view.empty())
+        o.view = TezCameraView::FindStandardView(w.view.c_str());
+    o.perspective = !w.ortho;
+    if (!w.tf.empty())
+        o.points = TransferPoints(w.tf);
+    if (!w.colour.empty()) {
+        std::vector<float> const c = Numbers(w.colour, ',');
+        o.colour = TezVector4<float>(c[0], c[1], c[2], c.size() == 4 ? c[3] : 1.0f);
     }
+    if (!w.xsection.empty()) {
+        o.plane = Numbers(w.xsection, ',');
+        if (o.plane[3] * o.plane[3] + o.plane[4] * o.plane[4] + o.plane[5] * o.plane[5] == 0)
+            return "--xsection needs a non-zero normal";
+    }
+    if (!w.cut.empty())
+        o.cutAxis = w.cut[0] - 'x';
     return std::string();
 }
 
@@ -289,8 +281,9 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
     return buffer;
 }
 
-int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* out, FILE* err)
+int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
 {
+    ui.BeginStep(kRendering);
     TezVoxelOctree& tree = *octree;
     TezBox3<float> const bounds = tree.GetBounds();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
@@ -348,6 +341,9 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
     } else {
         drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table, cut);
     }
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(ui, err);
     if (!drawn)
         std::fprintf(err, "tez render: a render step failed; see the log\n");
 
@@ -393,12 +389,16 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
             std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
         std::fprintf(err, "\n");
     }
+    ui.BeginStep(kWriting);
     TezImage picture;
+    TezOutputFile file(o.output);
     if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
-        !picture.Save(o.output.c_str())) {
-        std::fprintf(err, "tez render: cannot write %s\n", o.output.c_str());
+        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
+        ui.ClearProgress();
+        std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return 1;
     }
+    ui.ClearProgress();
     std::fprintf(out, "%s\n", o.output.c_str());
     return drawn ? 0 : 1;
 }
@@ -407,33 +407,55 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, FILE* o
 int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     RenderOptions options;
+    RenderWords words;
     TezVolumeSourceArgs source;
-    std::vector<std::string> positional;
-    std::string const problem = ParseOptions(args, options, source, positional);
-    if (!problem.empty())
-        return Usage(err, problem);
+    CLI::App cli("Ray casts a volume source, a saved octree or (with no source) a built-in CT-like sample into "
+                 "a picture.",
+                 "tez render");
+    source.AddOptions(cli);
+    AddOptions(cli, options, words);
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    options.limitGiven = cli.count("--memory-limit") > 0;
+    std::vector<std::string> const& positional = source.words;
     if (!positional.empty() && !options.octreeFile.empty())
-        return Usage(err, "give either SOURCE or --octree FILE");
-    if (!positional.empty()) {
-        std::string const bad = source.Parse(positional);
-        if (!bad.empty())
-            return Usage(err, bad);
-    }
+        return TezCliUsageError(cli, "give either SOURCE or --octree FILE", err);
+    std::string problem = Finish(words, options);
+    if (problem.empty() && !positional.empty())
+        problem = source.Parse(positional);
+    if (!problem.empty())
+        return TezCliUsageError(cli, problem, err);
 
     TezHostApplication app;
+    TezTerminalUI& ui = app.GetTerminalUI();
+    std::vector<TezTerminalUI::Step> steps;
+    if (!options.octreeFile.empty())
+        steps.push_back({kReadingOctree, 1.0});
+    if (options.octreeFile.empty() && positional.empty())
+        steps.push_back({kWritingSample, 1.0});
+    if (options.octreeFile.empty())
+        steps.push_back({kBuilding, 3.0});
+    steps.push_back({kRendering, 3.0});
+    steps.push_back({kWriting, 0.5});
+    ui.PlanSteps(steps);
     TezRef<TezVoxelOctree> tree;
-    std::string sampleFolder;
+    SampleFolder sampleFolder;
     if (!options.octreeFile.empty()) {
+        ui.BeginStep(kReadingOctree);
         tree = LoadOctree(options.octreeFile, err);
     } else {
         if (positional.empty()) {
+            ui.BeginStep(kWritingSample);
             std::string const pattern = WriteSample(err);
+            if (!pattern.empty())
+                sampleFolder.path = pattern.substr(0, pattern.find_last_of('/'));
+            if (TezTerminalUI::StopRequested())
+                return Stopped(ui, err);
             if (pattern.empty())
                 return 1;
-            sampleFolder = pattern.substr(0, pattern.find_last_of('/'));
             std::string const bad = source.Parse({pattern, "0", "127"});
             if (!bad.empty())
-                return Usage(err, bad);
+                return TezCliUsageError(cli, bad, err);
         }
         TezRef<TezVolumeData> images = source.Open("render", err);
         if (!images)
@@ -450,21 +472,21 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
                          smallest, smallest);
             return 2;
         }
+        ui.BeginStep(kBuilding);
         tree = TezVoxelOctree::CreateFromVolumeData(TezString("render"), images, voxelSize, bits, options.memoryLimit);
+        ui.ClearProgress();
+        if (!tree && TezTerminalUI::StopRequested())
+            return Stopped(ui, err);
         if (!tree)
-            std::fprintf(err, "tez render: the octree build was stopped or refused\n");
+            std::fprintf(err, "tez render: the octree build was refused; see the log\n");
         // Damaged pixel data shows only while the slices are read.
         else if (!source.AcceptAfterRead("render", err))
             tree = TezRef<TezVoxelOctree>();
-        if (!sampleFolder.empty()) {
-            std::error_code ignored;
-            std::filesystem::remove_all(sampleFolder, ignored);
-        }
     }
     if (!tree)
         return 1;
     try {
-        return Render(tree, options, out, err);
+        return Render(tree, options, ui, out, err);
     } catch (std::exception const& error) {
         std::fprintf(err, "tez render: %s\n", error.what());
         return 1;

@@ -1,5 +1,6 @@
 #include "tez/SampleStack.h"
 
+#include "core/Progress.h"
 #include "platform/System.h"
 #include "volume/Image.h"
 
@@ -60,7 +61,10 @@ std::string TezWriteSampleStack(std::string const& folder, int size)
     }
     std::string const pattern = folder + "/slice%04d.png";
     std::atomic<bool> failed{false};
+    TezProgress progress("slices", uint64_t(size));
     tbb::parallel_for(0, size, [&](int k) {
+        if (progress.StopRequested())
+            return;
         std::vector<uint8_t> pixels(size_t(size) * size_t(size));
         float const scale = 2.0f / float(size);
         float const z = (float(k) + 0.5f) * scale - 1.0f;
@@ -79,7 +83,9 @@ std::string TezWriteSampleStack(std::string const& folder, int size)
         std::snprintf(name.data(), name.size(), pattern.c_str(), k);
         if (!image.CreateFromPixels(pixels.data(), size, size, 1, size_t(size), false) || !image.Save(name.data()))
             failed = true;
+        progress.Step();
     });
+    progress.End();
     if (failed) {
         std::fprintf(stderr, "tez: cannot write the sample slices into %s\n", folder.c_str());
         return std::string();

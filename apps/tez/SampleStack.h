@@ -8,5 +8,7 @@
 // Row j of the phantom is scan line j of the file, so it becomes the
 // volume's y = j. Writes size slices of size x size 8-bit PNG files named slice%04d.png into
 // folder (created if needed) and answers the printf pattern of their names,
-// or an empty string after a message on stderr.
+// or an empty string after a message on stderr. Reports one progress step
+// a slice and ends early, with some slices missing, when the host's stop
+// flag is raised; the caller checks the flag.
 std::string TezWriteSampleStack(std::string const& folder, int size);

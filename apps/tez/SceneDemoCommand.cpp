@@ -18,6 +18,7 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/views/RenderView.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 
@@ -28,12 +29,7 @@
 #include <vector>
 
 namespace {
-char const* const kUsage = "usage: tez scene-demo [-o OUT.png] [--size WxH]\n"
-                           "  -o OUT       picture to write (default tez-scene.png); the extension picks\n"
-                           "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
-                           "  --size WxH   picture size in pixels (default 1200x900)\n"
-                           "\n"
-                           "Rows from the top: box edges, cone, cylinder, sphere, quad, frame; polyline,\n"
+char const* const kAbout = "Rows from the top: box edges, cone, cylinder, sphere, quad, frame; polyline,\n"
                            "polyline group, thick polyline, circle sprites, triangle sprites, ribbon box;\n"
                            "ribbon cylinder, ribbon sphere, the intersection lines of a sphere and a\n"
                            "cylinder, and a transparent quad behind a cone, blended over it as the\n"
@@ -262,25 +258,17 @@ int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     std::string output = "tez-scene.png";
     int width = 1200, height = 900;
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            std::fputs(kUsage, out);
-            return 0;
-        }
-        if ((arg == "-o" || arg == "--size") && i + 1 < args.size()) {
-            std::string const& value = args[++i];
-            if (arg == "-o") {
-                output = value;
-            } else if (!TezParsePictureSize(value, width, height)) {
-                std::fprintf(err, "tez scene-demo: --size must be WxH, 16 to 8192 each\n");
-                return 2;
-            }
-            continue;
-        }
-        std::fprintf(err, "tez scene-demo: unexpected argument '%s'\n\n%s", arg.c_str(), kUsage);
-        return 2;
-    }
+    std::string size;
+    CLI::App cli("Draws every kind of scene object in one frame of an off-screen render view.", "tez scene-demo");
+    cli.add_option("-o,--output", output, "picture to write; the extension picks the format")
+        ->check(TezCliImageName(false))
+        ->capture_default_str();
+    cli.add_option("--size", size, "picture size in pixels (default 1200x900)")->check(TezCliPictureSize(16, 8192));
+    cli.footer(kAbout);
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    if (!size.empty())
+        TezParsePictureSize(size, width, height);
 
     // The application's context, made on a window of its own; the view
     // draws into a hidden surface of the asked size with the same context.

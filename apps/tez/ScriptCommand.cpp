@@ -1,5 +1,6 @@
 #include "document/CommandManager.h"
 #include "document/Document.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/ScriptBridge.h"
@@ -7,46 +8,27 @@
 #include <cerrno>
 #include <cstring>
 
-namespace {
-
-char const* const kUsage = "usage: tez script run FILE [--history OUT.py] [ARG...]\n";
-
-int Usage(FILE* err, std::string const& problem)
+int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    std::fprintf(err, "tez script: %s\n%s", problem.c_str(), kUsage);
-    return 2;
-}
-
-} // namespace
-
-int TezScriptCommand(TezArgs const& args, FILE*, FILE* err)
-{
-    if (args.empty())
-        return Usage(err, "missing sub-command");
-    if (args[0] != "run")
-        return Usage(err, "unknown sub-command '" + args[0] + "'");
-
     std::string file, history;
-    std::vector<std::string> scriptArgs;
-    bool options = true;
-    for (size_t i = 1; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (options && arg == "--") {
-            options = false;
-        } else if (options && arg == "--history") {
-            if (++i == args.size())
-                return Usage(err, "--history needs a file name");
-            history = args[i];
-        } else if (options && arg.size() > 1 && arg[0] == '-' && file.empty()) {
-            return Usage(err, "unknown option '" + arg + "'");
-        } else if (file.empty()) {
-            file = arg;
-        } else {
-            scriptArgs.push_back(arg);
-        }
+    CLI::App cli("Runs Python scripts against the kernel.", "tez script");
+    cli.require_subcommand(1);
+    CLI::App* run = cli.add_subcommand("run", "run a Python script; the words after FILE are its arguments");
+    run->add_option("file", file, "the script")->required();
+    run->add_option("--history", history, "write the command history as a Python script")->type_name("OUT.py");
+    // Everything after FILE belongs to the script.
+    run->prefix_command();
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    // Words before FILE are this command's own: a stray option there is a
+    // mistyped one, not the script's.
+    for (size_t i = 1; i < args.size() && args[i] != file; ++i) {
+        if (args[i] == "--history")
+            ++i;
+        else if (args[i].rfind("--history=", 0) != 0 && args[i].size() > 1 && args[i][0] == '-')
+            return TezCliUsageError(*run, "unknown option '" + args[i] + "'", err);
     }
-    if (file.empty())
-        return Usage(err, "missing script file");
+    std::vector<std::string> const scriptArgs = run->remaining();
 
     TezHostApplication app;
     int code = 0;

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -18,11 +21,12 @@ extern "C" void OnInterrupt(int)
     }
 }
 
-constexpr int kBarWidth = 30;
-
 } // namespace
 
-TezTerminalUI::TezTerminalUI(FILE* out, bool interactive) : m_out(out), m_interactive(interactive), m_sections(1) {}
+TezTerminalUI::TezTerminalUI(FILE* out, bool interactive, int columns)
+    : m_out(out), m_interactive(interactive), m_columns(columns), m_sections(1)
+{
+}
 
 TezTerminalUI::~TezTerminalUI()
 {
@@ -47,14 +51,58 @@ void TezTerminalUI::SetStopFlag(bool stop)
         g_interrupts = 0;
 }
 
+bool TezTerminalUI::StopRequested() { return g_stop; }
+
 bool TezTerminalUI::GetStopFlag() { return g_stop; }
+
+int TezTerminalUI::TerminalColumns(FILE* stream)
+{
+    struct winsize size
+    {
+    };
+    if (stream && ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    if (char const* columns = std::getenv("COLUMNS")) {
+        int const value = std::atoi(columns);
+        if (value > 0)
+            return value;
+    }
+    return 80;
+}
+
+void TezTerminalUI::PlanSteps(std::vector<Step> steps)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps = std::move(steps);
+    m_step = 0;
+    m_stepName.clear();
+    m_stepShown = 0.0;
+}
+
+void TezTerminalUI::BeginStep(std::string const& name)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_stepName = name;
+    for (size_t i = 0; i < m_steps.size(); ++i)
+        if (m_steps[i].name == name && i != m_step) {
+            m_step = i;
+            m_stepShown = 0.0;
+        }
+    m_sections.assign(1, Section());
+    Draw(true);
+}
+
+void TezTerminalUI::ClearProgress()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ClearLine();
+}
 
 void TezTerminalUI::StartProgress(uint64_t count)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_sections.back().total = count;
     m_sections.back().done = 0;
-    m_lastPercent = -1;
     Draw(true);
 }
 
@@ -71,12 +119,15 @@ void TezTerminalUI::EndProgress()
     std::lock_guard<std::mutex> lock(m_mutex);
     Section& section = m_sections.back();
     section.done = section.total;
+    Draw(true);
+    // A finished outermost section makes way for the next one; the figure
+    // shown stays.
     if (m_sections.size() == 1) {
-        Draw(true);
-        ClearLine();
+        if (m_steps.empty()) {
+            ClearLine();
+            m_stepShown = 0.0;
+        }
         section = Section();
-    } else {
-        Draw(true);
     }
 }
 
@@ -112,36 +163,70 @@ void TezTerminalUI::ReportError(TezString const& text)
     std::fflush(m_out);
 }
 
+double TezTerminalUI::SectionFraction(size_t level) const
+{
+    if (level >= m_sections.size())
+        return 0.0;
+    Section const& section = m_sections[level];
+    double const inner = SectionFraction(level + 1);
+    if (section.total == 0)
+        return inner;
+    // A nested section is one step of the section around it.
+    return std::min(1.0, (double(section.done) + (section.done < section.total ? inner : 0.0)) / double(section.total));
+}
+
+double TezTerminalUI::Overall()
+{
+    m_stepShown = std::max(m_stepShown, SectionFraction(0));
+    if (m_steps.empty())
+        return m_stepShown;
+    double total = 0.0, before = 0.0;
+    for (size_t i = 0; i < m_steps.size(); ++i) {
+        total += m_steps[i].share;
+        if (i < m_step)
+            before += m_steps[i].share;
+    }
+    if (!(total > 0.0))
+        return 0.0;
+    return std::min(1.0, (before + m_stepShown * m_steps[m_step].share) / total);
+}
+
 void TezTerminalUI::Draw(bool force)
 {
     if (!m_interactive)
         return;
-    Section const& inner = m_sections.back();
-    int percent =
-        inner.total ? static_cast<int>(100.0 * static_cast<double>(inner.done) / static_cast<double>(inner.total)) : 0;
-    auto now = std::chrono::steady_clock::now();
-    // Redraw when the figure changes, at most every 50 ms otherwise.
-    if (!force && percent == m_lastPercent && now - m_lastDraw < std::chrono::milliseconds(50))
+    int const percent = static_cast<int>(100.0 * Overall());
+    auto const now = std::chrono::steady_clock::now();
+    // Redraw when something changed, at most every 50 ms unless forced.
+    if (!force && now - m_lastDraw < std::chrono::milliseconds(50))
         return;
-    m_lastPercent = percent;
-    m_lastDraw = now;
 
-    int filled = kBarWidth * percent / 100;
-    std::string line = "\r\033[K[";
-    line.append(static_cast<size_t>(filled), '#');
-    line.append(static_cast<size_t>(kBarWidth - filled), '.');
-    line += "] " + std::to_string(percent) + "%";
-    std::string text;
+    std::string text = m_stepName;
     for (Section const& section : m_sections) {
         if (section.message.empty())
             continue;
         if (!text.empty())
-            text += " > ";
+            text += text == m_stepName ? ": " : " > ";
         text += section.message;
     }
+    // One column is left free: a line that fills the terminal exactly
+    // wraps on some terminals.
+    int const columns = std::max(m_columns > 0 ? m_columns : TerminalColumns(m_out), 12) - 1;
+    int const barWidth = std::clamp(columns * 2 / 5, 4, 30);
+    int const filled = barWidth * percent / 100;
+    std::string line = "[";
+    line.append(static_cast<size_t>(filled), '#');
+    line.append(static_cast<size_t>(barWidth - filled), '.');
+    line += "] " + std::to_string(percent) + "%";
     if (!text.empty())
         line += " " + text;
-    std::fputs(line.c_str(), m_out);
+    if (line.size() > size_t(columns))
+        line.resize(size_t(columns));
+    if (line == m_lastLine && m_lineDrawn && !force)
+        return;
+    m_lastLine = line;
+    m_lastDraw = now;
+    std::fputs(("\r\033[K" + line).c_str(), m_out);
     std::fflush(m_out);
     m_lineDrawn = true;
 }

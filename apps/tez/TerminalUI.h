@@ -1,10 +1,17 @@
 #pragma once
 // TezTerminalUI: the UI bridge of a command-line host.
 //
-// Progress shows as one redrawn bar line on the output stream, but only when
-// that stream is a terminal; nested sections show as "outer > inner". Errors
-// always print, in red on a terminal. Ctrl-C raises the stop flag so that
-// long work can end cleanly; a second Ctrl-C ends the process at once.
+// Progress shows as one redrawn line on the output stream, only when that
+// stream is a terminal: a bar and percentage of the whole command, then the
+// command's step and the kernel's messages ("outer > inner"). The command
+// may plan its steps with their shares of the whole (PlanSteps, BeginStep);
+// the kernel's sections fill the current step, a nested section standing for
+// one step of the section around it, and the figure never goes back within a
+// step. The line is cut to the terminal's width (TIOCGWINSZ, else COLUMNS,
+// else 80) so that it never wraps.
+//
+// Errors always print, in red on a terminal. Ctrl-C raises the stop flag so
+// that long work can end cleanly; a second Ctrl-C ends the process at once.
 // Calls may come from worker threads.
 
 #include "core/UIManager.h"
@@ -18,14 +25,33 @@
 class TezTerminalUI : public TezUICallback
 {
 public:
+    struct Step
+    {
+        std::string name;
+        double share = 1.0;
+    };
+
     // interactive: draw progress bars and colours (normally: out is a tty).
-    TezTerminalUI(FILE* out, bool interactive);
+    // columns: the line's width; 0 asks the terminal each time it draws.
+    TezTerminalUI(FILE* out, bool interactive, int columns = 0);
     ~TezTerminalUI() override;
 
     // Routes SIGINT to the stop flag, process-wide.
     static void InstallInterruptHandler();
     // Raises or lowers the stop flag by hand (tests, host logic).
     static void SetStopFlag(bool stop);
+    // Whether Ctrl-C (or SetStopFlag) asked the work to stop.
+    static bool StopRequested();
+    // The width of the terminal behind stream, else $COLUMNS, else 80.
+    static int TerminalColumns(FILE* stream);
+
+    // The command's steps in order; replaces any plan, and starts none.
+    void PlanSteps(std::vector<Step> steps);
+    // Moves to the planned step of that name (the steps before it count as
+    // done); a name not in the plan is shown without moving the bar.
+    void BeginStep(std::string const& name);
+    // Clears the line; the next progress draws it again.
+    void ClearProgress();
 
     void StartProgress(uint64_t count) override;
     void EndProgress() override;
@@ -52,15 +78,24 @@ private:
         std::string message;
     };
 
+    // Share of the current step done by the kernel's sections, 0..1.
+    double SectionFraction(size_t level) const;
+    // Share of the whole command done, 0..1, never less than shown before.
+    double Overall();
     void Draw(bool force);
     void ClearLine();
 
     FILE* m_out;
     bool m_interactive;
+    int m_columns;
     std::mutex m_mutex;
     std::vector<Section> m_sections;
+    std::vector<Step> m_steps;
+    size_t m_step = 0;
+    std::string m_stepName;
+    double m_stepShown = 0.0;
     int m_activeLevel = 0;
     bool m_lineDrawn = false;
-    int m_lastPercent = -1;
+    std::string m_lastLine;
     std::chrono::steady_clock::time_point m_lastDraw;
 };

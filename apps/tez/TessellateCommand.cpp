@@ -1,4 +1,4 @@
-// tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]
+// tez tessellate SOURCE --iso V -o OUT.stl|.obj|.ply [--bpp 8|16] [--ascii]
 //
 // The source is read at its own depth (or --bpp), so that the threshold is
 // in the data's own units, and tessellated by the closed method: a closed
@@ -8,6 +8,8 @@
 
 #include "core/Logger.h"
 #include "core/Threads.h"
+#include "mesh/MeshWriter.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/VolumeSourceArgs.h"
@@ -18,32 +20,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <new>
 #include <vector>
 
 namespace {
-
-char const* const kUsage = "usage: tez tessellate SOURCE --iso V -o OUT.stl [--bpp 8|16] [--ascii]\n"
-                           "PATTERN is a printf pattern of the slice files, e.g. slice%03d.png; the\n"
-                           "surface runs where the voxels cross V, in the source's own values: 0 to 255\n"
-                           "for 8-bit data (default 128), 0 to 65535 for 16-bit data (default 32768).\n"
-                           "The depth is the source's unless --bpp says otherwise. The mesh is in the\n"
-                           "source's units (its voxel spacing; 1 per voxel for slice stacks).\n";
-
-int Usage(FILE* err, std::string const& problem)
-{
-    std::fprintf(err, "tez tessellate: %s\n%s%s", problem.c_str(), kUsage, TezVolumeSourceArgs::kHelp);
-    return 2;
-}
-
-bool ParseInt(std::string const& text, long long& value)
-{
-    char const* end = text.data() + text.size();
-    std::from_chars_result const r = std::from_chars(text.data(), end, value);
-    return r.ec == std::errc() && r.ptr == end;
-}
 
 // The whole source at the given depth; null after a message on err.
 template <class T>
@@ -72,45 +53,28 @@ TezRef<TezMemoryVolume> ReadVolume(TezVolumeData& stack, int bits, FILE* err)
 
 int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    std::vector<std::string> positional;
     TezVolumeSourceArgs source;
     std::string output;
     long long iso = -1;
-    long long bpp = 0;
+    int bpp = 0;
     bool ascii = false;
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            std::fputs(kUsage, out);
-            return 0;
-        } else if (arg == "-o" || arg == "--output") {
-            if (++i == args.size())
-                return Usage(err, arg + " needs a file name");
-            output = args[i];
-        } else if (arg == "--iso") {
-            if (++i == args.size() || !ParseInt(args[i], iso) || iso < 0 || iso > 65535)
-                return Usage(err, "--iso needs a value from 0 to 65535");
-        } else if (arg == "--bpp") {
-            if (++i == args.size() || !ParseInt(args[i], bpp) || (bpp != 8 && bpp != 16))
-                return Usage(err, "--bpp must be 8 or 16");
-        } else if (arg == "--ascii") {
-            ascii = true;
-        } else if (std::string problem; source.TakeOption(args, i, problem)) {
-            if (!problem.empty())
-                return Usage(err, problem);
-        } else if (arg.size() > 1 && arg[0] == '-' && !(arg[1] >= '0' && arg[1] <= '9')) {
-            return Usage(err, "unknown option '" + arg + "'");
-        } else {
-            positional.push_back(arg);
-        }
-    }
-    if (positional.empty())
-        return Usage(err, "missing arguments");
-    std::string const problem = source.Parse(positional);
+    CLI::App cli("Writes the isosurface of a volume source as a closed mesh, in the source's units (its voxel "
+                 "spacing; 1 per voxel for slice stacks).",
+                 "tez tessellate");
+    source.AddOptions(cli);
+    cli.add_option("-o,--output", output, "mesh to write: .stl, .obj or .ply")->required()->check(TezCliMeshName());
+    cli.add_option("--iso", iso,
+                   "the surface runs where the voxels cross V, in the source's values: 0 to 255 for 8-bit data "
+                   "(default 128), 0 to 65535 for 16-bit data (default 32768)")
+        ->type_name("V")
+        ->check(CLI::Range(0, 65535));
+    cli.add_option("--bpp", bpp, "read the source at 8 or 16 bits (default: its own)")->check(CLI::IsMember({8, 16}));
+    cli.add_flag("--ascii", ascii, "text STL or PLY instead of binary");
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    std::string const problem = source.Parse();
     if (!problem.empty())
-        return Usage(err, problem);
-    if (output.empty())
-        return Usage(err, "missing -o OUT.stl");
+        return TezCliUsageError(cli, problem, err);
 
     TezLogger::SetConsoleLevel(TezLogger::Warn);
     TezHostApplication app;
@@ -127,8 +91,11 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
     if (iso < 0)
         iso = (top + 1) / 2;
     if (iso > top)
-        return Usage(err, "--iso " + std::to_string(iso) + " is above " + std::to_string(top) + ", the largest " +
-                              std::to_string(bits) + "-bit value" + (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""));
+        return TezCliUsageError(cli,
+                                "--iso " + std::to_string(iso) + " is above " + std::to_string(top) + ", the largest " +
+                                    std::to_string(bits) + "-bit value" +
+                                    (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""),
+                                err);
     TezRef<TezMemoryVolume> volume =
         bits == 16 ? ReadVolume<uint16_t>(*stack, bits, err) : ReadVolume<uint8_t>(*stack, bits, err);
     // Damaged pixel data shows only while the slices are read.
@@ -166,7 +133,7 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
         }
         std::fprintf(err, "tez tessellate: warning: the surface is empty; the voxels run from %d to %d\n", low, high);
     }
-    if (!TezIndexedMesh::WriteToStlFile(mesh, TezString(output.c_str()), !ascii)) {
+    if (!TezMeshWriter::Write(mesh, output, ascii)) {
         std::fprintf(err, "tez tessellate: cannot write '%s': %s\n", output.c_str(), std::strerror(errno));
         return 1;
     }

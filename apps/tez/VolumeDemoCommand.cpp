@@ -15,6 +15,7 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/views/RenderView.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "volume/MemoryVolume.h"
@@ -25,12 +26,7 @@
 #include <vector>
 
 namespace {
-char const* const kUsage = "usage: tez volume-demo [-o OUT.png] [--size WxH]\n"
-                           "  -o OUT       picture to write (default tez-volume.png); the extension picks\n"
-                           "               the format: .png, .bmp, .tif/.tiff, .jpg (anything else: JPEG)\n"
-                           "  --size WxH   picture size in pixels (default 800x600)\n"
-                           "\n"
-                           "A 64^3 ball with a denser core, held by a volume document object and cast\n"
+char const* const kAbout = "A 64^3 ball with a denser core, held by a volume document object and cast\n"
                            "into a GPU render view, beside a GL mesh sphere half inside it: each hides\n"
                            "the other where it is nearer. The view's buffers are host arrays filled by\n"
                            "the ray caster's host loops, merged into the GL frame by depth.\n";
@@ -58,25 +54,18 @@ int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
     std::string output = "tez-volume.png";
     int width = 800, height = 600;
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string const& arg = args[i];
-        if (arg == "--help" || arg == "-h") {
-            std::fputs(kUsage, out);
-            return 0;
-        }
-        if ((arg == "-o" || arg == "--size") && i + 1 < args.size()) {
-            std::string const& value = args[++i];
-            if (arg == "-o") {
-                output = value;
-            } else if (!TezParsePictureSize(value, width, height)) {
-                std::fprintf(err, "tez volume-demo: --size must be WxH, 16 to 8192 each\n");
-                return 2;
-            }
-            continue;
-        }
-        std::fprintf(err, "tez volume-demo: unexpected argument '%s'\n\n%s", arg.c_str(), kUsage);
-        return 2;
-    }
+    std::string size;
+    CLI::App cli("Merges a volume document object and a GL mesh sphere by depth in an off-screen GPU render view.",
+                 "tez volume-demo");
+    cli.add_option("-o,--output", output, "picture to write; the extension picks the format")
+        ->check(TezCliImageName(false))
+        ->capture_default_str();
+    cli.add_option("--size", size, "picture size in pixels (default 800x600)")->check(TezCliPictureSize(16, 8192));
+    cli.footer(kAbout);
+    if (int code = TezCliParse(cli, args, out, err); code >= 0)
+        return code;
+    if (!size.empty())
+        TezParsePictureSize(size, width, height);
 
     HWND window = TezGLPlatform::CreateOffscreenWindow(16, 16);
     HGLRC context = nullptr;

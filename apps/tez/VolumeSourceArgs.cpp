@@ -1,6 +1,7 @@
 #include "tez/VolumeSourceArgs.h"
 
 #include "platform/System.h"
+#include "tez/Cli.h"
 #include "volume/DicomSeries.h"
 #include "volume/ImageStack.h"
 #include "volume/MetaImageFile.h"
@@ -71,22 +72,15 @@ TezVoxelSample SampleOf(std::string const& type)
 }
 } // namespace
 
-bool TezVolumeSourceArgs::TakeOption(TezArgs const& args, size_t& i, std::string& problem)
+void TezVolumeSourceArgs::AddOptions(CLI::App& app)
 {
-    std::string const& arg = args[i];
-    std::string* target = arg == "--dims"      ? &dims
-                          : arg == "--type"    ? &type
-                          : arg == "--endian"  ? &endian
-                          : arg == "--spacing" ? &spacing
-                                               : nullptr;
-    if (!target)
-        return false;
-    if (i + 1 >= args.size()) {
-        problem = "missing value after " + arg;
-        return true;
-    }
-    *target = args[++i];
-    return true;
+    app.add_option("source", words, "SOURCE (see below)");
+    app.add_option("--dims", dims, "raw file: voxels along X,Y,Z")->type_name("X,Y,Z");
+    app.add_option("--type", type, "raw file: sample type")->check(CLI::IsMember({"uint8", "int8", "uint16", "int16"}));
+    app.add_option("--endian", endian, "raw file: byte order of 16-bit samples")
+        ->check(CLI::IsMember({"little", "big"}));
+    app.add_option("--spacing", spacing, "raw file: voxel spacing (default 1,1,1)")->type_name("X,Y,Z");
+    app.footer(kHelp);
 }
 
 std::string TezVolumeSourceArgs::Parse(std::vector<std::string> const& positional)

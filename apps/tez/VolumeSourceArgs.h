@@ -9,12 +9,17 @@
 //   FILE --dims X,Y,Z --type uint8|int8|uint16|int16 --endian little|big [--spacing X,Y,Z]
 //   PATTERN FIRST LAST          a numbered slice stack (TezSliceStackArgs)
 //
-// Parse checks the words without touching files (its problems are usage
+// AddOptions puts the positional SOURCE words and the raw-file options on a
+// command's parser. Parse checks the words without touching files (its problems are usage
 // errors, exit 2); Open reads the headers and says on the error stream what
 // is wrong or worth knowing (exit 1 when it answers null).
 
 #include "tez/CommandLine.h"
 #include "tez/SliceStackArgs.h"
+
+namespace CLI {
+class App;
+}
 #include "volume/VolumeData.h"
 
 #include <cstdio>
@@ -29,21 +34,22 @@ struct TezVolumeSourceArgs
     static char const* const kSynopsis; // "SOURCE"
     static char const* const kHelp;     // what SOURCE may be, a few lines
 
-    // The raw-file options as given (empty: not given); a parser may bind
-    // them directly.
+    // The raw-file options as given (empty: not given).
     std::string dims, type, endian, spacing;
+    // The SOURCE words as given.
+    std::vector<std::string> words;
     TezSliceStackArgs stack; // PATTERN FIRST LAST
     Kind kind = Kind::None;
     std::vector<std::string> paths;
 
-    // Takes args[i] and its value when it is one of the raw-file options and
-    // moves i past the value. False for any other argument; problem is set
-    // when the value is missing.
-    bool TakeOption(TezArgs const& args, size_t& i, std::string& problem);
+    // Binds the SOURCE words and --dims, --type, --endian and --spacing to
+    // app, and puts kHelp in its footer.
+    void AddOptions(CLI::App& app);
 
     // Empty when the positional words and the options make one source,
     // otherwise what is wrong.
     std::string Parse(std::vector<std::string> const& positional);
+    std::string Parse() { return Parse(words); }
 
     // The source, or null after a message "tez COMMAND: ..." on err.
     TezRef<TezVolumeData> Open(char const* command, FILE* err);

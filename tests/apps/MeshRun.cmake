@@ -27,11 +27,11 @@ expect(1 "cannot read '.*broken.ply': not a readable STL, OBJ or PLY mesh")
 run_tez(mesh info ${WORK}/missing.stl)
 expect(1 "cannot open '.*missing.stl'")
 run_tez(mesh info ${DATA}/tetra.stl extra)
-expect(2 "unexpected argument 'extra'")
+expect(2 "tez mesh info: The following argument was not expected: extra")
 run_tez(mesh frobnicate ${DATA}/tetra.stl)
-expect(2 "unknown command 'frobnicate'")
+expect(2 "tez mesh: unknown command 'frobnicate' \\(known: info, check, clean, fill-holes, curvature\\)")
 run_tez(mesh info)
-expect(2 "missing mesh file")
+expect(2 "tez mesh info: file is required")
 
 # Files as users have them: a folder where a mesh file belongs, a facet with
 # a coordinate that is not a number, faces listed as scanners list them, and

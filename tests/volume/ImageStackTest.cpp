@@ -356,13 +356,26 @@ TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
     ASSERT_TRUE(image.Load((m_dir + "/little.tif").c_str()));
     EXPECT_EQ(reinterpret_cast<uint16_t*>(image.GetScanLine(1))[2], 500 + 7 * 6);
 
-    // Save writes PNG whatever the name says; an RGBA picture round-trips.
+    // Save writes the format the name says, PNG for other names; an RGBA
+    // picture round-trips through PNG.
     uint8_t const rgba[2 * 2 * 4] = {255, 0, 0, 255, 0, 255, 0, 128, 0, 0, 255, 255, 9, 8, 7, 6};
     ASSERT_TRUE(image.CreateFromPixels(rgba, 2, 2, 4, 8, true));
-    ASSERT_TRUE(image.Save((m_dir + "/frame.jpg").c_str()));
-    EXPECT_EQ(FreeImage_GetFileType((m_dir + "/frame.jpg").c_str(), 0), FIF_PNG);
+    struct Named
+    {
+        char const* name;
+        FREE_IMAGE_FORMAT format;
+    };
+    for (Named const& n : {Named{"frame.JPG", FIF_JPEG}, Named{"frame.tiff", FIF_TIFF}, Named{"frame.bmp", FIF_BMP},
+                           Named{"frame.exr", FIF_EXR}, Named{"frame.dat", FIF_PNG}}) {
+        ASSERT_TRUE(image.Save((m_dir + "/" + n.name).c_str())) << n.name;
+        EXPECT_EQ(FreeImage_GetFileType((m_dir + "/" + n.name).c_str(), 0), n.format) << n.name;
+    }
+    EXPECT_TRUE(TezImage::IsSavableName("a/b.Png"));
+    EXPECT_FALSE(TezImage::IsSavableName("a.b/png"));
+    EXPECT_FALSE(TezImage::IsSavableName("b.gif"));
+    ASSERT_TRUE(image.Save((m_dir + "/frame.png").c_str()));
     TezImage back;
-    ASSERT_TRUE(back.Load((m_dir + "/frame.jpg").c_str()));
+    ASSERT_TRUE(back.Load((m_dir + "/frame.png").c_str()));
     uint8_t read[16];
     ASSERT_TRUE(back.ReadPixels(read, 4, 8, true));
     EXPECT_EQ(std::memcmp(read, rgba, 16), 0);

@@ -1,6 +1,7 @@
 // Host loops over the kernels: TBB over 16 x 16 pixel tiles, over node
 // ranges for the node states.
 
+#include "core/Progress.h"
 #include "volume/device/OctreeKernels.inl"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
@@ -13,6 +14,9 @@ namespace {
 
 constexpr int TileEdge = 16;
 
+// Each tile is one step of the host's progress; once the host asks to stop,
+// the tiles left are skipped and the caller, seeing the stop flag, drops
+// the picture.
 template <class Fn>
 void ForEachPixel(int width, int height, const Fn& fn)
 {
@@ -20,14 +24,18 @@ void ForEachPixel(int width, int height, const Fn& fn)
         return;
     const int tilesX = (width + TileEdge - 1) / TileEdge;
     const int tilesY = (height + TileEdge - 1) / TileEdge;
+    TezProgress progress(nullptr, uint64_t(tilesX) * uint64_t(tilesY));
     tbb::parallel_for(tbb::blocked_range<int>(0, tilesX * tilesY), [&](const tbb::blocked_range<int>& r) {
         for (int tile = r.begin(); tile != r.end(); ++tile) {
+            if (progress.StopRequested())
+                return;
             const int x0 = (tile % tilesX) * TileEdge, y0 = (tile / tilesX) * TileEdge;
             const int x1 = x0 + TileEdge < width ? x0 + TileEdge : width;
             const int y1 = y0 + TileEdge < height ? y0 + TileEdge : height;
             for (int y = y0; y < y1; ++y)
                 for (int x = x0; x < x1; ++x)
                     fn(x, y);
+            progress.Step();
         }
     });
 }
