@@ -5,6 +5,7 @@
 //   tez brep sample NAME -o OUT.3dm         a built-in model as a 3DM file
 #include "document/objects/DocBrep.h"
 #include "mesh/IndexedMesh.h"
+#include "mesh/MeshWriter.h"
 #include "mesh/brep/BrepRhino.h"
 #include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
@@ -14,19 +15,21 @@
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
 #include "render/scene/SceneDrawData.h"
+#include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
 #include "tez/HostDocument.h"
 #include "tez/MeshCommand.h"
+#include "tez/OutputFile.h"
 #include "volume/Image.h"
 
-#include <CLI/CLI.hpp>
 #include <GL/glew.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -111,8 +114,9 @@ int Mesh(BrepOptions const& options, FILE* out, FILE* err)
     TezRef<TezIndexedMesh> mesh = MeshOf(brep, err);
     if (!mesh)
         return 1;
-    if (!TezIndexedMesh::WriteToStlFile(mesh, TezString(options.output.c_str()), !options.ascii)) {
-        std::fprintf(err, "tez brep mesh: cannot write %s\n", options.output.c_str());
+    TezOutputFile file(options.output);
+    if (!TezMeshWriter::Write(mesh, file.GetTemporaryPath(), options.ascii) || !file.Commit()) {
+        std::fprintf(err, "tez brep mesh: cannot write '%s': %s\n", options.output.c_str(), std::strerror(errno));
         return 1;
     }
     std::fprintf(out, "%s: %zu triangles from %d faces, %zu holes\n", options.output.c_str(), mesh->GetNumTriangles(),
@@ -129,10 +133,17 @@ int Sample(BrepOptions const& options, FILE* out, FILE* err)
         std::fprintf(err, "tez brep sample: %s\n", e.what());
         return 1;
     }
-    std::ofstream file(options.output, std::ios::binary);
-    file.write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (!file) {
-        std::fprintf(err, "tez brep sample: cannot write %s\n", options.output.c_str());
+    TezOutputFile file(options.output);
+    {
+        std::ofstream stream(file.GetTemporaryPath(), std::ios::binary);
+        stream.write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        if (!stream || (stream.close(), !stream)) {
+            std::fprintf(err, "tez brep sample: cannot write '%s'\n", options.output.c_str());
+            return 1;
+        }
+    }
+    if (!file.Commit()) {
+        std::fprintf(err, "tez brep sample: cannot write '%s': %s\n", options.output.c_str(), std::strerror(errno));
         return 1;
     }
     std::fprintf(out, "%s: %s, %zu bytes\n", options.output.c_str(), options.input.c_str(), bytes.size());
@@ -169,10 +180,7 @@ TezRef<TezCameraView> FitCamera(TezBox3<float> const& box, int width, int height
 int Render(BrepOptions const& options, FILE* out, FILE* err)
 {
     int width = 0, height = 0;
-    if (!TezParsePictureSize(options.size, width, height)) {
-        std::fprintf(err, "tez brep render: --size must be WxH, 16 to 8192 each\n");
-        return 2;
-    }
+    TezParsePictureSize(options.size, width, height);
     HWND window = TezGLPlatform::CreateOffscreenWindow(width, height);
     HGLRC context = nullptr;
     int const code = TezOpenGLSupport::TezInitializeGLRC(window, context);
@@ -216,10 +224,11 @@ int Render(BrepOptions const& options, FILE* out, FILE* err)
                     frame->Unbind();
                     std::vector<unsigned char> pixels;
                     TezImage image;
+                    TezOutputFile file(options.output);
                     if (frame->ReadPixels(0, pixels) &&
                         image.CreateFromPixels(pixels.data(), width, height, 4, static_cast<size_t>(width) * 4,
                                                false) &&
-                        image.Save(options.output.c_str())) {
+                        image.Save(file.GetTemporaryPath().c_str()) && file.Commit()) {
                         std::fprintf(out, "%s: %dx%d, %d faces, %zu edges, %s\n", options.output.c_str(), width, height,
                                      brep->GetNumFaces(), object->GetEdgeObjects().size(),
                                      TezOpenGLSupport::GetContextDescription().c_str());
@@ -256,31 +265,26 @@ int TezBrepCommand(TezArgs const& args, FILE* out, FILE* err)
     app.require_subcommand(1);
     BrepOptions options;
     CLI::App* info = app.add_subcommand("info", "what the file holds: breps, faces, edges, and its mesh");
-    info->add_option("FILE", options.input, "a Rhino 3DM file")->required();
-    CLI::App* mesh = app.add_subcommand("mesh", "mesh every face into one STL (closed where the B-rep is)");
-    mesh->add_option("FILE", options.input, "a Rhino 3DM file")->required();
-    mesh->add_option("-o,--output", options.output, "the STL to write")->required();
-    mesh->add_flag("--ascii", options.ascii, "ASCII STL instead of binary");
+    info->add_option("file", options.input, "a Rhino 3DM file")->required();
+    CLI::App* mesh = app.add_subcommand("mesh", "mesh every face into one mesh (closed where the B-rep is)");
+    mesh->add_option("file", options.input, "a Rhino 3DM file")->required();
+    mesh->add_option("-o,--output", options.output, "mesh to write: .stl, .obj or .ply")
+        ->required()
+        ->check(TezCliMeshName());
+    mesh->add_flag("--ascii", options.ascii, "text STL or PLY instead of binary");
     CLI::App* render = app.add_subcommand("render", "draw the faces and edges off-screen into a picture");
-    render->add_option("FILE", options.input, "a Rhino 3DM file")->required();
-    render->add_option("-o,--output", options.output, "the picture to write (PNG)")->required();
-    render->add_option("--size", options.size, "picture size WxH")->capture_default_str();
+    render->add_option("file", options.input, "a Rhino 3DM file")->required();
+    render->add_option("-o,--output", options.output, "picture to write")->required()->check(TezCliImageName(false));
+    render->add_option("--size", options.size, "picture size WxH")
+        ->check(TezCliPictureSize(16, 8192))
+        ->capture_default_str();
     CLI::App* sample = app.add_subcommand("sample", "write a built-in model as a 3DM file");
-    sample->add_option("NAME", options.input, "box, pipe, patch, sphere, mixed or many:N")->required();
-    sample->add_option("-o,--output", options.output, "the 3DM file to write")->required();
+    sample->add_option("name", options.input, "box, pipe, patch, sphere, mixed, instances or many:N")->required();
+    sample->add_option("-o,--output", options.output, "3DM file to write")->required();
     sample->add_option("--version", options.version, "3DM file version, 5 to 8 (0: the newest)")
         ->check(CLI::Range(0, 8));
-
-    std::vector<std::string> reversed(args.rbegin(), args.rend());
-    try {
-        app.parse(reversed);
-    } catch (CLI::ParseError const& e) {
-        std::ostringstream normal, error;
-        int const code = app.exit(e, normal, error);
-        std::fputs(normal.str().c_str(), out);
-        std::fputs(error.str().c_str(), err);
-        return code == 0 ? 0 : 2;
-    }
+    if (int code = TezCliParse(app, args, out, err); code >= 0)
+        return code;
     if (info->parsed())
         return Info(options, out, err);
     if (mesh->parsed())
