@@ -234,6 +234,8 @@ function read(rh, bytes) {
   const w = new Writer();
   w.i32(model.archiveVersion || 0);
   w.i32(valid);
+  const settings = model.settings();
+  w.f64(settings ? settings.modelAbsoluteTolerance || 0 : 0);
   w.i32(counts.breps); w.i32(counts.idefObjects); w.i32(counts.brepsInIdef);
   w.i32(counts.instanceRefs); w.i32(counts.nonBreps);
   w.u32(direct.length + placed.length);

@@ -328,11 +328,25 @@ void TezBrepModelBrep::SampleEdges()
             continue;
         std::vector<double> const params =
             Subdivide(Breaks(CurveKnots(curve), curve.GetDegree()), SegmentsPerSpan(curve.GetDegree()));
-        for (double t : params) {
-            V3 const p = curve.Evaluate(t);
-            m_localEdgePoints[e].push_back(p);
-            edgePoints[e].push_back(Transform(p));
+        std::vector<V3>& points = m_localEdgePoints[e];
+        for (double t : params)
+            points.push_back(curve.Evaluate(t));
+        if (points.size() >= 2) {
+            // The curve's ends may miss their vertex by up to the tolerance.
+            double const reach = std::max(2 * tolerance, 1e-9 * (1 + Length(points.front())));
+            for (V3* end : {&points.front(), &points.back()}) {
+                double best = reach;
+                for (V3 const& v : vertices) {
+                    double const d = Length(Sub(v, *end));
+                    if (d <= best) {
+                        best = d;
+                        *end = v;
+                    }
+                }
+            }
         }
+        for (V3 const& p : points)
+            edgePoints[e].push_back(Transform(p));
     }
 }
 
@@ -458,7 +472,7 @@ std::vector<std::vector<TezBrepTrimPoint>> TezBrepFaceTrims(TezBrepModelBrep con
         // that meet there (the two sides of a seam), the one nearest in
         // parameter space. A gap in parameter space between points that
         // meet in space runs along a pole.
-        double const tolerance = 1e-5 * pullback.Scale();
+        double const tolerance = std::max(1e-5 * pullback.Scale(), 2 * brep.tolerance);
         auto uvDistance = [&](V2 const& a, V2 const& b) { return std::hypot((a.x - b.x) / du, (a.y - b.y) / dv); };
         std::vector<bool> used(pieces.size(), false);
         for (size_t start = 0; start < pieces.size(); ++start) {

@@ -33,13 +33,18 @@ struct TEZ_API TezBrepModelBrep
     std::vector<TezVector3<double>> vertices;
     std::vector<TezBrepCurve> edges;
     std::vector<TezBrepModelFace> faces;
+    // The model's absolute tolerance: how far apart the ends of edges that
+    // meet may lie (0 when the file names none).
+    double tolerance = 0;
     // Filled by SampleEdges: the points of each edge, transformed.
     std::vector<std::vector<TezVector3<double>>> edgePoints;
 
     TezVector3<double> Transform(TezVector3<double> const& p) const;
     TezVector3<double> TransformNormal(TezVector3<double> const& n) const;
     bool IsIdentity() const;
-    // Samples every edge (untransformed and transformed); runs once.
+    // Samples every edge (untransformed and transformed); runs once. An
+    // edge's ends are moved onto the brep vertex they lie at (within the
+    // tolerance), so that edges meeting there share one point.
     void SampleEdges();
     std::vector<std::vector<TezVector3<double>>> const& EdgeSamples() const { return m_localEdgePoints; }
 
@@ -51,6 +56,7 @@ struct TezBrepModel
 {
     int archiveVersion = 0;
     bool valid = false;
+    double tolerance = 0;
     int numBreps = 0;
     int numInstanceDefinitionObjects = 0;
     int numBrepsInInstanceDefinitions = 0;

@@ -458,6 +458,9 @@ TezBrepModel DecodeModel(uint8_t const* data, size_t size)
     TezBrepModel model;
     model.archiveVersion = reader.Int();
     model.valid = reader.Int() != 0;
+    model.tolerance = reader.Double();
+    if (!(model.tolerance >= 0 && model.tolerance < 1e30))
+        Fail("corrupt reply (a tolerance of " + std::to_string(model.tolerance) + ")");
     model.numBreps = reader.Int();
     model.numInstanceDefinitionObjects = reader.Int();
     model.numBrepsInInstanceDefinitions = reader.Int();
@@ -466,6 +469,7 @@ TezBrepModel DecodeModel(uint8_t const* data, size_t size)
     size_t const numBreps = reader.Count(16 * 8 + 12);
     model.breps.resize(numBreps);
     for (TezBrepModelBrep& brep : model.breps) {
+        brep.tolerance = model.tolerance;
         for (double& m : brep.transform)
             m = reader.Double();
         brep.vertices.resize(reader.Count(24));

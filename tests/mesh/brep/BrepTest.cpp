@@ -263,6 +263,50 @@ TEST(BrepRhino, InstanceDefinitionsAreListedThroughTheirReferences)
     EXPECT_NEAR(bounds.GetMaximum().y, 6, 1e-5);
 }
 
+TEST(BrepTrims, EdgeEndsThatMissTheirVertexWithinTheToleranceStillCloseTheLoop)
+{
+    // A unit square face whose four straight edges end up to 2e-4 away from
+    // the corners, in a model of tolerance 1e-3 (as files of other programs
+    // have them).
+    TezBrepModelBrep brep;
+    brep.tolerance = 1e-3;
+    brep.vertices = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    double const jitter[4][2] = {{2e-4, -1e-4}, {-1e-4, 2e-4}, {1e-4, 1e-4}, {-2e-4, 0}};
+    for (int e = 0; e < 4; ++e) {
+        TezVector3<double> a = brep.vertices[e], b = brep.vertices[(e + 1) % 4];
+        a.x += jitter[e][0];
+        b.y += jitter[e][1];
+        TezBrepCurve edge;
+        edge.Initialize(1, {a, b}, {}, {});
+        brep.edges.push_back(edge);
+    }
+    TezBrepModelFace face;
+    face.surface.Initialize(2, 2, 1, 1);
+    for (int i = 0; i < 2; ++i)
+        for (int j = 0; j < 2; ++j)
+            face.surface.SetControlPoint(i, j, {double(i), double(j), 0});
+    face.edges = {2, 0, 3, 1}; // in no particular order
+    brep.faces.push_back(face);
+    brep.SampleEdges();
+
+    auto const loops = TezBrepFaceTrims(brep, 0);
+    ASSERT_EQ(loops.size(), 1u);
+    ASSERT_EQ(loops[0].size(), 4u) << "one point per corner, shared by the two edges there";
+    for (TezBrepTrimPoint const& p : loops[0])
+        EXPECT_EQ(std::min(std::abs(p.point.x), std::abs(p.point.x - 1)), 0.0) << "snapped onto a corner";
+    TezBrepFaceMesh mesh;
+    TezBrepTessellateFace(brep, 0, loops, mesh);
+    EXPECT_EQ(mesh.indices.size(), 6u);
+    double area = 0;
+    for (size_t t = 0; t < mesh.indices.size(); t += 3) {
+        TezVector3<float> const& a = mesh.positions[mesh.indices[t]];
+        TezVector3<float> const& b = mesh.positions[mesh.indices[t + 1]];
+        TezVector3<float> const& c = mesh.positions[mesh.indices[t + 2]];
+        area += 0.5 * ((b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y));
+    }
+    EXPECT_NEAR(area, 1.0, 1e-6) << "counter-clockwise, seen from +z";
+}
+
 TEST(BrepRhino, SavedFileReadsBackTheSame)
 {
     TezRef<TezBrepRhino> tube = Sample("pipe");
