@@ -111,6 +111,10 @@ int Mesh(BrepOptions const& options, FILE* out, FILE* err)
     TezRef<TezBrepRhino> brep = ReadBrep(options.input, err);
     if (!brep)
         return 1;
+    if (brep->GetNumFaces() == 0) {
+        std::fprintf(err, "tez brep mesh: %s holds no B-rep faces\n", options.input.c_str());
+        return 1;
+    }
     TezRef<TezIndexedMesh> mesh = MeshOf(brep, err);
     if (!mesh)
         return 1;
@@ -194,6 +198,10 @@ int Render(BrepOptions const& options, FILE* out, FILE* err)
     if (TezGLPlatform::MakeCurrent(dc, context) && TezOpenGLSupport::LoadEntryPoints()) {
         TezHostApplication app(context, window);
         TezRef<TezBrepRhino> brep = ReadBrep(options.input, err);
+        if (brep && brep->GetNumFaces() == 0) {
+            std::fprintf(err, "tez brep render: %s holds no B-rep faces\n", options.input.c_str());
+            brep = nullptr;
+        }
         if (brep) {
             TezRef<TezHostDocument> document = TezHostDocument::Create();
             TezRef<TezDocBrep> object;

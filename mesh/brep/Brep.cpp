@@ -1,9 +1,11 @@
 #include "mesh/brep/Brep.h"
 
+#include "core/Logger.h"
 #include "mesh/IndexedMesh.h"
 #include "mesh/brep/BrepRhino.h"
 
 #include <cstring>
+#include <stdexcept>
 #include <unordered_map>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezBrep)
@@ -51,7 +53,12 @@ TezRef<TezIndexedMesh> TezBrep::Tessellate()
     std::vector<unsigned>& indices = mesh->GetIndices();
     for (TezRef<TezBrepFace> const& face : faces) {
         TezBrepFaceMesh part;
-        face->Tessellate(part);
+        try {
+            face->Tessellate(part);
+        } catch (std::runtime_error const& error) {
+            TezLogger::warn("TezBrep::Tessellate: a face is left out: %s\n", error.what());
+            continue;
+        }
         std::vector<unsigned> remap(part.positions.size());
         for (size_t i = 0; i < part.positions.size(); ++i) {
             auto const inserted = welded.emplace(KeyOf(part.positions[i]), static_cast<unsigned>(vertices.size()));

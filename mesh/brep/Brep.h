@@ -10,8 +10,9 @@
 // normalised: 0 to 1 over the surface's knot range in each direction.
 //
 // Failures: ReadFromFile gives null and logs; writers give false and log.
-// A brep whose data cannot be rebuilt (a corrupt face) throws
-// std::runtime_error from the operation that meets it, naming the face.
+// A face whose loops cannot be rebuilt throws std::runtime_error, naming
+// the face, from its TessellateLoops and Tessellate; the brep's Tessellate
+// and the bounds leave such a face out with a warning.
 
 #include "core/Archive.h"
 #include "core/RefCounter.h"
@@ -94,7 +95,8 @@ public:
     virtual void GetVertexPoints(std::vector<TezVector3<float>>& points) = 0;
 
     // Every face meshed and joined; points of equal position are merged, so
-    // a closed brep gives a closed mesh.
+    // a closed brep gives a closed mesh. Faces that cannot be meshed are
+    // left out with a warning.
     TezRef<TezIndexedMesh> Tessellate();
 
 protected:

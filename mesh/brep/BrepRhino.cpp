@@ -262,7 +262,12 @@ std::vector<std::vector<TezBrepTrimPoint>> const& TezBrepFaceRhino::Trims()
 TezBox3<float> TezBrepFaceRhino::ComputeBounds()
 {
     TezBrepFaceMesh mesh;
-    Tessellate(mesh);
+    try {
+        Tessellate(mesh);
+    } catch (std::runtime_error const& error) {
+        // A face that cannot be meshed has no extent to show.
+        TezLogger::warn("TezBrepFaceRhino::ComputeBounds: %s\n", error.what());
+    }
     TezBox3<float> box;
     for (TezVector3<float> const& p : mesh.positions)
         box += p;

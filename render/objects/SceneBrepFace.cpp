@@ -1,5 +1,6 @@
 #include "render/objects/SceneBrepFace.h"
 
+#include "core/Logger.h"
 #include "mesh/brep/Brep.h"
 #include "render/effects/GeometryEffects.h"
 #include "render/gl/FrameBuffer.h"
@@ -7,6 +8,8 @@
 #include "render/scene/SceneDrawData.h"
 
 #include <GL/glew.h>
+
+#include <stdexcept>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneBrepFace)
 TEZ_TYPIFIED_IMPL(TezSceneBrepFace, "Brep Face Scene Object")
@@ -50,7 +53,15 @@ bool TezSceneBrepFace::BuildObject()
 
     int nu = 0, nv = 0;
     std::vector<TezBrepFacePoint> points;
-    m_face->MakeSurfaceGrid(nu, nv, points);
+    TezBrepFaceMesh mesh;
+    try {
+        m_face->MakeSurfaceGrid(nu, nv, points);
+        m_face->Tessellate(mesh);
+    } catch (std::runtime_error const& error) {
+        // A face that cannot be rebuilt is not drawn; the others are.
+        TezLogger::warn("TezSceneBrepFace: %s\n", error.what());
+        return true;
+    }
     std::vector<float> floats;
     floats.reserve(points.size() * 8);
     for (TezBrepFacePoint const& p : points)
@@ -67,8 +78,6 @@ bool TezSceneBrepFace::BuildObject()
     m_grid.Upload(floats, {3, 3, 2}, indices);
 
     // The trimmed region, for the trim texture.
-    TezBrepFaceMesh mesh;
-    m_face->Tessellate(mesh);
     floats.clear();
     for (size_t i = 0; i < mesh.positions.size(); ++i)
         floats.insert(floats.end(), {mesh.positions[i].x, mesh.positions[i].y, mesh.positions[i].z, mesh.normals[i].x,

@@ -7,7 +7,8 @@
 // face's own triangulation, drawn at its parameters) into that texture,
 // once after each build; pass 1 draws the grid with the texture on unit 0.
 //
-// Bounds are those of the trimmed face. BuildObject, DrawObject and
+// Bounds are those of the trimmed face. A face whose loops cannot be
+// rebuilt draws nothing and logs a warning. BuildObject, DrawObject and
 // UnbuildObject need the context current; the texture's pass keeps the
 // caller's frame buffer, viewport and depth test as it found them.
 

@@ -365,6 +365,7 @@ public:
         return n;
     }
     bool AtEnd() const { return m_position == m_size; }
+    size_t Remaining() const { return m_size - m_position; }
 
 private:
     void Need(size_t n)
@@ -418,7 +419,7 @@ void DecodeSurface(Reader& reader, TezNurbsSurface3<double>& surface)
     std::vector<double> const kv = Knots(reader);
     if (degreeU < 1 || degreeV < 1 || degreeU > 8 || degreeV > 8 || nu < static_cast<size_t>(degreeU) + 1 ||
         nv < static_cast<size_t>(degreeV) + 1 || ku.size() != nu + degreeU + 1 || kv.size() != nv + degreeV + 1 ||
-        nu * nv > 1u << 24)
+        nu * nv > reader.Remaining() / 32)
         Fail("corrupt reply (a surface of degrees " + std::to_string(degreeU) + ", " + std::to_string(degreeV) +
              " with " + std::to_string(nu) + " x " + std::to_string(nv) + " points)");
     surface.Initialize(static_cast<int>(nu), static_cast<int>(nv), degreeU, degreeV);
