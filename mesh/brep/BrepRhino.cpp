@@ -321,5 +321,11 @@ void TezBrepFaceRhino::MakeSurfaceGrid(int& nu, int& nv, std::vector<TezBrepFace
 
 void TezBrepFaceRhino::Tessellate(TezBrepFaceMesh& mesh)
 {
-    TezBrepTessellateFace(m_model->breps[m_brep], m_face, Trims(), mesh);
+    if (!m_meshMade) {
+        TezBrepFaceMesh made;
+        TezBrepTessellateFace(m_model->breps[m_brep], m_face, Trims(), made);
+        m_mesh = std::move(made);
+        m_meshMade = true;
+    }
+    mesh = m_mesh;
 }

@@ -109,4 +109,8 @@ private:
     int m_face;
     bool m_trimsMade = false;
     std::vector<std::vector<TezBrepTrimPoint>> m_trims;
+    // The face's mesh, made once: the bounds, the drawing and the export
+    // all ask for it.
+    bool m_meshMade = false;
+    TezBrepFaceMesh m_mesh;
 };
