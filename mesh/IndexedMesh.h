@@ -22,11 +22,13 @@
 #include "math/Vector.h"
 
 #include <cstdio>
+#include <map>
 #include <set>
 #include <vector>
 
 TEZ_DECLARE_REF_FUNCTIONS(TezIndexedMesh)
 TEZ_DECLARE_REF_FUNCTIONS(TezMeshIndexList)
+TEZ_DECLARE_REF_FUNCTIONS(TezMeshKDTree)
 
 struct TezMeshVertex
 {
@@ -74,6 +76,12 @@ public:
 
     // True if any index of one triangle equals any index of the other.
     static bool HasCommonVertices(TezMeshTriangle const& a, TezMeshTriangle const& b);
+    // Moeller's interval test (mesh/TriangleIntersection.h); touching counts.
+    static bool Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b);
+    // Also the coplanar flag and, for a crossing pair, the segment of
+    // intersection with the triangle (0 a, 1 b) and edge of each end.
+    static bool Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b, bool& coplanar, TezVector3<float>& start,
+                          int& startTriangle, int& startEdge, TezVector3<float>& end, int& endTriangle, int& endEdge);
 
 private:
     unsigned int m_index[3];
@@ -137,6 +145,15 @@ public:
     void RemoveDuplicateTriangles(bool keepFirst);
     // Drops the listed triangles; vertices stay, used or not.
     void RemoveTriangles(TezRef<TezMeshIndexList> triangles);
+
+    // ---- self-intersections (mesh/MeshKDTree.h) ----
+    // Pairs (t, u), t < u, of intersecting triangles without a common vertex
+    // index, found through the tree's corner leaves; returns their number.
+    // A tree over another mesh is refused with std::runtime_error.
+    size_t FindSelfIntersections(TezRef<TezMeshKDTree> tree, std::multimap<unsigned int, unsigned int>& pairs);
+    // The triangles of the map's first pair only, as it stands; empty for an
+    // empty map.
+    static TezRef<TezMeshIndexList> IndexListFromMap(std::multimap<unsigned int, unsigned int>& pairs);
 
     // ---- files ----
     // By the path's last four characters, in any case: ".ply", ".stl",

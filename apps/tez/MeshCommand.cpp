@@ -7,6 +7,7 @@
 #include "mesh/TopologyMesh.h"
 #include "tez/Cli.h"
 #include "tez/HostApplication.h"
+#include "tez/MeshHolesPicture.h"
 
 #include <cerrno>
 #include <cstring>
@@ -96,7 +97,9 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
 
     // Timing lines of the readers stay off the report unless MVLog asks.
     TezLogger::SetConsoleLevel(TezLogger::Warn);
-    TezHostApplication app;
+    // A picture to draw needs the application's GL context.
+    TezCommandGLContext gl(!parsed.picture.empty());
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
     return sub->run(parsed, out, err);
 }
 

@@ -24,6 +24,7 @@ struct TezMeshArgs
     bool ascii = false; // --ascii
     // fill-holes
     size_t maxEdges = std::numeric_limits<size_t>::max();
+    std::string picture; // --picture OUT.png: before and after, holes in red
     // curvature
     std::string perVertex;
     bool fileNormals = false;

@@ -3,6 +3,7 @@
 #include "mesh/MeshCurvature.h"
 #include "mesh/TopologyMesh.h"
 #include "tez/Cli.h"
+#include "tez/MeshHolesPicture.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -58,6 +59,7 @@ void TezMeshFillHolesOptions(CLI::App& app, TezMeshArgs& args)
     app.add_option("--max-edges", args.maxEdges, "fill only holes of at most N boundary edges (default: all)")
         ->type_name("N")
         ->check(CLI::Range(0, 1000000000));
+    app.add_option("--picture", args.picture, "draw the mesh before and after, holes in red")->type_name("OUT.png");
 }
 
 void TezMeshCurvatureOptions(CLI::App& app, TezMeshArgs& args)
@@ -80,6 +82,7 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     size_t const triangles = mesh->GetNumTriangles();
     size_t const vertices = mesh->GetNumVertices();
     std::fprintf(out, "faulty triangles removed: %zu\n", read - triangles);
+    TezRef<TezIndexedMesh> const before = args.picture.empty() ? nullptr : mesh->Copy();
 
     TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
     size_t const holes = topology->GetNumHoles();
@@ -111,7 +114,7 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         }
     }
     std::fprintf(out, "holes left: %zu\n", TezMeshCountHoles(result));
-    return 0;
+    return before ? TezWriteHolesPicture(before, result, args.picture, 1280, 640, out, err) : 0;
 }
 
 int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
