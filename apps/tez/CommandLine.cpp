@@ -22,6 +22,8 @@ std::vector<TezSubCommand> const& TezSubCommands()
         // mesh
         {"mesh", "tez mesh COMMAND FILE [-o OUT]",
          "read an STL, OBJ or PLY mesh; info, check, clean, fill-holes, curvature", TezMeshCommand},
+        {"brep", "tez brep COMMAND FILE.3dm", "Rhino 3DM B-reps: info, mesh, render, sample (tez brep --help)",
+         TezBrepCommand},
 
         // render
         {"render", "tez render [SOURCE | --octree FILE]", "ray cast slices, a scan or an octree into a picture",

@@ -48,6 +48,8 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 // mesh
 // tez mesh COMMAND FILE [-o OUT.stl] [--ascii]; the commands are in tez/MeshCommand.h
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez brep info|mesh|render|sample ...: B-reps of Rhino 3DM files
+int TezBrepCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // render
 // tez render [SOURCE | --octree FILE] [-o OUT.png] [options]; no
