@@ -9,10 +9,10 @@
 // The check and clean-up operations compare vertex indices only, never
 // positions, and report progress through the application's UI manager (and
 // run silently without an application). Readers return a null reference on
-// any failure (missing file, bad header, short or malformed data) and never
-// throw; a file that claims more data than it holds is refused before
-// anything of that size is allocated. A path that is not a regular file (a
-// directory, a device) is refused with a warning in the log.
+// any failure (missing file, bad header, short or malformed data, or the
+// host's stop flag raised while an STL file is read) and never throw; a file that claims more data than it holds is
+// refused before anything of that size is allocated. A path that is not a regular file (a directory, a device) is
+// refused with a warning in the log.
 
 #include "core/RefCounter.h"
 #include "core/String.h"
@@ -137,6 +137,8 @@ public:
     // (same three indices in any order) and non-manifold edges (edges of
     // three or more triangles). True when all three counts are 0.
     bool Check(TezMeshCheckResults& results);
+    // The two removals leave the mesh as it was when the host raises its
+    // stop flag while they look for triangles to remove.
     void RemoveDegenerateTriangles();
     // Vertices with a NaN or infinite coordinate, used by a triangle or not.
     // Check leaves positions alone; a file can still carry such values.

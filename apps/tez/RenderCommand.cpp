@@ -29,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -82,6 +83,7 @@ struct RenderOptions
 {
     std::string output = "tez-render.png";
     std::string octreeFile;
+    std::string depthOutput; // empty: none
     int width = 1024;
     int height = 768;
     int view = TezCameraView::Tilted;
@@ -137,6 +139,20 @@ void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
     app.add_option("-o,--output", o.output, "picture to write; the extension picks the format")
         ->check(TezCliImageName())
         ->capture_default_str();
+    CLI::Option* depth = app.add_option(
+        "--depth", o.depthOutput,
+        "also write each pixel's depth, 0 near to 1 far: floats in .exr, 16 bits in .png or .tif (the volume "
+        "is cast alone, without GL geometry)");
+    depth->check(CLI::Validator(
+        [](std::string& name) {
+            std::string const lower = CLI::detail::to_lower(name);
+            for (char const* end : {".exr", ".png", ".tif", ".tiff"})
+                if (lower.size() > std::strlen(end) &&
+                    lower.compare(lower.size() - std::strlen(end), std::string::npos, end) == 0)
+                    return std::string();
+            return "'" + name + "' must end in .exr, .png, .tif or .tiff";
+        },
+        "", "depth image name"));
     CLI::Option* octree = app.add_option("--octree", o.octreeFile, "render a saved octree instead of a SOURCE");
     app.add_option("--size", w.size, "picture size in pixels (default 1024x768)")->check(TezCliPictureSize(1, 16384));
     app.add_option("--view", w.view, "front, back, right, left, top, bottom, tilted (default), isometric")
@@ -195,6 +211,8 @@ void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
                    "save the document holding the volume; tez render DOC.mvne draws it again (--tf and --color "
                    "then change its looks for that picture)")
         ->type_name("DOC.mvne");
+    for (char const* drawn : {"--slices", "--box", "--mesh", "--save"})
+        depth->excludes(drawn);
 }
 
 bool IsDocumentName(std::string const& name)
@@ -317,6 +335,18 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
     if (buffer.Upload(table.data(), bytes) != TezDeviceSuccess)
         throw std::runtime_error("cannot copy the transfer function to the device");
     return buffer;
+}
+
+// The depth of each pixel's surface as GL's window depth, 0 (near) to 1
+// (far; no surface): floats in EXR, 16-bit integers in PNG and TIFF.
+bool SaveDepth(std::vector<uint32_t> const& words, RenderOptions const& o, std::string const& path)
+{
+    std::vector<float> depth(words.size());
+    for (size_t i = 0; i < words.size(); ++i)
+        depth[i] = words[i] == 0 || words[i] == 0xFFFFFFFFu ? 1.0f : float(double(words[i]) / 16777216.0);
+    bool const exr = CLI::detail::to_lower(path.substr(path.size() - 4)) == ".exr";
+    TezImage image;
+    return image.CreateGreyFromValues(depth.data(), o.width, o.height, false, exr) && image.Save(path.c_str());
 }
 
 // The control points in data units: the given ones, or opaque from 30% of
@@ -465,7 +495,7 @@ int RenderSavedDocument(TezHostApplication& app, std::string const& path, Render
 
 int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
 {
-    ui.BeginStep(kRendering);
+    ui.BeginStep(kRendering, o.transparent ? 2 : 1);
     TezVoxelOctree& tree = *octree;
     TezBox3<float> const bounds = tree.GetBounds();
     TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
@@ -551,14 +581,30 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
     ui.BeginStep(kWriting);
     TezImage picture;
     TezOutputFile file(o.output);
-    if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
-        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
-        ui.ClearProgress();
+    bool const saved = picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) &&
+                       picture.Save(file.GetTemporaryPath().c_str());
+    std::unique_ptr<TezOutputFile> depthFile;
+    bool depthSaved = true;
+    if (!o.depthOutput.empty()) {
+        depthFile = std::make_unique<TezOutputFile>(o.depthOutput);
+        depthSaved = SaveDepth(buffers.ReadDepth(), o, depthFile->GetTemporaryPath());
+    }
+    // Ctrl-C while the files were written still means: nothing written.
+    if (TezTerminalUI::StopRequested())
+        return Stopped(ui, err);
+    ui.ClearProgress();
+    if (!saved || !file.Commit()) {
         std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return 1;
     }
-    ui.ClearProgress();
     std::fprintf(out, "%s\n", o.output.c_str());
+    if (depthFile) {
+        if (!depthSaved || !depthFile->Commit()) {
+            std::fprintf(err, "tez render: cannot write %s: %s\n", o.depthOutput.c_str(), std::strerror(errno));
+            return 1;
+        }
+        std::fprintf(out, "%s\n", o.depthOutput.c_str());
+    }
     return drawn ? 0 : 1;
 }
 } // namespace
@@ -592,6 +638,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     TezTerminalUI& ui = app.GetTerminalUI();
     if (documentFile) {
+        if (!options.depthOutput.empty())
+            return TezCliUsageError(cli, "--depth is for a volume source, not a document", err);
         if (!gl.Ok()) {
             std::fprintf(err, "tez render: a document is drawn with GL; these need GL: %s", gl.Problem().c_str());
             return 1;
@@ -667,7 +715,8 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     if (!tree)
         return 1;
     try {
-        if (gl.Ok())
+        // The depth is the ray caster's own; a document's picture merges GL's in.
+        if (gl.Ok() && options.depthOutput.empty())
             return RenderInDocument(app, tree, options, ui, out, err);
         return Render(tree, options, ui, out, err);
     } catch (std::exception const& error) {

@@ -19,6 +19,20 @@ if(private_headers)
   message(FATAL_ERROR "internal headers were installed: ${private_headers}")
 endif()
 
+# The installed program starts from the installed tree alone: it finds its
+# library through its RPATH, not through the build's.
+if(EXISTS ${prefix}/bin/tez)
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/tez --version)
+  if(NOT last_output MATCHES "^tez \\(Tezcore\\) ")
+    message(FATAL_ERROR "installed tez printed: ${last_output}")
+  endif()
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/tez sample ${WORK_DIR}/sample --size 8)
+  file(GLOB_RECURSE completion ${prefix}/share/bash-completion/completions/tez)
+  if(NOT completion)
+    message(FATAL_ERROR "the bash completion was not installed")
+  endif()
+endif()
+
 # find_package(Tezcore) and Tezcore::Tezcore
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_BUILD_TYPE=Release)
