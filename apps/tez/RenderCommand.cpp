@@ -96,6 +96,9 @@ struct RenderOptions
     int cutAxis = -1;
     int bits = 0;           // 0: as the source
     double voxelSize = 0.0; // 0: the source's x spacing
+    // The source's spacing along y and z over its spacing along x: the
+    // octree has one voxel size, the picture keeps the scan's proportions.
+    TezVector3<float> proportions{1.0f, 1.0f, 1.0f};
     int memoryLimit = 1024;
     bool limitGiven = false;
     bool slices = false;
@@ -378,6 +381,20 @@ bool CutPlane(RenderOptions const& o, TezBox3<float> const& bounds, TezPlane<flo
     return false;
 }
 
+bool Anisotropic(RenderOptions const& o) { return o.proportions.y != 1.0f || o.proportions.z != 1.0f; }
+
+// The octree's box stretched to the scan's proportions (about the origin, as
+// the volume's transform stretches it).
+TezBox3<float> Proportioned(RenderOptions const& o, TezBox3<float> const& box)
+{
+    TezVector3<float> low = box.GetMinimum(), high = box.GetMaximum();
+    for (int axis = 1; axis < 3; ++axis) {
+        low[axis] *= o.proportions[axis];
+        high[axis] *= o.proportions[axis];
+    }
+    return TezBox3<float>(low, high);
+}
+
 void WarnIfEmpty(size_t shown, bool hasRange, double low, double high, FILE* err)
 {
     if (shown != 0)
@@ -427,9 +444,11 @@ int RenderInDocument(TezHostApplication& app, TezRef<TezVoxelOctree> const& octr
     TezDocumentRenderOptions d = DocumentOptions(o);
     d.points = NormalisedPoints(DataPoints(o, low, high), octree->GetBitsPerPixel());
     d.hasColour = true;
-    d.hasCut = CutPlane(o, octree->GetBounds(), d.cut);
+    d.hasCut = CutPlane(o, Proportioned(o, octree->GetBounds()), d.cut);
     TezRef<TezHostDocument> document(app.NewDocument());
-    TezAddVolumeToDocument(document, octree);
+    TezRef<TezDocCubeVolume> volume = TezAddVolumeToDocument(document, octree);
+    if (Anisotropic(o))
+        volume->SetTransform(TezAnisotropicTransform<float>(o.proportions) * volume->GetTransform());
     size_t shown = 0;
     int const code = DrawDocument(document, d, ui, shown, out, err);
     if (code == 0)
@@ -497,8 +516,9 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
 {
     ui.BeginStep(kRendering, o.transparent ? 2 : 1);
     TezVoxelOctree& tree = *octree;
-    TezBox3<float> const bounds = tree.GetBounds();
-    TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
+    TezBox3<float> const bounds = Proportioned(o, tree.GetBounds());
+    TezMatrix44<float> const matrix = TezAnisotropicTransform<float>(o.proportions) *
+                                      TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
 
     TezRef<TezCameraView> camera = TezCameraView::Create();
     camera->Resize(o.width, o.height);
@@ -685,6 +705,7 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
             return 1;
         int const bits = options.bits ? options.bits : source.NativeBits();
         double const voxelSize = options.voxelSize > 0 ? options.voxelSize : images->GetSpacing().x;
+        options.proportions = images->GetProportions();
         if (options.slices) {
             TezRef<TezImageStack> stack(dynamic_cast<TezImageStack*>(images.Get()));
             if (!stack)

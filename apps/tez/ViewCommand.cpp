@@ -166,6 +166,7 @@ struct Options
 struct Loaded
 {
     TezRef<TezVoxelOctree> octree;
+    TezVector3<float> proportions{1.0f, 1.0f, 1.0f}; // the scan's, see TezVolumeData
     TezRef<TezIndexedMesh> mesh;
     bool opened = false; // a document, read already
     std::string problem;
@@ -179,6 +180,7 @@ Loaded LoadVolume(TezVolumeSourceArgs source, FILE* err)
         loaded.problem = "the source cannot be read";
         return loaded;
     }
+    loaded.proportions = images->GetProportions();
     loaded.octree = TezVoxelOctree::CreateFromVolumeData(TezString("volume"), images, images->GetSpacing().x,
                                                          source.NativeBits(), 1024);
     if (!loaded.octree)
@@ -488,6 +490,8 @@ void Viewer::FinishLoading(Loaded loaded)
     TezRef<TezHostDocument> document = Document();
     if (loaded.octree) {
         TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(loaded.octree);
+        if (loaded.proportions != TezVector3<float>(1.0f, 1.0f, 1.0f))
+            volume->SetTransform(TezAnisotropicTransform<float>(loaded.proportions) * volume->GetTransform());
         // Opaque from 30% of the data's range up, as tez render shows it.
         TezCmdUpdateTransferFunction::Create(volume, {{0, 0}, {0.29f, 0}, {0.3f, 1}, {1, 1}})->Execute();
         volume->GetSceneObject()->SetColor({0.9f, 0.85f, 0.75f, 1.0f});

@@ -326,3 +326,35 @@ TEST(TezRenderCommand, SlicesCoverWhatTheCastCovers)
     EXPECT_NEAR(a.right, b.right, 3);
     EXPECT_EQ(RunTez({"render", "--slices", "--transparent"}).code, 2) << "layers are the octree's";
 }
+
+TEST(TezRenderCommand, AnisotropicScanKeepsItsProportions)
+{
+    // A ball 52 units across in a scan with slices 2 units apart: 64 x 64
+    // pixels, 32 slices. Seen from the side it must be as tall as it is wide,
+    // through the document and through the bare cast (a depth output).
+    std::string const path = ::testing::TempDir() + "tez-render-aniso.nrrd";
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_TRUE(f);
+    std::fprintf(f, "NRRD0004\ntype: uint8\ndimension: 3\nsizes: 64 64 32\nspacings: 1 1 2\nencoding: raw\n\n");
+    for (int z = 0; z < 32; ++z)
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x) {
+                double const dx = x - 31.5, dy = y - 31.5, dz = (z - 15.5) * 2.0;
+                std::fputc(dx * dx + dy * dy + dz * dz < 26.0 * 26.0 ? 200 : 0, f);
+            }
+    std::fclose(f);
+    std::string const out = ::testing::TempDir() + "tez-render-aniso.png";
+    std::string const depth = ::testing::TempDir() + "tez-render-aniso-depth.png";
+    for (bool bare : {false, true}) {
+        for (char const* view : {"front", "right", "top"}) {
+            TezArgs args{"render", path, "--view", view, "--ortho", "--size", "200x200", "-o", out};
+            if (bare)
+                args.insert(args.end(), {"--depth", depth});
+            Captured c = RunTez(args);
+            ASSERT_EQ(c.code, 0) << c.err;
+            Lit const lit = LitPixels(out);
+            double const width = lit.right - lit.left + 1, height = lit.bottom - lit.top + 1;
+            EXPECT_NEAR(width / height, 1.0, 0.06) << view << (bare ? " (bare cast)" : " (document)");
+        }
+    }
+}
