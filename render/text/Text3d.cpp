@@ -132,6 +132,8 @@ TezFontRecord* TezText3d::Resolve()
         m_font = found->second.get();
         if (m_font->qfont)
             SetFlatLayout(true);
+        else
+            m_flatLayout = false;
         return m_font;
     }
     auto record = std::make_unique<TezFontRecord>();
@@ -158,6 +160,8 @@ TezFontRecord* TezText3d::Resolve()
             record->monospaced = fields[1] == "mono";
         }
         record->resolvedFamily = tez_text::ResolveFont(record->family).family;
+        // Outline glyphs have no pixel form.
+        m_flatLayout = false;
     }
     m_font = record.get();
     fonts.emplace(name, std::move(record));

@@ -8,7 +8,8 @@
 // per-user cache folder when that cannot be written), drawn in pixels at
 // the projected position. "<family>[,<size>]" is solid text: each character
 // an extruded mesh (TezGlyph) of the outline, drawn in the world, its height
-// in units of the size's pixels. Families resolve through fontconfig to the
+// in units of the size's pixels; resolving such a font turns the flat
+// layout off, as a bitmap font turns it on. Families resolve through fontconfig to the
 // installed font of that name or the closest one, with one warning; a size
 // of 0 or below is 12. One font record per name lives for the process and is
 // shared by all texts.
