@@ -80,8 +80,9 @@ void BM_FontPagesLoadFromCache(benchmark::State& state)
 }
 BENCHMARK(BM_FontPagesLoadFromCache)->Unit(benchmark::kMillisecond);
 
-// 100 labels of 100 characters (characters = 10,000), or an empty frame.
-void DrawLabels(benchmark::State& state, int labels)
+// `labels` labels of 100 characters each, in `lines` lines; none: an empty
+// frame.
+void DrawLabels(benchmark::State& state, int labels, int lines = 1)
 {
     TextBenchContext& gl = Context();
     if (!gl.ok) {
@@ -92,6 +93,9 @@ void DrawLabels(benchmark::State& state, int labels)
     std::string line;
     for (int i = 0; i < 100; ++i)
         line += static_cast<char>('!' + (i * 7) % 90);
+    std::string const one = line;
+    for (int i = 1; i < lines; ++i)
+        line += "\n" + one;
     for (int i = 0; i < labels; ++i) {
         TezRef<TezSceneText> label =
             TezSceneText::Create(line.c_str(), {-4.0f + (i % 2) * 4.0f, -2.9f + (i / 2) * 0.12f, 0.0f});
@@ -123,7 +127,7 @@ void DrawLabels(benchmark::State& state, int labels)
     for (auto _ : state)
         drawFrame();
     frame->Unbind();
-    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(labels) * 100);
+    state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(labels) * lines * 100);
     state.counters["fps"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     scene = nullptr;
     frame = nullptr;

@@ -681,14 +681,13 @@ void QFont::Print(TezString const& text, float x, float y)
         Layout(text, x, y, m_scratch, m_data->pages.size() == 1 ? -1 : static_cast<int>(p));
         if (m_scratch.empty())
             continue;
-        size_t const bytes = m_scratch.size() * sizeof(float);
-        if (bytes > m_bufferBytes) {
-            m_bufferBytes = bytes * 2;
-            glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(m_bufferBytes), nullptr, GL_STREAM_DRAW);
-        }
-        glBufferSubData(GL_ARRAY_BUFFER, 0, static_cast<GLsizeiptr>(bytes), m_scratch.data());
+        // A fresh store each time (the driver orphans the old one), so that
+        // no draw waits for the one before it to finish reading.
+        size_t const count = m_scratch.size() / 5;
+        glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(m_scratch.size() * sizeof(float)), m_scratch.data(),
+                     GL_STREAM_DRAW);
         glBindTexture(GL_TEXTURE_2D, m_data->pages[p].texture);
-        glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(m_scratch.size() / 5));
+        glDrawArrays(GL_TRIANGLES, 0, static_cast<GLsizei>(count));
     }
     glBindTexture(GL_TEXTURE_2D, 0);
     glBindVertexArray(0);
@@ -709,7 +708,6 @@ void QFont::ReleaseGL()
         glDeleteVertexArrays(1, &m_array);
         glDeleteBuffers(1, &m_buffer);
         m_array = m_buffer = 0;
-        m_bufferBytes = 0;
     }
 }
 

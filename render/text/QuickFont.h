@@ -175,7 +175,6 @@ private:
     TezRef<QFontData> m_data;
     std::vector<TezRef<QFontRenderOptions>> m_options;
     unsigned m_array = 0, m_buffer = 0;
-    size_t m_bufferBytes = 0;
     std::vector<float> m_scratch;
 };
 
