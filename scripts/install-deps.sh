@@ -12,7 +12,7 @@ packages=(
   python3 python3-dev pybind11-dev
   libtbb-dev libfreeimage-dev libtinyxml2-dev libgdcm-dev
   libdeflate-dev libisal-dev zlib1g-dev libdw-dev
-  libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
+  libfreetype-dev libfontconfig-dev fonts-dejavu-core libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth
   libcli11-dev python3-numpy python3-pytest xdotool x11-apps
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
