@@ -34,6 +34,12 @@ configure_file(cmake/tezcore.pc.in ${PROJECT_BINARY_DIR}/tezcore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tezcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(TARGET tez)
+  # The installed program finds libTezcore beside it, wherever the tree is
+  # moved: $ORIGIN/../lib (or the platform's lib folder).
+  file(RELATIVE_PATH TEZ_BIN_TO_LIB /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+  set_target_properties(tez PROPERTIES INSTALL_RPATH "$ORIGIN/${TEZ_BIN_TO_LIB}")
   install(TARGETS tez RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES scripts/tez-completion.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+          RENAME tez)
 endif()
 install(DIRECTORY media/ DESTINATION ${CMAKE_INSTALL_BINDIR}/media OPTIONAL)

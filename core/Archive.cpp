@@ -201,10 +201,18 @@ void TezArchive::WriteEndSection() { WriteString("sectionEnd", "end"); }
 
 void TezArchive::WriteObject(char const* tag, TezRef<TezIdentifiableObject> object)
 {
+    uint32_t id = object ? object->Id() : 0;
+    if (id != 0 && m_numberObjectsInOrder)
+        id = m_writtenNumbers.emplace(id, uint32_t(m_writtenNumbers.size() + 1)).first->second;
+    WriteObjectRecord(tag, id, object ? object->TypeName() : TezString(""));
+}
+
+void TezArchive::WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName)
+{
     WriteTag(tag);
     WriteSize(0, false);
-    WriteUnsignedLong("ObjectId", object ? object->Id() : 0);
-    WriteString("TypeName", object ? object->TypeName() : TezString(""));
+    WriteUnsignedLong("ObjectId", id);
+    WriteString("TypeName", typeName);
 }
 
 void TezArchive::Flush()
@@ -369,6 +377,14 @@ void TezArchive::ReadBinary(void* dest, size_t expected)
         Fail(text.c_str());
     }
     ReadValue(dest, code);
+}
+
+uint64_t TezArchive::PeekValueSize()
+{
+    int64_t const position = GetPosition();
+    SizeCode const code = ReadSize();
+    SetPosition(position);
+    return code.size;
 }
 
 bool TezArchive::ReadBool()

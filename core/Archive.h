@@ -66,6 +66,15 @@ public:
     void WriteEndSection();
     // Writes which object is meant (id and type name), not its contents.
     void WriteObject(char const* tag, TezRef<TezIdentifiableObject> object);
+    // The same record with an id of the writer's choice (0: none), for
+    // files that number their objects themselves and so save the same
+    // content to the same bytes in every process.
+    void WriteObjectRecord(char const* tag, uint32_t id, TezString const& typeName);
+    // Off by default: records carry the objects' own ids. On: the first
+    // object written is 1, the next new one 2, and so on, so that the same
+    // content gives the same bytes whatever ids this process handed out
+    // (readers tell objects apart by the stored number either way).
+    void SetNumberObjectsInOrder(bool on) { m_numberObjectsInOrder = on; }
 
     // Reading.
     // The next tag, left pending so that the next read sees it again.
@@ -88,6 +97,11 @@ public:
     // Skips the value of the pending tag. A compressed value leaves the tag
     // pending, to be seen once more by the next ReadTag.
     void SkipUnknownTag();
+    // The size the pending tag's value will read as (the expanded size of a
+    // compressed one), looked at without reading it: readers check a stored
+    // count against it before they allocate. Call after ReadTag, on a stream
+    // that can seek (files do).
+    uint64_t PeekValueSize();
     // The object a record means: one object per stored id in this archive,
     // built by type name; null for id 0 or an unknown type.
     TezRef<TezIdentifiableObject> ReadObject();
@@ -135,6 +149,8 @@ private:
     FILE* m_file = nullptr;
     Mode m_mode = Read;
     std::map<uint32_t, TezRef<TezIdentifiableObject>> m_objects;
+    bool m_numberObjectsInOrder = false;
+    std::map<uint32_t, uint32_t> m_writtenNumbers;
     TezString m_pendingTag;
     uint64_t m_bufferPosition = 0;
     uint64_t m_bufferFill = 0;

@@ -1,9 +1,10 @@
 // The kernel's script functions, registered at load in one place so that
 // their order is fixed: new, open, save, save_as, export_main_window,
-// export_standard_view, export_animated_view.
+// export_standard_view, export_animated_view, then move_focus.
 
 #include "document/DocumentCommands.h"
 #include "document/ExportCommands.h"
+#include "document/ViewCommands.h"
 
 namespace {
 
@@ -34,6 +35,13 @@ double RunExportAnimated(void*, void** a, int n)
         FloatArg(a, n, 10), FloatArg(a, n, 11), FloatArg(a, n, 12), IntArg(a, n, 13)));
 }
 
+double RunMoveFocus(void*, void** a, int n)
+{
+    return Result(TezCmdMoveFocus::Run({FloatArg(a, n, 0), FloatArg(a, n, 1), FloatArg(a, n, 2)},
+                                       {FloatArg(a, n, 3), FloatArg(a, n, 4), FloatArg(a, n, 5)},
+                                       {FloatArg(a, n, 6), FloatArg(a, n, 7), FloatArg(a, n, 8)}, FloatArg(a, n, 9)));
+}
+
 void* PyNew(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunNew, nullptr, args, kwargs); }
 void* PyOpen(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunOpen, "s", args, kwargs); }
 void* PySave(void* args, void* kwargs) { return TezCommand::CallParseMethod(&RunSave, nullptr, args, kwargs); }
@@ -46,6 +54,11 @@ void* PyExportStandard(void* args, void* kwargs)
 void* PyExportAnimated(void* args, void* kwargs)
 {
     return TezCommand::CallParseMethod(&RunExportAnimated, "sssffffffffffi", args, kwargs);
+}
+
+void* PyMoveFocus(void* args, void* kwargs)
+{
+    return TezCommand::CallParseMethod(&RunMoveFocus, "ffffffffff", args, kwargs);
 }
 
 struct Registration
@@ -80,6 +93,14 @@ struct Registration
                         "vector\n    up_x  - x coord of camera up vector\n    up_y  - y coord of camera up "
                         "vector\n    up_z  - z coord of camera up vector\n    frames - Number of frames to "
                         "animate\n"});
+        // After the table's rows: the camera moves that a history replays.
+        list.push_back({&PyMoveFocus, nullptr, nullptr, "move_focus",
+                        "Moves the Render View camera to a pose, as one undoable step.\nParameters:\n    "
+                        "eye_x - x coord of camera eye vector\n    eye_y - y coord of camera eye vector\n    "
+                        "eye_z - z coord of camera eye vector\n    foc_x - x coord of camera focus vector\n    "
+                        "foc_y - y coord of camera focus vector\n    foc_z - z coord of camera focus vector\n    "
+                        "up_x  - x coord of camera up vector\n    up_y  - y coord of camera up vector\n    "
+                        "up_z  - z coord of camera up vector\n    fov - camera field of view\n"});
     }
 };
 

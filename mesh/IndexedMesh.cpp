@@ -432,6 +432,12 @@ int TezIndexedMesh::CheckNonManifold()
     return count;
 }
 
+namespace {
+// Triangles between two looks at the host's stop flag: a stopped clean-up
+// returns before it changed anything.
+constexpr size_t kStopPoll = 4096;
+} // namespace
+
 void TezIndexedMesh::RemoveDegenerateTriangles()
 {
     std::set<unsigned int> doomed;
@@ -442,6 +448,8 @@ void TezIndexedMesh::RemoveDegenerateTriangles()
             if (IsDegenerate(&m_indices[3 * t]))
                 doomed.insert(static_cast<unsigned int>(t));
             progress.Step();
+            if (t % kStopPoll == 0 && progress.StopRequested())
+                return;
         }
     }
     TezProgress().SetMessage("Removing degenerate triangles...");
@@ -464,6 +472,8 @@ void TezIndexedMesh::RemoveDuplicateTriangles(bool keepFirst)
                     doomed.insert(it->second);
             }
             progress.Step();
+            if (t % kStopPoll == 0 && progress.StopRequested())
+                return;
         }
     }
     TezProgress().SetMessage("Removing duplicate triangles...");

@@ -9,10 +9,10 @@
 // The check and clean-up operations compare vertex indices only, never
 // positions, and report progress through the application's UI manager (and
 // run silently without an application). Readers return a null reference on
-// any failure (missing file, bad header, short or malformed data) and never
-// throw; a file that claims more data than it holds is refused before
-// anything of that size is allocated. A path that is not a regular file (a
-// directory, a device) is refused with a warning in the log.
+// any failure (missing file, bad header, short or malformed data, or the
+// host's stop flag raised while an STL file is read) and never throw; a file that claims more data than it holds is
+// refused before anything of that size is allocated. A path that is not a regular file (a directory, a device) is
+// refused with a warning in the log.
 
 #include "core/RefCounter.h"
 #include "core/String.h"
@@ -22,11 +22,13 @@
 #include "math/Vector.h"
 
 #include <cstdio>
+#include <map>
 #include <set>
 #include <vector>
 
 TEZ_DECLARE_REF_FUNCTIONS(TezIndexedMesh)
 TEZ_DECLARE_REF_FUNCTIONS(TezMeshIndexList)
+TEZ_DECLARE_REF_FUNCTIONS(TezMeshKDTree)
 
 struct TezMeshVertex
 {
@@ -74,6 +76,12 @@ public:
 
     // True if any index of one triangle equals any index of the other.
     static bool HasCommonVertices(TezMeshTriangle const& a, TezMeshTriangle const& b);
+    // Moeller's interval test (mesh/TriangleIntersection.h); touching counts.
+    static bool Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b);
+    // Also the coplanar flag and, for a crossing pair, the segment of
+    // intersection with the triangle (0 a, 1 b) and edge of each end.
+    static bool Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b, bool& coplanar, TezVector3<float>& start,
+                          int& startTriangle, int& startEdge, TezVector3<float>& end, int& endTriangle, int& endEdge);
 
 private:
     unsigned int m_index[3];
@@ -129,6 +137,8 @@ public:
     // (same three indices in any order) and non-manifold edges (edges of
     // three or more triangles). True when all three counts are 0.
     bool Check(TezMeshCheckResults& results);
+    // The two removals leave the mesh as it was when the host raises its
+    // stop flag while they look for triangles to remove.
     void RemoveDegenerateTriangles();
     // Vertices with a NaN or infinite coordinate, used by a triangle or not.
     // Check leaves positions alone; a file can still carry such values.
@@ -137,6 +147,15 @@ public:
     void RemoveDuplicateTriangles(bool keepFirst);
     // Drops the listed triangles; vertices stay, used or not.
     void RemoveTriangles(TezRef<TezMeshIndexList> triangles);
+
+    // ---- self-intersections (mesh/MeshKDTree.h) ----
+    // Pairs (t, u), t < u, of intersecting triangles without a common vertex
+    // index, found through the tree's corner leaves; returns their number.
+    // A tree over another mesh is refused with std::runtime_error.
+    size_t FindSelfIntersections(TezRef<TezMeshKDTree> tree, std::multimap<unsigned int, unsigned int>& pairs);
+    // The triangles of the map's first pair only, as it stands; empty for an
+    // empty map.
+    static TezRef<TezMeshIndexList> IndexListFromMap(std::multimap<unsigned int, unsigned int>& pairs);
 
     // ---- files ----
     // By the path's last four characters, in any case: ".ply", ".stl",

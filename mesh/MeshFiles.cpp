@@ -164,8 +164,11 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromStlAscii(FILE* file)
         scan.SkipToken();
         for (Vec const& corner : p)
             joiner.Add(corner, normal);
-        if ((t + 1) % 1000 == 0)
+        if ((t + 1) % 1000 == 0) {
             progress.Step();
+            if (progress.StopRequested())
+                return nullptr;
+        }
     }
     TezRef<TezIndexedMesh> mesh = joiner.Finish();
     TezLogger::info("TIME: Read ASCII STL file: %.3f\n", TezTimer::TimeElapsed(start));
@@ -212,6 +215,8 @@ TezRef<TezIndexedMesh> TezIndexedMesh::ReadFromStlBinary(FILE* file)
         done += static_cast<uint32_t>(n);
         if (n == chunkTriangles)
             progress.Step();
+        if (progress.StopRequested())
+            return nullptr;
     }
     if (std::ferror(file))
         return nullptr;

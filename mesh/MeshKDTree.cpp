@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <stdexcept>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezMeshKDTree)
 
@@ -203,4 +204,17 @@ TezRef<TezMeshIndexList> TezIndexListFromMap(std::multimap<unsigned int, unsigne
     for (unsigned int t : both)
         list->Add(t);
     return list;
+}
+
+size_t TezIndexedMesh::FindSelfIntersections(TezRef<TezMeshKDTree> tree,
+                                             std::multimap<unsigned int, unsigned int>& pairs)
+{
+    if (tree && tree->GetMesh().Get() != this)
+        throw std::runtime_error("TezIndexedMesh::FindSelfIntersections: the tree is built over another mesh");
+    return TezFindSelfIntersections(tree, pairs);
+}
+
+TezRef<TezMeshIndexList> TezIndexedMesh::IndexListFromMap(std::multimap<unsigned int, unsigned int>& pairs)
+{
+    return TezIndexListFromMap(pairs);
 }

@@ -237,3 +237,15 @@ bool TezMeshTrianglesIntersect(const TezMeshTriangle& a, const TezMeshTriangle& 
     endEdge = last.edge;
     return hit;
 }
+
+bool TezMeshTriangle::Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b)
+{
+    return TezMeshTrianglesIntersect(a, b);
+}
+
+bool TezMeshTriangle::Intersect(TezMeshTriangle const& a, TezMeshTriangle const& b, bool& coplanar,
+                                TezVector3<float>& start, int& startTriangle, int& startEdge, TezVector3<float>& end,
+                                int& endTriangle, int& endEdge)
+{
+    return TezMeshTrianglesIntersect(a, b, coplanar, start, startTriangle, startEdge, end, endTriangle, endEdge);
+}

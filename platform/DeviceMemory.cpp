@@ -185,6 +185,8 @@ char const* TezDeviceErrorString(int error)
         return "invalid argument";
     case TezDeviceErrorMemoryAllocation:
         return "out of memory";
+    case TezDeviceErrorNoDevice:
+        return "no CUDA-capable device is detected";
     default:
         return "unrecognized error code";
     }
@@ -213,4 +215,84 @@ int TezDeviceReset()
         return static_cast<int>(cudaDeviceReset());
 #endif
     return TezDeviceSuccess;
+}
+
+int TezDeviceGetCount(int* count)
+{
+    if (!count)
+        return TezDeviceErrorInvalidValue;
+    *count = 0;
+#if TEZ_HAVE_CUDA_RUNTIME
+    return static_cast<int>(cudaGetDeviceCount(count));
+#else
+    return TezDeviceErrorNoDevice;
+#endif
+}
+
+int TezDeviceGetProperties(TezDeviceProperties* properties, int device)
+{
+    if (!properties)
+        return TezDeviceErrorInvalidValue;
+    *properties = TezDeviceProperties();
+#if TEZ_HAVE_CUDA_RUNTIME
+    cudaDeviceProp p{};
+    cudaError_t status = cudaGetDeviceProperties(&p, device);
+    if (status != cudaSuccess)
+        return static_cast<int>(status);
+    std::memcpy(properties->name, p.name, sizeof(properties->name) - 1);
+    properties->major = p.major;
+    properties->minor = p.minor;
+    properties->multiProcessorCount = p.multiProcessorCount;
+    properties->memoryBusWidth = p.memoryBusWidth;
+    properties->asyncEngineCount = p.asyncEngineCount;
+    properties->canMapHostMemory = p.canMapHostMemory;
+    properties->concurrentKernels = p.concurrentKernels;
+    for (int i = 0; i < 3; ++i) {
+        properties->maxGridSize[i] = p.maxGridSize[i];
+        properties->maxThreadsDim[i] = p.maxThreadsDim[i];
+    }
+    properties->maxThreadsPerBlock = p.maxThreadsPerBlock;
+    properties->maxThreadsPerMultiProcessor = p.maxThreadsPerMultiProcessor;
+    properties->memPitch = p.memPitch;
+    properties->regsPerBlock = p.regsPerBlock;
+    properties->regsPerMultiprocessor = p.regsPerMultiprocessor;
+    properties->sharedMemPerBlock = p.sharedMemPerBlock;
+    properties->sharedMemPerMultiprocessor = p.sharedMemPerMultiprocessor;
+    properties->totalConstMem = p.totalConstMem;
+    properties->totalGlobalMem = p.totalGlobalMem;
+    properties->unifiedAddressing = p.unifiedAddressing;
+    properties->warpSize = p.warpSize;
+    // Recent runtimes dropped these from the record; they are attributes.
+    status = cudaDeviceGetAttribute(&properties->computeMode, cudaDevAttrComputeMode, device);
+    if (status == cudaSuccess)
+        status = cudaDeviceGetAttribute(&properties->memoryClockRate, cudaDevAttrMemoryClockRate, device);
+    if (status == cudaSuccess)
+        status = cudaDeviceGetAttribute(&properties->kernelExecTimeoutEnabled, cudaDevAttrKernelExecTimeout, device);
+    return static_cast<int>(status);
+#else
+    (void)device;
+    return TezDeviceErrorNoDevice;
+#endif
+}
+
+int TezDeviceSetCurrent(int device)
+{
+#if TEZ_HAVE_CUDA_RUNTIME
+    return static_cast<int>(cudaSetDevice(device));
+#else
+    (void)device;
+    return TezDeviceErrorNoDevice;
+#endif
+}
+
+int TezDeviceGetCurrent(int* device)
+{
+    if (!device)
+        return TezDeviceErrorInvalidValue;
+    *device = 0;
+#if TEZ_HAVE_CUDA_RUNTIME
+    return static_cast<int>(cudaGetDevice(device));
+#else
+    return TezDeviceErrorNoDevice;
+#endif
 }

@@ -52,3 +52,44 @@ TEZ_API char const* TezDeviceErrorString(int error);
 TEZ_API int TezDeviceMemGetInfo(size_t* freeBytes, size_t* totalBytes);
 // Resets the device; a no-op on host arrays.
 TEZ_API int TezDeviceReset();
+
+// What device start-up reports of one device. Sizes in bytes, clock in kHz.
+struct TezDeviceProperties
+{
+    char name[256] = {0};
+    int major = 0;
+    int minor = 0;
+    // 0 default, 2 prohibited (no context may be made on it).
+    int computeMode = 0;
+    int multiProcessorCount = 0;
+    int memoryClockRate = 0;
+    int memoryBusWidth = 0;
+    int asyncEngineCount = 0;
+    int canMapHostMemory = 0;
+    int concurrentKernels = 0;
+    int kernelExecTimeoutEnabled = 0;
+    int maxGridSize[3] = {0, 0, 0};
+    int maxThreadsDim[3] = {0, 0, 0};
+    int maxThreadsPerBlock = 0;
+    int maxThreadsPerMultiProcessor = 0;
+    size_t memPitch = 0;
+    int regsPerBlock = 0;
+    int regsPerMultiprocessor = 0;
+    size_t sharedMemPerBlock = 0;
+    size_t sharedMemPerMultiprocessor = 0;
+    size_t totalConstMem = 0;
+    size_t totalGlobalMem = 0;
+    int unifiedAddressing = 0;
+    int warpSize = 0;
+};
+
+// cudaErrorNoDevice: what the device queries answer in a library built
+// without the CUDA runtime.
+constexpr int TezDeviceErrorNoDevice = 100;
+
+// The runtime's own device queries, asked whatever TezDeviceIsCuda says (they
+// are what decides whether a device can be used at all).
+TEZ_API int TezDeviceGetCount(int* count);
+TEZ_API int TezDeviceGetProperties(TezDeviceProperties* properties, int device);
+TEZ_API int TezDeviceSetCurrent(int device);
+TEZ_API int TezDeviceGetCurrent(int* device);

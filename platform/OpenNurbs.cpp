@@ -1,5 +1,35 @@
 #include "platform/OpenNurbs.h"
 
-// The B-rep layer keeps no process-wide state yet.
-void ON_Begin() {}
-void ON_End() {}
+namespace {
+
+struct Hooks
+{
+    TezOpenNurbsHook begin = nullptr;
+    TezOpenNurbsHook end = nullptr;
+};
+
+Hooks& TheHooks()
+{
+    static Hooks hooks;
+    return hooks;
+}
+
+} // namespace
+
+void TezSetOpenNurbsHooks(TezOpenNurbsHook begin, TezOpenNurbsHook end)
+{
+    TheHooks().begin = begin;
+    TheHooks().end = end;
+}
+
+void ON_Begin()
+{
+    if (TheHooks().begin)
+        TheHooks().begin();
+}
+
+void ON_End()
+{
+    if (TheHooks().end)
+        TheHooks().end();
+}

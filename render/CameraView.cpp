@@ -456,6 +456,14 @@ void TezCameraView::AnimateMove(TezVector3<float> const& eye, TezVector3<float> 
         runFocus -= focusStep;
         runUp -= upStep;
         runFov -= fovStep;
+        if (i == steps - 1) {
+            // The steps' sum misses the target by rounding, differently
+            // from every start: land on the target itself.
+            runEye = eye;
+            runFocus = focus;
+            runUp = up;
+            runFov = fov;
+        }
         // Steps that fall behind a 0.1 s schedule are dropped; the last one
         // always lands, so the camera ends on the target.
         if (i == steps - 1 || static_cast<double>(i) * 0.1 > TezTimer::TimeElapsed(start)) {

@@ -82,9 +82,9 @@ TezRef<TezRenderView> TezRenderViewManager::Create()
 
 TezRef<TezRenderView> TezRenderViewManager::CreateCuda()
 {
-    // Host buffers filled by the kernels' host loops; a device backing takes
-    // their place where the ray caster runs on a GPU.
-    TezRef<TezRenderView> view(new TezCudaRenderView(TezCreateHostOctreeViewBacking()));
+    // Device buffers where the ray caster runs on a GPU, otherwise host
+    // buffers filled by the kernels' host loops.
+    TezRef<TezRenderView> view(new TezCudaRenderView(TezCreateOctreeViewBacking()));
     m_views.push_back(view);
     return view;
 }

@@ -12,11 +12,11 @@ packages=(
   python3 python3-dev pybind11-dev
   libtbb-dev libfreeimage-dev libtinyxml2-dev libgdcm-dev
   libdeflate-dev libisal-dev zlib1g-dev libdw-dev
-  libfreetype-dev libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
+  libfreetype-dev libfontconfig-dev fonts-dejavu-core libglew-dev libglu1-mesa-dev libegl-dev libgl-dev
   libegl-mesa0 libgl1-mesa-dri libglfw3-dev libx11-dev xvfb xauth
   libcli11-dev python3-numpy python3-pytest xdotool x11-apps
   libgtest-dev libgmock-dev libbenchmark-dev libeigen3-dev
-  assimp-testmodels
+  assimp-testmodels nodejs
   clang libclang-rt-14-dev clang-format
 )
 
@@ -38,3 +38,6 @@ if [ ${#missing[@]} -gt 0 ]; then
   $SUDO apt-get update -qq
   $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
+
+# The Rhino 3DM bridge (media/brep): the rhino3dm package from npm.
+bash "$(dirname "$0")/install-brep-bridge.sh"

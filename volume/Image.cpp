@@ -6,7 +6,9 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -345,6 +347,29 @@ bool TezImage::CreateFromPixels(uint8_t const* pixels, int width, int height, in
                 line[FI_RGBA_ALPHA] = source[3];
         }
     }
+    return true;
+}
+
+bool TezImage::CreateGreyFromValues(float const* values, int width, int height, bool topRowFirst, bool floating)
+{
+    if (!values || width <= 0 || height <= 0)
+        return false;
+    EnsureFreeImage();
+    FIBITMAP* bitmap = FreeImage_AllocateT(floating ? FIT_FLOAT : FIT_UINT16, width, height);
+    if (!bitmap)
+        return false;
+    for (int row = 0; row < height; ++row) {
+        float const* source = values + static_cast<size_t>(topRowFirst ? height - 1 - row : row) * size_t(width);
+        BYTE* line = FreeImage_GetScanLine(bitmap, row);
+        for (int x = 0; x < width; ++x) {
+            float const v = std::isnan(source[x]) ? 0.0f : std::min(std::max(source[x], 0.0f), 1.0f);
+            if (floating)
+                reinterpret_cast<float*>(line)[x] = v;
+            else
+                reinterpret_cast<uint16_t*>(line)[x] = static_cast<uint16_t>(std::lround(v * 65535.0f));
+        }
+    }
+    Replace(bitmap);
     return true;
 }
 

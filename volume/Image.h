@@ -63,6 +63,10 @@ public:
     // such as a GL read-back.
     bool CreateFromPixels(uint8_t const* pixels, int width, int height, int channels, size_t rowStride,
                           bool topRowFirst);
+    // A grey bitmap from values in 0 to 1 (clamped), rows as above: 32-bit
+    // floats when floating (for EXR), else 16-bit integers scaled to 0 to
+    // 65535 (for PNG and TIFF).
+    bool CreateGreyFromValues(float const* values, int width, int height, bool topRowFirst, bool floating);
     // The reverse, for 8-bit grey, RGB and RGBA bitmaps; false for others.
     // A grey bitmap fills every colour channel; missing alpha reads 255.
     bool ReadPixels(uint8_t* pixels, int channels, size_t rowStride, bool topRowFirst) const;

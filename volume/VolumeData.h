@@ -34,6 +34,17 @@ public:
     // carry none, such as image stacks.
     virtual TezVector3<double> GetSpacing() const { return TezVector3<double>(1.0, 1.0, 1.0); }
 
+    // The spacing along y and z over the spacing along x: the stretch an
+    // octree built at the x spacing needs to keep the source's proportions;
+    // (1, 1, 1) where a spacing is not positive.
+    TezVector3<float> GetProportions() const
+    {
+        TezVector3<double> const s = GetSpacing();
+        if (!(s.x > 0 && s.y > 0 && s.z > 0))
+            return TezVector3<float>(1.0f, 1.0f, 1.0f);
+        return TezVector3<float>(1.0f, float(s.y / s.x), float(s.z / s.x));
+    }
+
 protected:
     TezVolumeData() = default;
 };

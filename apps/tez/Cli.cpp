@@ -5,14 +5,48 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <sstream>
 
 namespace {
 
-// Widths that keep the help inside 100 columns.
+constexpr size_t kNameColumn = 30;
+constexpr size_t kTextColumns = 50;
+
+// Words into lines of at most `columns` characters.
+std::string Wrap(std::string const& text, size_t columns)
+{
+    std::string wrapped, line, word;
+    std::istringstream words(text);
+    while (words >> word) {
+        if (!line.empty() && line.size() + 1 + word.size() > columns) {
+            wrapped += line + "\n";
+            line.clear();
+        }
+        line += (line.empty() ? "" : " ") + word;
+    }
+    return wrapped + line;
+}
+
+// CLI11's help with the descriptions wrapped, so that it fits 80 columns.
+class Formatter : public CLI::Formatter
+{
+public:
+    std::string make_option_desc(CLI::Option const* option) const override
+    {
+        return Wrap(CLI::Formatter::make_option_desc(option), kTextColumns);
+    }
+    std::string make_description(CLI::App const* app) const override
+    {
+        return Wrap(CLI::Formatter::make_description(app), kNameColumn + kTextColumns) + "\n";
+    }
+};
+
 void Format(CLI::App& app)
 {
-    app.get_formatter()->column_width(32);
+    auto formatter = std::make_shared<Formatter>();
+    formatter->column_width(kNameColumn);
+    app.formatter(formatter);
     for (CLI::App* sub : app.get_subcommands({}))
         Format(*sub);
 }

@@ -16,22 +16,26 @@ std::vector<TezSubCommand> const& TezSubCommands()
          "build a voxel octree from slices or a scan (--info FILE: describe one)", TezOctreeCommand},
         {"sample", "tez sample FOLDER [--size N]", "write the built-in CT-like phantom as a PNG slice stack",
          TezSampleCommand},
-        {"tessellate", "tez tessellate SOURCE -o OUT", "isosurface of slices or a scan as STL (--iso V, default 128)",
+        {"tessellate", "tez tessellate SOURCE -o OUT", "isosurface of slices or a scan as STL, OBJ or PLY (--iso V)",
          TezTessellateCommand},
 
         // mesh
-        {"mesh", "tez mesh COMMAND FILE [-o OUT.stl]",
-         "read an STL, OBJ or PLY mesh; info, check, clean (tez mesh --help)", TezMeshCommand},
+        {"mesh", "tez mesh COMMAND FILE [-o OUT]",
+         "read an STL, OBJ or PLY mesh; info, check, clean, fill-holes, curvature", TezMeshCommand},
+        {"brep", "tez brep COMMAND FILE.3dm", "Rhino 3DM B-reps: info, mesh, render, sample (tez brep --help)",
+         TezBrepCommand},
 
         // render
-        {"render", "tez render [SOURCE | --octree FILE]", "ray cast slices, a scan or an octree into a PNG",
+        {"render", "tez render [SOURCE | --octree FILE]", "ray cast slices, a scan or an octree into a picture",
          TezRenderCommand},
         {"effects-demo", "tez effects-demo [-o OUT.png] [--size WxH]",
-         "draw the sample meshes with the GL effects side by side into a PNG", TezEffectsDemoCommand},
+         "draw the sample meshes with the GL effects side by side into a picture", TezEffectsDemoCommand},
         {"scene-demo", "tez scene-demo [-o OUT.png] [--size WxH]",
          "every kind of scene object in one frame of a render view, saved as an image", TezSceneDemoCommand},
         {"volume-demo", "tez volume-demo [-o OUT.png] [--size WxH]",
          "a volume document object and a GL mesh merged by depth in a GPU render view", TezVolumeDemoCommand},
+        {"view", "tez view SOURCE | --sample N", "an interactive window on slices, an octree, a mesh or a document",
+         TezViewCommand},
 
     };
     return commands;
@@ -49,7 +53,7 @@ void TezPrintUsage(FILE* stream)
                  "commands:\n",
                  TezGetVersion());
     for (TezSubCommand const& command : TezSubCommands())
-        std::fprintf(stream, "  %-40s %s\n", command.synopsis, command.summary);
+        std::fprintf(stream, "  %s\n      %s\n", command.synopsis, command.summary);
     std::fprintf(stream, "\n"
                          "exit status: 0 done, 1 the work failed or was stopped (Ctrl-C), 2 bad usage\n"
                          "\n"

@@ -3,7 +3,10 @@
 // Exit codes: 0 success, 1 the work failed (or was stopped), 2 bad usage.
 // A sub-command is one row of TezSubCommands(); it reads its arguments with
 // TezCliParse (tez/Cli.h), so that -h/--help and usage errors behave alike
-// everywhere. "tez help SUB" is "tez SUB --help".
+// everywhere. "tez help SUB" is "tez SUB --help". Long work names its steps
+// on the host's TezTerminalUI (PlanSteps, BeginStep), checks
+// TezTerminalUI::StopRequested after each, and writes its results through
+// TezOutputFile, so that Ctrl-C leaves no half-written file.
 
 #include <cstdio>
 #include <string>
@@ -45,6 +48,8 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err);
 // mesh
 // tez mesh COMMAND FILE [-o OUT.stl] [--ascii]; the commands are in tez/MeshCommand.h
 int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez brep info|mesh|render|sample ...: B-reps of Rhino 3DM files
+int TezBrepCommand(TezArgs const& args, FILE* out, FILE* err);
 
 // render
 // tez render [SOURCE | --octree FILE] [-o OUT.png] [options]; no
@@ -59,3 +64,5 @@ int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err);
 // tez volume-demo [-o OUT] [--size WxH]: a volume document object and a GL
 // mesh sphere merged by depth in an off-screen GPU render view
 int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err);
+// tez view SOURCE [--size WxH] [--history OUT.py]: an interactive window
+int TezViewCommand(TezArgs const& args, FILE* out, FILE* err);

@@ -3,6 +3,7 @@
 #include "core/UIManager.h"
 #include "document/CommandManager.h"
 #include "document/DocumentCommands.h"
+#include "tez/ViewSession.h"
 
 #include <stdexcept>
 #include <unistd.h>
@@ -39,6 +40,7 @@ TezRef<TezDocument> TezHostApplication::NewDocument()
     TezRef<TezHostDocument> document = TezHostDocument::Create();
     m_activeDocument = document;
     document->GetCommandManager()->Push(TezCmdDocumentNew::Create());
+    TezViewSession::ShowDocument(document);
     return document;
 }
 
@@ -52,6 +54,7 @@ TezRef<TezDocument> TezHostApplication::OpenDocument(TezString const& filename)
     }
     m_activeDocument = document;
     document->GetCommandManager()->Push(TezCmdDocumentOpen::Create(filename));
+    TezViewSession::ShowDocument(document);
     return document;
 }
 TezString const& TezHostApplication::GetScriptModuleName() { return m_scriptModuleName; }

@@ -2,17 +2,42 @@
 
 #include "core/Archive.h"
 #include "core/Logger.h"
+#include "document/objects/DocCloud.h"
+#include "document/objects/DocIndexedMesh.h"
+#include "mesh/IndexedMesh.h"
+#include "volume/VoxelCloud.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
 char const* const TezHostDocument::SectionName = "Morvane Document";
 
 namespace {
 
 bool Is(TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; }
+
+// The last four characters, in any case.
+bool HasExtension(TezString const& name, char const* extension)
+{
+    size_t const length = name.Length();
+    return length >= 4 && TezString(name.c_str() + length - 4).CompareNoCase(TezString(extension)) == 0;
+}
+
+// The file name without its folders and extension.
+TezString BaseName(TezString const& path)
+{
+    std::string name(path.c_str());
+    size_t const slash = name.find_last_of("/\\");
+    if (slash != std::string::npos)
+        name = name.substr(slash + 1);
+    size_t const dot = name.find_last_of('.');
+    if (dot != std::string::npos && dot > 0)
+        name = name.substr(0, dot);
+    return TezString(name.c_str());
+}
 
 } // namespace
 
@@ -54,12 +79,14 @@ void TezHostDocument::Save(TezString const& fileName)
     TezRef<TezArchive> archive = TezArchive::Open(fileName.c_str(), TezArchive::Write);
     if (!archive)
         throw std::runtime_error(std::string("Unable to write Morvane document ") + fileName.c_str() + ".");
+    // Opened again and saved, a document gives the same bytes.
+    archive->SetNumberObjectsInOrder(true);
     archive->WriteStartSection(SectionName);
     archive->WriteInt("version", FileVersion);
     archive->WriteInt("objectCount", static_cast<int32_t>(m_objects.size()));
-    for (TezRef<TezDocumentObject> const& object : m_objects) {
-        archive->WriteObject("object", object);
-        object->Save(archive);
+    for (size_t i = 0; i < m_objects.size(); ++i) {
+        archive->WriteObject("object", m_objects[i]);
+        m_objects[i]->Save(archive);
     }
     archive->WriteEndSection();
     archive->Flush();
@@ -67,8 +94,39 @@ void TezHostDocument::Save(TezString const& fileName)
     SetModified(false);
 }
 
+bool TezHostDocument::IsImportable(TezString const& fileName)
+{
+    return HasExtension(fileName, ".stl") || HasExtension(fileName, ".obj") || HasExtension(fileName, ".ply") ||
+           HasExtension(fileName, ".txt");
+}
+
+bool TezHostDocument::Import(TezString const& fileName)
+{
+    TezRef<TezDocumentObject> object;
+    if (HasExtension(fileName, ".txt")) {
+        TezRef<TezPointCloud> cloud = TezPointCloud::ReadFromFile(fileName);
+        if (cloud && cloud->GetNumPoints() > 0)
+            object = TezDocCloud::Create(cloud);
+    } else if (TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(fileName)) {
+        object = TezDocIndexedMesh::Create(mesh);
+    }
+    if (!object) {
+        TezLogger::error("Cannot read %s as a mesh or a point file.\n", fileName.c_str());
+        return false;
+    }
+    object->SetName(BaseName(fileName));
+    RemoveAllObjects();
+    AddObject(object);
+    // Not a document file: saving asks for a name rather than writing over it.
+    SetFileName(TezString(""));
+    SetModified(true);
+    return true;
+}
+
 bool TezHostDocument::Read(TezString const& fileName)
 {
+    if (IsImportable(fileName))
+        return Import(fileName);
     char const* name = fileName.c_str();
     TezRef<TezArchive> archive = TezArchive::Open(name, TezArchive::Read);
     if (!archive) {

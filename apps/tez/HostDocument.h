@@ -4,12 +4,12 @@
 //
 // The file is one section "Morvane Document" holding "version", "objectCount"
 // and, per object in list order, an object record ("object", through
-// WriteObject) followed by the object's own Save. The same content always
-// gives the same bytes. Read() is the loading loop: tags without regard to
-// case, unknown tags and sections skipped; records of unknown object kinds are
-// skipped with a warning. Save(path) throws std::runtime_error when the file
-// cannot be written; on success the document takes that name and is no longer
-// modified.
+// WriteObject, the records numbered in the order written rather than by the
+// process's ids) followed by the object's own Save. The same content always
+// gives the same bytes, so a document opened and saved again is unchanged. Read() is the loading loop: tags without
+// regard to case, unknown tags and sections skipped; records of unknown object kinds are skipped with a warning.
+// Save(path) throws std::runtime_error when the file cannot be written; on success the document takes that name and is
+// no longer modified.
 
 #include "document/Document.h"
 #include "document/DocumentObject.h"
@@ -29,8 +29,16 @@ public:
     void Save(TezString const& fileName) override;
     // Replaces the objects by the file's; false (and the objects unchanged)
     // when the file cannot be opened or is not a document. The reason is
-    // logged at error level.
+    // logged at error level. Mesh and point files go to Import.
     bool Read(TezString const& fileName);
+    // A mesh file (.stl, .obj, .ply) becomes one TezDocIndexedMesh, a point
+    // file (.txt, "x y z" lines) one TezDocCloud, named after the file, in
+    // place of the objects held. The document keeps no file name (Save()
+    // asks for one) and counts as modified. False, objects unchanged, when
+    // the file gives no mesh or no point.
+    bool Import(TezString const& fileName);
+    // By the last four characters of the name, in any case.
+    static bool IsImportable(TezString const& fileName);
 
     // Adds at the end and calls OnAdd; false for null or an object already held.
     bool AddObject(TezRef<TezDocumentObject> object);

@@ -1,6 +1,6 @@
 #include "tez/HostScriptManager.h"
 
-#include "tez/ScriptBridge.h"
+#include "tez/ScriptCalls.h"
 
 TezHostScriptManager::TezHostScriptManager() { m_instance = this; }
 
@@ -28,6 +28,6 @@ void TezHostScriptManager::Initialize()
         for (CommandDef const& command : m_commandList)
             m_commandNames.emplace_back(command.def.name);
     }
-    TezCommand::SetParseMethod(&TezScriptBridge::ParseMethod);
-    TezQuery::SetParseMethod(&TezScriptBridge::ParseMethod);
+    TezCommand::SetParseMethod(&TezScriptCalls::ParseMethod);
+    TezQuery::SetParseMethod(&TezScriptCalls::ParseMethod);
 }

@@ -3,8 +3,9 @@
 // makes it TezScriptManager::Instance() until it dies.
 //
 // Initialize describes the script functions once (the kernel's commands and
-// queries, in registration order) and leaves the script bridge's parse method
-// installed for commands and queries alike, so that script calls run.
+// queries, in registration order) and leaves the Python parse method
+// (TezScriptCalls) installed for commands and queries alike, so that script
+// calls run, in the embedded interpreter and the tezcore module alike.
 
 #include "document/ScriptManager.h"
 

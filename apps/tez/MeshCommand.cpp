@@ -7,6 +7,8 @@
 #include "mesh/TopologyMesh.h"
 #include "tez/Cli.h"
 #include "tez/HostApplication.h"
+#include "tez/MeshHolesPicture.h"
+#include "tez/OutputFile.h"
 
 #include <cerrno>
 #include <cstring>
@@ -17,8 +19,7 @@ std::vector<TezMeshSubCommand> const& TezMeshSubCommands()
 {
     static std::vector<TezMeshSubCommand> const commands = {
         {"info", "print counts, faults, bounds, area and volume", nullptr, TezMeshInfoCommand},
-        {"check", "count degenerate and duplicate triangles and non-manifold edges; exit 1 if any", nullptr,
-         TezMeshCheckCommand},
+        {"check", "count faulty triangles and edges; exit 1 if any", nullptr, TezMeshCheckCommand},
         {"clean", "remove degenerate and duplicate triangles", nullptr, TezMeshCleanCommand},
         // topology, hole filling and curvature
         {"fill-holes", "fill holes (of at most N edges)", TezMeshFillHolesOptions, TezMeshFillHolesCommand},
@@ -48,12 +49,24 @@ TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err)
         std::fprintf(err, "tez mesh %s: cannot open '%s': %s\n", sub, path, std::strerror(errno));
         return nullptr;
     }
+    args.ui->BeginStep("reading the mesh");
     TezRef<TezIndexedMesh> mesh = TezIndexedMesh::ReadFromFile(TezString(path));
+    if (TezMeshStopped(args, err))
+        return nullptr;
     if (!mesh)
         std::fprintf(err, "tez mesh %s: cannot read '%s': not a readable STL, OBJ or PLY mesh\n", sub, path);
     else if (mesh->GetNumTriangles() == 0)
         std::fprintf(err, "tez mesh %s: warning: '%s' gives 0 faces\n", sub, path);
     return mesh;
+}
+
+int TezMeshStopped(TezMeshArgs const& args, FILE* err)
+{
+    args.ui->ClearProgress();
+    if (!TezTerminalUI::StopRequested())
+        return 0;
+    std::fprintf(err, "tez mesh %s: stopped; nothing written\n", args.sub.c_str());
+    return 1;
 }
 
 size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh) { return TezTopologyMesh::Create(mesh, false)->GetNumHoles(); }
@@ -62,7 +75,12 @@ int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out
 {
     if (args.output.empty())
         return 0;
-    if (!TezMeshWriter::Write(mesh, args.output, args.ascii)) {
+    args.ui->BeginStep("writing the mesh");
+    TezOutputFile file(args.output);
+    bool const written = TezMeshWriter::Write(mesh, file.GetTemporaryPath(), args.ascii);
+    if (TezMeshStopped(args, err))
+        return 1;
+    if (!written || !file.Commit()) {
         std::fprintf(err, "tez mesh %s: cannot write '%s': %s\n", args.sub.c_str(), args.output.c_str(),
                      std::strerror(errno));
         return 1;
@@ -96,8 +114,14 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
 
     // Timing lines of the readers stay off the report unless MVLog asks.
     TezLogger::SetConsoleLevel(TezLogger::Warn);
-    TezHostApplication app;
-    return sub->run(parsed, out, err);
+    // A picture to draw needs the application's GL context.
+    TezCommandGLContext gl(!parsed.picture.empty());
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
+    parsed.ui = &app.GetTerminalUI();
+    parsed.ui->PlanSteps({{"reading the mesh", 2.0}, {parsed.sub, 2.0}, {"writing the mesh", 1.0}});
+    int const code = sub->run(parsed, out, err);
+    parsed.ui->ClearProgress();
+    return code;
 }
 
 int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err)
@@ -105,12 +129,16 @@ int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
+    args.ui->BeginStep(args.sub, 6);
     TezMeshCheckResults check;
     mesh->Check(check);
+    size_t const holes = TezMeshCountHoles(mesh);
+    if (int code = TezMeshStopped(args, err))
+        return code;
     TezBox3<float> const bounds = mesh->ComputeBounds();
     std::fprintf(out, "vertices: %zu\n", mesh->GetNumVertices());
     std::fprintf(out, "triangles: %zu\n", mesh->GetNumTriangles());
-    std::fprintf(out, "holes: %zu\n", TezMeshCountHoles(mesh));
+    std::fprintf(out, "holes: %zu\n", holes);
     std::fprintf(out, "degenerate triangles: %d\n", check.degenerateTriangles);
     std::fprintf(out, "duplicate triangles: %d\n", check.duplicateTriangles);
     std::fprintf(out, "non-manifold edges: %d\n", check.nonManifoldEdges);
@@ -135,7 +163,10 @@ int TezMeshCheckCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezMeshCheckResults check;
     // Positions that are not numbers spoil every measure taken on the mesh.
     size_t const nonFinite = mesh->CountNonFiniteVertices();
+    args.ui->BeginStep(args.sub, 4);
     bool const clean = mesh->Check(check) && nonFinite == 0;
+    if (int code = TezMeshStopped(args, err))
+        return code;
     std::fprintf(out, "degenerate triangles: %d\n", check.degenerateTriangles);
     std::fprintf(out, "duplicate triangles: %d\n", check.duplicateTriangles);
     std::fprintf(out, "non-manifold edges: %d\n", check.nonManifoldEdges);
@@ -151,10 +182,13 @@ int TezMeshCleanCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
+    args.ui->BeginStep(args.sub, 4);
     size_t const before = mesh->GetNumTriangles();
     mesh->RemoveDegenerateTriangles();
     size_t const afterDegenerate = mesh->GetNumTriangles();
     mesh->RemoveDuplicateTriangles(true);
+    if (int code = TezMeshStopped(args, err))
+        return code;
     std::fprintf(out, "degenerate triangles removed: %zu\n", before - afterDegenerate);
     std::fprintf(out, "duplicate triangles removed: %zu\n", afterDegenerate - mesh->GetNumTriangles());
     std::fprintf(out, "triangles: %zu\n", mesh->GetNumTriangles());

@@ -9,6 +9,7 @@
 
 #include "mesh/IndexedMesh.h"
 #include "tez/CommandLine.h"
+#include "tez/TerminalUI.h"
 
 #include <limits>
 
@@ -24,9 +25,13 @@ struct TezMeshArgs
     bool ascii = false; // --ascii
     // fill-holes
     size_t maxEdges = std::numeric_limits<size_t>::max();
+    std::string picture; // --picture OUT.png: before and after, holes in red
     // curvature
     std::string perVertex;
     bool fileNormals = false;
+    // The progress line, planned as reading, the sub-command's work and
+    // writing; the sub-command names its work with BeginStep.
+    TezTerminalUI* ui = nullptr;
 };
 
 struct TezMeshSubCommand
@@ -43,11 +48,15 @@ std::vector<TezMeshSubCommand> const& TezMeshSubCommands();
 // it cannot (or was stopped), and a warning when the file gives no faces.
 TezRef<TezIndexedMesh> TezMeshRead(TezMeshArgs const& args, FILE* err);
 // Writes the mesh to args.output when one was given, through a temporary
-// name so that a failed write leaves any older file; 0, or 1 after a message.
+// name so that a failed or stopped write leaves any older file; 0, or 1
+// after a message.
 int TezMeshWrite(TezRef<TezIndexedMesh> mesh, TezMeshArgs const& args, FILE* out, FILE* err);
 // The holes of the mesh as its topology finds them: every sub-command that
 // speaks of holes counts them here.
 size_t TezMeshCountHoles(TezRef<TezIndexedMesh> mesh);
+// After a step: 1 after "tez mesh SUB: stopped; nothing written" when Ctrl-C
+// asked to stop, otherwise 0. Clears the progress line either way.
+int TezMeshStopped(TezMeshArgs const& args, FILE* err);
 
 // The sub-commands.
 int TezMeshInfoCommand(TezMeshArgs const& args, FILE* out, FILE* err);

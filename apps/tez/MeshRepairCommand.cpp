@@ -1,8 +1,10 @@
 #include "tez/MeshRepairCommand.h"
 
+#include "core/Progress.h"
 #include "mesh/MeshCurvature.h"
 #include "mesh/TopologyMesh.h"
 #include "tez/Cli.h"
+#include "tez/MeshHolesPicture.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -58,6 +60,7 @@ void TezMeshFillHolesOptions(CLI::App& app, TezMeshArgs& args)
     app.add_option("--max-edges", args.maxEdges, "fill only holes of at most N boundary edges (default: all)")
         ->type_name("N")
         ->check(CLI::Range(0, 1000000000));
+    app.add_option("--picture", args.picture, "draw the mesh before and after, holes in red")->type_name("OUT.png");
 }
 
 void TezMeshCurvatureOptions(CLI::App& app, TezMeshArgs& args)
@@ -74,24 +77,31 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         return 1;
 
     // Degenerate and repeated triangles would tangle the boundary walks.
+    args.ui->BeginStep(args.sub, 7);
     size_t const read = mesh->GetNumTriangles();
     mesh->RemoveDegenerateTriangles();
     mesh->RemoveDuplicateTriangles(true);
     size_t const triangles = mesh->GetNumTriangles();
     size_t const vertices = mesh->GetNumVertices();
-    std::fprintf(out, "faulty triangles removed: %zu\n", read - triangles);
+    TezRef<TezIndexedMesh> const before = args.picture.empty() ? nullptr : mesh->Copy();
 
     TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
     size_t const holes = topology->GetNumHoles();
     size_t filled = 0, skipped = 0;
     // FillHole takes the hole off the list; a hole left alone stays at the front.
-    while (topology->GetNumHoles() > skipped) {
+    TezProgress progress("filling holes", holes);
+    while (topology->GetNumHoles() > skipped && !progress.StopRequested()) {
+        progress.Step();
         TezRef<TezTopologyHole> hole = topology->GetHole(skipped);
         if (static_cast<size_t>(hole->GetNumEdges()) <= maxEdges && topology->FillHole(hole))
             ++filled;
         else
             ++skipped;
     }
+    progress.End();
+    if (int code = TezMeshStopped(args, err))
+        return code;
+    std::fprintf(out, "faulty triangles removed: %zu\n", read - triangles);
     std::fprintf(out, "holes: %zu\n", holes);
     std::fprintf(out, "filled: %zu\n", filled);
     std::fprintf(out, "skipped: %zu\n", skipped);
@@ -111,7 +121,7 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         }
     }
     std::fprintf(out, "holes left: %zu\n", TezMeshCountHoles(result));
-    return 0;
+    return before ? TezWriteHolesPicture(before, result, args.picture, 1280, 640, out, err) : 0;
 }
 
 int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
@@ -121,6 +131,7 @@ int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezRef<TezIndexedMesh> mesh = TezMeshRead(args, err);
     if (!mesh)
         return 1;
+    args.ui->BeginStep(args.sub, 3);
     if (!fileNormals)
         NormalsFromPositions(*mesh);
 
@@ -138,6 +149,8 @@ int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         maximum.Add(curvature->GetMaximumCurvature(v));
         minimum.Add(curvature->GetMinimumCurvature(v));
     }
+    if (int code = TezMeshStopped(args, err))
+        return code;
     std::fprintf(out, "vertices: %zu\n", used);
     mean.Print(out, "mean curvature");
     gaussian.Print(out, "gaussian curvature");

@@ -7,15 +7,24 @@
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OutputFile.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/ImageStack.h"
 #include "volume/VoxelOctree.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <stdexcept>
 
 namespace {
+
+int Stopped(FILE* err)
+{
+    std::fprintf(err, "tez octree: stopped; nothing written\n");
+    return 1;
+}
 
 double MiB(uint64_t bytes) { return double(bytes) / 1048576.0; }
 
@@ -146,25 +155,40 @@ int TezOctreeCommand(TezArgs const& args, FILE* out, FILE* err)
         return 2;
     }
 
+    TezTerminalUI& ui = app.GetTerminalUI();
+    ui.PlanSteps({{"building the octree", 4.0}, {"writing the octree", 1.0}});
+    ui.BeginStep("building the octree");
     TezRef<TezVoxelOctree> tree =
         TezVoxelOctree::CreateFromVolumeData(TezString(output.c_str()), images, voxelSize, bits, memoryLimit);
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(err);
     if (!tree) {
-        std::fprintf(err, "tez octree: the build was stopped or refused\n");
+        std::fprintf(err, "tez octree: the build was refused; see the log\n");
         return 1;
     }
     // Damaged pixel data shows only while the slices are read.
     if (!source.AcceptAfterRead("octree", err))
         return 1;
-    TezRef<TezArchive> archive = TezArchive::Open(output.c_str(), TezArchive::Write);
-    if (!archive) {
-        std::fprintf(err, "tez octree: cannot write %s\n", output.c_str());
-        return 1;
-    }
+    ui.BeginStep("writing the octree");
+    TezOutputFile file(output);
+    std::string failure;
     try {
+        TezRef<TezArchive> archive = TezArchive::Open(file.GetTemporaryPath().c_str(), TezArchive::Write);
+        if (!archive)
+            throw std::runtime_error(std::strerror(errno));
         tree->Save(archive);
         archive->Flush();
     } catch (std::exception const& error) {
-        std::fprintf(err, "tez octree: cannot write %s: %s\n", output.c_str(), error.what());
+        failure = error.what();
+    }
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(err);
+    if (failure.empty() && !file.Commit())
+        failure = std::strerror(errno);
+    if (!failure.empty()) {
+        std::fprintf(err, "tez octree: cannot write %s: %s\n", output.c_str(), failure.c_str());
         return 1;
     }
     TezVector3<int> const size = tree->GetDimensionsInVoxels();

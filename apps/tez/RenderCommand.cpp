@@ -1,17 +1,23 @@
-// tez render: a volume source (or a saved octree) in, a ray-cast picture out.
+// tez render: a volume source (or a saved octree or document) in, a ray-cast
+// picture out. With a GL context the volume is drawn as a document object in
+// an off-screen GPU render view (tez/DocumentRender.h); without one it is
+// cast into plain buffers and laid over the background here.
 
 #include "core/Archive.h"
 #include "platform/DeviceBuffer.h"
 #include "platform/DeviceMemory.h"
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
+#include "render/scene/SceneObject.h"
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
+#include "tez/DocumentRender.h"
 #include "tez/HostApplication.h"
 #include "tez/OutputFile.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
+#include "volume/ImageStack.h"
 #include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeRender.h"
@@ -23,12 +29,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
 namespace {
 
 char const* const kReadingOctree = "reading the octree";
+char const* const kReadingDocument = "reading the document";
 char const* const kWritingSample = "writing the sample";
 char const* const kBuilding = "building the octree";
 char const* const kRendering = "rendering";
@@ -75,6 +83,7 @@ struct RenderOptions
 {
     std::string output = "tez-render.png";
     std::string octreeFile;
+    std::string depthOutput; // empty: none
     int width = 1024;
     int height = 768;
     int view = TezCameraView::Tilted;
@@ -87,8 +96,16 @@ struct RenderOptions
     int cutAxis = -1;
     int bits = 0;           // 0: as the source
     double voxelSize = 0.0; // 0: the source's x spacing
+    // The source's spacing along y and z over its spacing along x: the
+    // octree has one voxel size, the picture keeps the scan's proportions.
+    TezVector3<float> proportions{1.0f, 1.0f, 1.0f};
     int memoryLimit = 1024;
     bool limitGiven = false;
+    bool slices = false;
+    bool colourGiven = false;
+    bool box = false;
+    std::string meshFile;
+    std::string saveFile;
 };
 
 // The option words as given, turned into RenderOptions once they passed
@@ -125,6 +142,20 @@ void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
     app.add_option("-o,--output", o.output, "picture to write; the extension picks the format")
         ->check(TezCliImageName())
         ->capture_default_str();
+    CLI::Option* depth = app.add_option(
+        "--depth", o.depthOutput,
+        "also write each pixel's depth, 0 near to 1 far: floats in .exr, 16 bits in .png or .tif (the volume "
+        "is cast alone, without GL geometry)");
+    depth->check(CLI::Validator(
+        [](std::string& name) {
+            std::string const lower = CLI::detail::to_lower(name);
+            for (char const* end : {".exr", ".png", ".tif", ".tiff"})
+                if (lower.size() > std::strlen(end) &&
+                    lower.compare(lower.size() - std::strlen(end), std::string::npos, end) == 0)
+                    return std::string();
+            return "'" + name + "' must end in .exr, .png, .tif or .tiff";
+        },
+        "", "depth image name"));
     CLI::Option* octree = app.add_option("--octree", o.octreeFile, "render a saved octree instead of a SOURCE");
     app.add_option("--size", w.size, "picture size in pixels (default 1024x768)")->check(TezCliPictureSize(1, 16384));
     app.add_option("--view", w.view, "front, back, right, left, top, bottom, tilted (default), isometric")
@@ -169,6 +200,27 @@ void AddOptions(CLI::App& app, RenderOptions& o, RenderWords& w)
     app.add_option("--memory-limit", o.memoryLimit, "MiB of slices held while building (default 1024)")
         ->check(CLI::Range(1, 1 << 30))
         ->excludes(octree);
+    app.add_flag("--slices", o.slices,
+                 "draw an 8-bit cube of GL textured slices instead of the cast octree (a numbered slice stack; "
+                 "--transparent and the cuts are the octree's)")
+        ->excludes(octree)
+        ->excludes(transparent);
+    app.add_flag("--box", o.box, "draw the volume's bounding box");
+    app.add_option("--mesh", o.meshFile,
+                   "draw a mesh (STL, OBJ, PLY) with the volume, in the volume's world units; each hides the "
+                   "other where it is nearer")
+        ->check(CLI::ExistingFile);
+    app.add_option("--save", o.saveFile,
+                   "save the document holding the volume; tez render DOC.mvne draws it again (--tf and --color "
+                   "then change its looks for that picture)")
+        ->type_name("DOC.mvne");
+    for (char const* drawn : {"--slices", "--box", "--mesh", "--save"})
+        depth->excludes(drawn);
+}
+
+bool IsDocumentName(std::string const& name)
+{
+    return name.size() > 5 && name.compare(name.size() - 5, 5, ".mvne") == 0;
 }
 
 // The words into options; what is wrong, or empty.
@@ -184,7 +236,10 @@ std::string Finish(RenderWords const& w, RenderOptions& o)
     if (!w.colour.empty()) {
         std::vector<float> const c = Numbers(w.colour, ',');
         o.colour = TezVector4<float>(c[0], c[1], c[2], c.size() == 4 ? c[3] : 1.0f);
+        o.colourGiven = true;
     }
+    if (!o.saveFile.empty() && !IsDocumentName(o.saveFile))
+        return "--save needs a document name ending in .mvne";
     if (!w.xsection.empty()) {
         o.plane = Numbers(w.xsection, ',');
         if (o.plane[3] * o.plane[3] + o.plane[4] * o.plane[4] + o.plane[5] * o.plane[5] == 0)
@@ -234,10 +289,9 @@ std::string WriteSample(FILE* err)
 
 // Lowest and highest value in the data, from the octree's histogram (at 16
 // bits to the width of its bins, 256 values). False for an empty histogram.
-bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
+bool DataRange(std::vector<float> const& histogram, int bits, double& low, double& high)
 {
-    std::vector<float> const& histogram = tree.GetHistogram();
-    double const unit = tree.GetBitsPerPixel() == 16 ? 256.0 : 1.0;
+    double const unit = bits == 16 ? 256.0 : 1.0;
     int first = -1, last = -1;
     for (int i = 0; i < int(histogram.size()); ++i)
         if (histogram[size_t(i)] > 0.0f) {
@@ -250,6 +304,11 @@ bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
     low = first * unit;
     high = last * unit + (unit - 1.0);
     return true;
+}
+
+bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
+{
+    return DataRange(tree.GetHistogram(), tree.GetBitsPerPixel(), low, high);
 }
 
 // Control points in data units as the table builder takes them: over 0..1
@@ -281,12 +340,185 @@ TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
     return buffer;
 }
 
-int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
+// The depth of each pixel's surface as GL's window depth, 0 (near) to 1
+// (far; no surface): floats in EXR, 16-bit integers in PNG and TIFF.
+bool SaveDepth(std::vector<uint32_t> const& words, RenderOptions const& o, std::string const& path)
+{
+    std::vector<float> depth(words.size());
+    for (size_t i = 0; i < words.size(); ++i)
+        depth[i] = words[i] == 0 || words[i] == 0xFFFFFFFFu ? 1.0f : float(double(words[i]) / 16777216.0);
+    bool const exr = CLI::detail::to_lower(path.substr(path.size() - 4)) == ".exr";
+    TezImage image;
+    return image.CreateGreyFromValues(depth.data(), o.width, o.height, false, exr) && image.Save(path.c_str());
+}
+
+// The control points in data units: the given ones, or opaque from 30% of
+// the way up the data's range; a range of one value (a constant volume)
+// counts from 0, so that value shows.
+std::vector<TezVector2<float>> DataPoints(RenderOptions const& o, double low, double high)
+{
+    if (!o.points.empty())
+        return o.points;
+    double const base = high - low < 2.0 ? 0.0 : low;
+    float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
+    return {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
+}
+
+// The cross-section asked for, in world space; false for none.
+bool CutPlane(RenderOptions const& o, TezBox3<float> const& bounds, TezPlane<float>& plane)
+{
+    if (!o.plane.empty()) {
+        plane = TezPlane<float>(TezVector3<float>(o.plane[0], o.plane[1], o.plane[2]),
+                                TezVector3<float>(o.plane[3], o.plane[4], o.plane[5]).Normalized());
+        return true;
+    }
+    if (o.cutAxis >= 0) {
+        TezVector3<float> normal(0.0f, 0.0f, 0.0f);
+        normal[o.cutAxis] = 1.0f;
+        plane = TezPlane<float>(bounds.Center(), normal);
+        return true;
+    }
+    return false;
+}
+
+bool Anisotropic(RenderOptions const& o) { return o.proportions.y != 1.0f || o.proportions.z != 1.0f; }
+
+// The octree's box stretched to the scan's proportions (about the origin, as
+// the volume's transform stretches it).
+TezBox3<float> Proportioned(RenderOptions const& o, TezBox3<float> const& box)
+{
+    TezVector3<float> low = box.GetMinimum(), high = box.GetMaximum();
+    for (int axis = 1; axis < 3; ++axis) {
+        low[axis] *= o.proportions[axis];
+        high[axis] *= o.proportions[axis];
+    }
+    return TezBox3<float>(low, high);
+}
+
+void WarnIfEmpty(size_t shown, bool hasRange, double low, double high, FILE* err)
+{
+    if (shown != 0)
+        return;
+    std::fprintf(err, "tez render: warning: the picture shows nothing: no ray met a voxel that the transfer "
+                      "function makes opaque");
+    if (hasRange)
+        std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
+    std::fprintf(err, "\n");
+}
+
+// The command line's choices for a picture of a document.
+TezDocumentRenderOptions DocumentOptions(RenderOptions const& o)
+{
+    TezDocumentRenderOptions d;
+    d.output = o.output;
+    d.width = o.width;
+    d.height = o.height;
+    d.view = o.view;
+    d.perspective = o.perspective;
+    d.transparent = o.transparent;
+    d.layers = o.layers;
+    d.hasColour = o.colourGiven;
+    d.colour = o.colour;
+    d.box = o.box;
+    d.meshFile = o.meshFile;
+    d.saveFile = o.saveFile;
+    return d;
+}
+
+// Draws the document with the progress steps of rendering and writing.
+int DrawDocument(TezRef<TezHostDocument> document, TezDocumentRenderOptions const& d, TezTerminalUI& ui, size_t& shown,
+                 FILE* out, FILE* err)
 {
     ui.BeginStep(kRendering);
+    int const code = TezRenderDocument(document, d, shown, out, err);
+    ui.ClearProgress();
+    return code;
+}
+
+// The octree as a volume of a new document, drawn in a GPU render view.
+int RenderInDocument(TezHostApplication& app, TezRef<TezVoxelOctree> const& octree, RenderOptions const& o,
+                     TezTerminalUI& ui, FILE* out, FILE* err)
+{
+    double low = 0.0, high = 0.0;
+    bool const hasRange = DataRange(*octree, low, high);
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    d.points = NormalisedPoints(DataPoints(o, low, high), octree->GetBitsPerPixel());
+    d.hasColour = true;
+    d.hasCut = CutPlane(o, Proportioned(o, octree->GetBounds()), d.cut);
+    TezRef<TezHostDocument> document(app.NewDocument());
+    TezRef<TezDocCubeVolume> volume = TezAddVolumeToDocument(document, octree);
+    if (Anisotropic(o))
+        volume->SetTransform(TezAnisotropicTransform<float>(o.proportions) * volume->GetTransform());
+    size_t shown = 0;
+    int const code = DrawDocument(document, d, ui, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, hasRange, low, high, err);
+    return code;
+}
+
+// The stack as a cube volume of a new document: textured slices in GL.
+int RenderSlicesInDocument(TezHostApplication& app, TezRef<TezImageStack> const& stack, double voxelSize, int bits,
+                           RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
+{
+    ui.BeginStep(kBuilding);
+    TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(stack, voxelSize, 8, TezDocCubeVolume::CubeVolumeType);
+    ui.ClearProgress();
+    if (!volume->GetCubeVolume()) {
+        std::fprintf(err, "tez render: the slices could not be read into a cube volume\n");
+        return 1;
+    }
+    // The cube holds 8-bit values: --tf stays in the data's units.
+    double low = 0.0, high = 0.0;
+    bool const hasRange = DataRange(volume->GetHistogram(), 8, low, high);
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    d.points = o.points.empty() ? NormalisedPoints(DataPoints(o, low, high), 8) : NormalisedPoints(o.points, bits);
+    d.hasColour = true;
+    TezRef<TezHostDocument> document(app.NewDocument());
+    document->AddObject(volume);
+    size_t shown = 0;
+    int const code = DrawDocument(document, d, ui, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, hasRange, low, high, err);
+    return code;
+}
+
+// A saved document, with the command line's changes for this picture.
+int RenderSavedDocument(TezHostApplication& app, std::string const& path, RenderOptions const& o, TezTerminalUI& ui,
+                        FILE* out, FILE* err)
+{
+    ui.BeginStep(kReadingDocument);
+    TezRef<TezHostDocument> document(app.OpenDocument(TezString(path.c_str())));
+    ui.ClearProgress();
+    if (!document || document->GetLastError() != TezDocument::DocNoError) {
+        std::fprintf(err, "tez render: cannot open the document %s\n", path.c_str());
+        return 1;
+    }
+    TezDocumentRenderOptions d = DocumentOptions(o);
+    int bits = 8;
+    TezBox3<float> bounds;
+    for (TezRef<TezDocumentObject> const& object : document->GetObjects())
+        if (auto* volume = dynamic_cast<TezDocCubeVolume*>(object.Get())) {
+            bits = volume->GetBitsPerPixel();
+            if (volume->GetSceneObject())
+                bounds = volume->GetSceneObject()->GetBounds(true);
+        }
+    if (!o.points.empty())
+        d.points = NormalisedPoints(o.points, bits);
+    d.hasCut = CutPlane(o, bounds, d.cut);
+    size_t shown = 0;
+    int const code = DrawDocument(document, d, ui, shown, out, err);
+    if (code == 0)
+        WarnIfEmpty(shown, false, 0.0, 0.0, err);
+    return code;
+}
+
+int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
+{
+    ui.BeginStep(kRendering, o.transparent ? 2 : 1);
     TezVoxelOctree& tree = *octree;
-    TezBox3<float> const bounds = tree.GetBounds();
-    TezMatrix44<float> const matrix = TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
+    TezBox3<float> const bounds = Proportioned(o, tree.GetBounds());
+    TezMatrix44<float> const matrix = TezAnisotropicTransform<float>(o.proportions) *
+                                      TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
 
     TezRef<TezCameraView> camera = TezCameraView::Create();
     camera->Resize(o.width, o.height);
@@ -299,14 +531,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
     bool const onDevice = TezDeviceIsCuda();
     double low = 0.0, high = 0.0;
     bool const hasRange = DataRange(tree, low, high);
-    std::vector<TezVector2<float>> points = o.points;
-    if (points.empty()) {
-        // Opaque from 30% of the way up the data's range; a range of one
-        // value (a constant volume) counts from 0, so that value shows.
-        double const base = high - low < 2.0 ? 0.0 : low;
-        float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
-        points = {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
-    }
+    std::vector<TezVector2<float>> const points = DataPoints(o, low, high);
     TezDeviceBuffer const tableBuffer =
         KernelTable(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256), onDevice);
     float const* table = static_cast<float const*>(tableBuffer.Get());
@@ -317,17 +542,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
         TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
 
     TezPlane<float> plane;
-    TezPlane<float> const* cut = nullptr;
-    if (!o.plane.empty()) {
-        plane = TezPlane<float>(TezVector3<float>(o.plane[0], o.plane[1], o.plane[2]),
-                                TezVector3<float>(o.plane[3], o.plane[4], o.plane[5]).Normalized());
-        cut = &plane;
-    } else if (o.cutAxis >= 0) {
-        TezVector3<float> normal(0.0f, 0.0f, 0.0f);
-        normal[o.cutAxis] = 1.0f;
-        plane = TezPlane<float>(bounds.Center(), normal);
-        cut = &plane;
-    }
+    TezPlane<float> const* cut = CutPlane(o, bounds, plane) ? &plane : nullptr;
 
     TezOctreeRenderBuffers buffers(o.width, o.height, o.transparent ? o.layers : 0, onDevice);
     TezOctreeRenderTarget const& target = buffers.GetTarget();
@@ -382,24 +597,34 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
             px[c] = uint8_t(std::lround(running[c]));
         px[3] = 255;
     }
-    if (shown == 0) {
-        std::fprintf(err, "tez render: warning: the picture shows nothing: no ray met a voxel that the transfer "
-                          "function makes opaque");
-        if (hasRange)
-            std::fprintf(err, " (the data's values run from %.0f to %.0f; see --tf)", low, high);
-        std::fprintf(err, "\n");
-    }
+    WarnIfEmpty(shown, hasRange, low, high, err);
     ui.BeginStep(kWriting);
     TezImage picture;
     TezOutputFile file(o.output);
-    if (!picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) ||
-        !picture.Save(file.GetTemporaryPath().c_str()) || !file.Commit()) {
-        ui.ClearProgress();
+    bool const saved = picture.CreateFromPixels(image.data(), o.width, o.height, 4, size_t(o.width) * 4, false) &&
+                       picture.Save(file.GetTemporaryPath().c_str());
+    std::unique_ptr<TezOutputFile> depthFile;
+    bool depthSaved = true;
+    if (!o.depthOutput.empty()) {
+        depthFile = std::make_unique<TezOutputFile>(o.depthOutput);
+        depthSaved = SaveDepth(buffers.ReadDepth(), o, depthFile->GetTemporaryPath());
+    }
+    // Ctrl-C while the files were written still means: nothing written.
+    if (TezTerminalUI::StopRequested())
+        return Stopped(ui, err);
+    ui.ClearProgress();
+    if (!saved || !file.Commit()) {
         std::fprintf(err, "tez render: cannot write %s: %s\n", o.output.c_str(), std::strerror(errno));
         return 1;
     }
-    ui.ClearProgress();
     std::fprintf(out, "%s\n", o.output.c_str());
+    if (depthFile) {
+        if (!depthSaved || !depthFile->Commit()) {
+            std::fprintf(err, "tez render: cannot write %s: %s\n", o.depthOutput.c_str(), std::strerror(errno));
+            return 1;
+        }
+        std::fprintf(out, "%s\n", o.depthOutput.c_str());
+    }
     return drawn ? 0 : 1;
 }
 } // namespace
@@ -409,8 +634,9 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     RenderOptions options;
     RenderWords words;
     TezVolumeSourceArgs source;
-    CLI::App cli("Ray casts a volume source, a saved octree or (with no source) a built-in CT-like sample into "
-                 "a picture.",
+    CLI::App cli("Ray casts a volume source, a saved octree, a saved document (DOC.mvne) or (with no source) a "
+                 "built-in CT-like sample into a picture, merged by depth with GL geometry where a GL context can "
+                 "be made.",
                  "tez render");
     source.AddOptions(cli);
     AddOptions(cli, options, words);
@@ -420,14 +646,31 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     std::vector<std::string> const& positional = source.words;
     if (!positional.empty() && !options.octreeFile.empty())
         return TezCliUsageError(cli, "give either SOURCE or --octree FILE", err);
+    bool const documentFile = positional.size() == 1 && IsDocumentName(positional[0]);
     std::string problem = Finish(words, options);
-    if (problem.empty() && !positional.empty())
+    if (problem.empty() && !positional.empty() && !documentFile)
         problem = source.Parse(positional);
     if (!problem.empty())
         return TezCliUsageError(cli, problem, err);
 
-    TezHostApplication app;
+    // The context comes first: the application takes it, and dies before it.
+    TezOffscreenGL gl;
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
     TezTerminalUI& ui = app.GetTerminalUI();
+    if (documentFile) {
+        if (!options.depthOutput.empty())
+            return TezCliUsageError(cli, "--depth is for a volume source, not a document", err);
+        if (!gl.Ok()) {
+            std::fprintf(err, "tez render: a document is drawn with GL; these need GL: %s", gl.Problem().c_str());
+            return 1;
+        }
+        ui.PlanSteps({{kReadingDocument, 1.0}, {kRendering, 3.0}});
+        return RenderSavedDocument(app, positional[0], options, ui, out, err);
+    }
+    if (!gl.Ok() && (options.box || options.slices || !options.meshFile.empty() || !options.saveFile.empty())) {
+        std::fprintf(err, "tez render: --box, --slices, --mesh and --save need GL: %s", gl.Problem().c_str());
+        return 1;
+    }
     std::vector<TezTerminalUI::Step> steps;
     if (!options.octreeFile.empty())
         steps.push_back({kReadingOctree, 1.0});
@@ -462,6 +705,13 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
             return 1;
         int const bits = options.bits ? options.bits : source.NativeBits();
         double const voxelSize = options.voxelSize > 0 ? options.voxelSize : images->GetSpacing().x;
+        options.proportions = images->GetProportions();
+        if (options.slices) {
+            TezRef<TezImageStack> stack(dynamic_cast<TezImageStack*>(images.Get()));
+            if (!stack)
+                return TezCliUsageError(cli, "--slices needs a numbered slice stack (PATTERN FIRST LAST)", err);
+            return RenderSlicesInDocument(app, stack, voxelSize, bits, options, ui, out, err);
+        }
         int const smallest =
             TezVoxelOctreeSmallestMemoryLimit(images->GetWidth(), images->GetHeight(), images->GetDepth(), bits);
         if (options.limitGiven && options.memoryLimit < smallest) {
@@ -486,6 +736,9 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
     if (!tree)
         return 1;
     try {
+        // The depth is the ray caster's own; a document's picture merges GL's in.
+        if (gl.Ok() && options.depthOutput.empty())
+            return RenderInDocument(app, tree, options, ui, out, err);
         return Render(tree, options, ui, out, err);
     } catch (std::exception const& error) {
         std::fprintf(err, "tez render: %s\n", error.what());

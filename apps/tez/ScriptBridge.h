@@ -9,20 +9,9 @@
 // of TezCommand and TezQuery, documented by its help text. Needs a
 // TezApplication; one bridge at a time, on the main thread.
 //
-// ParseMethod is the parse method that script calls run through: it converts
-// the positional arguments by the format ("s": str or path-like, "f": int or
-// float, "i": int) into the run function's array, calls it, and answers a new
-// Python reference (None for the return format "v"). A wrong count, keyword
-// arguments or a wrong type raise TypeError, an int beyond 32 bits raises
-// OverflowError. Called without arguments (the script manager describing a
-// command) it only reports, as TezScriptManager::ParseMethod does.
-//
-// The direct forms of "save" and "save_as" run without command objects, so
-// the bridge records their successful calls on the active command manager;
-// "new" and "open" record their documents' root commands themselves. Thus a
-// history exported after a script replays that script.
-
-#include "document/CommandManager.h"
+// The functions themselves come from TezScriptCalls, and the module also
+// holds the kernel's operations that the tezcore extension module offers
+// (TezBindKernel), so that a script can do what a Python program can.
 
 #include <memory>
 #include <string>
@@ -44,9 +33,6 @@ public:
     // The same for script text, reported under `name`.
     int RunText(std::string const& text, std::string const& name, std::vector<std::string> const& args = {});
     std::string const& GetError() const { return m_error; }
-
-    static void* ParseMethod(TezScriptRunMethod run, char const* format, char const* rtnFormat, void* args,
-                             void* kwargs, void* rtnArgPtr);
 
 private:
     struct Interpreter;

@@ -5,8 +5,66 @@
 #include "tez/HostApplication.h"
 #include "tez/ScriptBridge.h"
 
+#include "platform/gl/GLPlatform.h"
+#include "render/CameraView.h"
+#include "render/RenderViewManager.h"
+#include "render/gl/OpenGLSupport.h"
+#include "render/views/RenderView.h"
+
 #include <cerrno>
 #include <cstring>
+
+namespace {
+
+// Scripts draw into an off-screen render view of this size, which is also
+// their main window, so that the export functions work without a display.
+// The viewer's look: perspective, dark background; tez view's default size.
+constexpr int kViewWidth = 1024;
+constexpr int kViewHeight = 768;
+
+// The GL side of a script run: a context on an off-screen window. Where no
+// context can be made, scripts run without a view (exports then fail with
+// their message).
+struct ScriptGL
+{
+    ScriptGL()
+    {
+        window = TezGLPlatform::CreateOffscreenWindow(kViewWidth, kViewHeight);
+        if (TezOpenGLSupport::TezInitializeGLRC(window, context) != TezOpenGLSupport::Success) {
+            context = nullptr;
+            return;
+        }
+        dc = TezGLPlatform::GetDC(window);
+        if (!TezGLPlatform::MakeCurrent(dc, context) || !TezOpenGLSupport::LoadEntryPoints()) {
+            TezGLPlatform::MakeCurrent(nullptr, nullptr);
+            TezOpenGLSupport::TezReleaseGLRC(context);
+            context = nullptr;
+        }
+    }
+    ~ScriptGL()
+    {
+        TezGLPlatform::MakeCurrent(nullptr, nullptr);
+        if (context)
+            TezOpenGLSupport::TezReleaseGLRC(context);
+        if (dc)
+            TezGLPlatform::ReleaseDC(window, dc);
+        TezGLPlatform::DestroyWindow(window);
+    }
+    HWND window = nullptr;
+    HDC dc = nullptr;
+    HGLRC context = nullptr;
+};
+
+TezRef<TezRenderView> MakeScriptView(HWND window)
+{
+    TezRef<TezRenderView> view = TezRenderViewManager::GetAppRenderViewManager()->CreateCuda();
+    view->Initialize(window, kViewWidth, kViewHeight);
+    view->SetBackgroundColor({0.12f, 0.12f, 0.14f, 1.0f});
+    view->GetCamera()->UsePerspective(true);
+    return view;
+}
+
+} // namespace
 
 int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err)
 {
@@ -30,7 +88,9 @@ int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err)
     }
     std::vector<std::string> const scriptArgs = run->remaining();
 
-    TezHostApplication app;
+    ScriptGL gl;
+    TezHostApplication app(gl.context, gl.context ? gl.window : nullptr);
+    TezRef<TezRenderView> view = gl.context ? MakeScriptView(gl.window) : nullptr;
     int code = 0;
     {
         TezScriptBridge bridge;
@@ -48,6 +108,14 @@ int TezScriptCommand(TezArgs const& args, FILE* out, FILE* err)
             if (code == 0)
                 code = 1;
         }
+    }
+    if (view) {
+        // Scene objects free their GL objects as they go: with the context bound.
+        view->ActivateContext();
+        app.SetActiveDocument(nullptr);
+        view->SetScene(nullptr);
+        TezRenderViewManager::GetAppRenderViewManager()->ReleaseRenderView(view);
+        view = nullptr;
     }
     return code;
 }

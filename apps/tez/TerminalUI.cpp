@@ -79,7 +79,7 @@ void TezTerminalUI::PlanSteps(std::vector<Step> steps)
     m_stepShown = 0.0;
 }
 
-void TezTerminalUI::BeginStep(std::string const& name)
+void TezTerminalUI::BeginStep(std::string const& name, int sections)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_stepName = name;
@@ -88,6 +88,9 @@ void TezTerminalUI::BeginStep(std::string const& name)
             m_step = i;
             m_stepShown = 0.0;
         }
+    m_stepSections = std::max(sections, 1);
+    m_sectionIndex = -1;
+    m_sectionBase = 0.0;
     m_sections.assign(1, Section());
     Draw(true);
 }
@@ -101,6 +104,12 @@ void TezTerminalUI::ClearProgress()
 void TezTerminalUI::StartProgress(uint64_t count)
 {
     std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_sections.size() == 1) {
+        // A further section of the step goes on from what was shown.
+        if (m_sectionIndex >= 0)
+            m_sectionBase = m_stepShown;
+        ++m_sectionIndex;
+    }
     m_sections.back().total = count;
     m_sections.back().done = 0;
     Draw(true);
@@ -126,6 +135,8 @@ void TezTerminalUI::EndProgress()
         if (m_steps.empty()) {
             ClearLine();
             m_stepShown = 0.0;
+            m_sectionIndex = -1;
+            m_sectionBase = 0.0;
         }
         section = Section();
     }
@@ -177,9 +188,15 @@ double TezTerminalUI::SectionFraction(size_t level) const
 
 double TezTerminalUI::Overall()
 {
-    m_stepShown = std::max(m_stepShown, SectionFraction(0));
     if (m_steps.empty())
-        return m_stepShown;
+        return m_stepShown = SectionFraction(0);
+    // The step's expected sections share it; the last of them, and any
+    // beyond, take 9/10 of what is left, so that the figure keeps moving
+    // and reaches the step's end only when the command begins the next.
+    int const k = std::max(m_sectionIndex, 0);
+    double const left = 1.0 - m_sectionBase;
+    double const span = k < m_stepSections - 1 ? left / double(m_stepSections - k) : 0.9 * left;
+    m_stepShown = std::max(m_stepShown, m_sectionBase + span * SectionFraction(0));
     double total = 0.0, before = 0.0;
     for (size_t i = 0; i < m_steps.size(); ++i) {
         total += m_steps[i].share;
@@ -195,11 +212,12 @@ void TezTerminalUI::Draw(bool force)
 {
     if (!m_interactive)
         return;
-    int const percent = static_cast<int>(100.0 * Overall());
+    // Redraw at most every 50 ms unless forced: steps may come millions of
+    // times a second.
     auto const now = std::chrono::steady_clock::now();
-    // Redraw when something changed, at most every 50 ms unless forced.
     if (!force && now - m_lastDraw < std::chrono::milliseconds(50))
         return;
+    int const percent = static_cast<int>(100.0 * Overall());
 
     std::string text = m_stepName;
     for (Section const& section : m_sections) {
@@ -222,10 +240,10 @@ void TezTerminalUI::Draw(bool force)
         line += " " + text;
     if (line.size() > size_t(columns))
         line.resize(size_t(columns));
+    m_lastDraw = now;
     if (line == m_lastLine && m_lineDrawn && !force)
         return;
     m_lastLine = line;
-    m_lastDraw = now;
     std::fputs(("\r\033[K" + line).c_str(), m_out);
     std::fflush(m_out);
     m_lineDrawn = true;

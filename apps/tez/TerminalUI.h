@@ -5,9 +5,9 @@
 // stream is a terminal: a bar and percentage of the whole command, then the
 // command's step and the kernel's messages ("outer > inner"). The command
 // may plan its steps with their shares of the whole (PlanSteps, BeginStep);
-// the kernel's sections fill the current step, a nested section standing for
-// one step of the section around it, and the figure never goes back within a
-// step. The line is cut to the terminal's width (TIOCGWINSZ, else COLUMNS,
+// the kernel's sections fill the current step one after the other, a nested
+// section standing for one step of the section around it, and the figure
+// never goes back. The line is cut to the terminal's width (TIOCGWINSZ, else COLUMNS,
 // else 80) so that it never wraps.
 //
 // Errors always print, in red on a terminal. Ctrl-C raises the stop flag so
@@ -49,7 +49,9 @@ public:
     void PlanSteps(std::vector<Step> steps);
     // Moves to the planned step of that name (the steps before it count as
     // done); a name not in the plan is shown without moving the bar.
-    void BeginStep(std::string const& name);
+    // sections: how many of the kernel's outermost sections the step
+    // expects, to share it among them.
+    void BeginStep(std::string const& name, int sections = 1);
     // Clears the line; the next progress draws it again.
     void ClearProgress();
 
@@ -94,6 +96,9 @@ private:
     size_t m_step = 0;
     std::string m_stepName;
     double m_stepShown = 0.0;
+    int m_stepSections = 1;
+    int m_sectionIndex = -1; // the step's current outermost section
+    double m_sectionBase = 0.0;
     int m_activeLevel = 0;
     bool m_lineDrawn = false;
     std::string m_lastLine;

@@ -12,6 +12,7 @@
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OutputFile.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
 #include "volume/ImageStack.h"
@@ -25,6 +26,16 @@
 #include <vector>
 
 namespace {
+
+char const* const kReading = "reading the volume";
+char const* const kTessellating = "tessellating";
+char const* const kWriting = "writing the mesh";
+
+int Stopped(FILE* err)
+{
+    std::fprintf(err, "tez tessellate: stopped; nothing written\n");
+    return 1;
+}
 
 // The whole source at the given depth; null after a message on err.
 template <class T>
@@ -78,6 +89,8 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
 
     TezLogger::SetConsoleLevel(TezLogger::Warn);
     TezHostApplication app;
+    TezTerminalUI& ui = app.GetTerminalUI();
+    ui.PlanSteps({{kReading, 2.0}, {kTessellating, 2.0}, {kWriting, 1.0}});
     TezRef<TezVolumeData> stack = source.Open("tessellate", err);
     if (!stack)
         return 1;
@@ -96,8 +109,12 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
                                     std::to_string(bits) + "-bit value" +
                                     (bits == 8 ? " (--bpp 16 reads 16 bits)" : ""),
                                 err);
+    ui.BeginStep(kReading);
     TezRef<TezMemoryVolume> volume =
         bits == 16 ? ReadVolume<uint16_t>(*stack, bits, err) : ReadVolume<uint8_t>(*stack, bits, err);
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(err);
     // Damaged pixel data shows only while the slices are read.
     if (!volume || !source.AcceptAfterRead("tessellate", err))
         return 1;
@@ -112,8 +129,12 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
     TezVolumeTessellator& tessellator = TezVolumeTessellator::Instance();
     tessellator.SetMethod(TezVolumeTessellator::Method::Closed);
     int64_t const start = TezTimer::TimeNow();
+    ui.BeginStep(kTessellating);
     TezRef<TezIndexedMesh> mesh = tessellator.Tessellate(volume, int(iso));
     double const seconds = TezTimer::TimeElapsed(start);
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(err);
     // Voxel units to the source's own.
     if (spacing.x != 1.0 || spacing.y != 1.0 || spacing.z != 1.0) {
         mesh->TransformGeometry(
@@ -133,7 +154,13 @@ int TezTessellateCommand(TezArgs const& args, FILE* out, FILE* err)
         }
         std::fprintf(err, "tez tessellate: warning: the surface is empty; the voxels run from %d to %d\n", low, high);
     }
-    if (!TezMeshWriter::Write(mesh, output, ascii)) {
+    ui.BeginStep(kWriting);
+    TezOutputFile file(output);
+    bool const written = TezMeshWriter::Write(mesh, file.GetTemporaryPath(), ascii);
+    ui.ClearProgress();
+    if (TezTerminalUI::StopRequested())
+        return Stopped(err);
+    if (!written || !file.Commit()) {
         std::fprintf(err, "tez tessellate: cannot write '%s': %s\n", output.c_str(), std::strerror(errno));
         return 1;
     }

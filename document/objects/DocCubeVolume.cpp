@@ -1,14 +1,16 @@
 #include "document/objects/DocCubeVolume.h"
 
+#include "render/objects/SceneCubeVolume.h"
 #include "render/objects/SceneVoxelOctree.h"
 #include "render/scene/Scene.h"
 #include "volume/CubeVolume.h"
 #include "volume/ImageStack.h"
+#include "volume/VolumeStatistics.h"
 #include "volume/VoxelOctree.h"
 
 #include <stdexcept>
 
-TEZ_TYPIFIED_IMPL(TezDocCubeVolume, "Doc Cube Volume")
+TEZ_TYPIFIED_IMPL(TezDocCubeVolume, "Cube Volume Document Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezDocCubeVolume)
 
 namespace {
@@ -23,10 +25,13 @@ std::string Collapsed(TezString const& text)
     return out;
 }
 
-void RefuseCubeVolumes(char const* where)
+void RefuseType(char const* where, int type)
 {
-    throw std::runtime_error(std::string(where) + ": cube volumes (type 0) are not drawn yet; use the octree (type 1)");
+    throw std::runtime_error(std::string(where) + ": volume type " + std::to_string(type) +
+                             " is neither 0 (cube volume) nor 1 (voxel octree)");
 }
+
+TezVector4<float> const kDefaultColour(0.46666667f, 0.53333336f, 0.6f, 0.6f);
 
 } // namespace
 
@@ -37,8 +42,8 @@ TezDocCubeVolume::~TezDocCubeVolume() = default;
 TezRef<TezDocCubeVolume> TezDocCubeVolume::Create(TezRef<TezImageStack> imageStack, double voxelSize, int bitsPerPixel,
                                                   int volumeType)
 {
-    if (volumeType == CubeVolumeType)
-        RefuseCubeVolumes("TezDocCubeVolume::Create");
+    if (volumeType != CubeVolumeType && volumeType != VoxelOctreeType)
+        RefuseType("TezDocCubeVolume::Create", volumeType);
     TezRef<TezDocCubeVolume> volume(new TezDocCubeVolume());
     volume->m_imageStack = imageStack;
     volume->m_voxelSize = voxelSize;
@@ -67,28 +72,55 @@ void TezDocCubeVolume::CreateTransferFunction()
 
 void TezDocCubeVolume::CreateCubeVolume(int type)
 {
-    if (type == CubeVolumeType)
-        RefuseCubeVolumes("TezDocCubeVolume::CreateCubeVolume");
+    if (type != CubeVolumeType && type != VoxelOctreeType)
+        RefuseType("TezDocCubeVolume::CreateCubeVolume", type);
     m_sceneObject = nullptr;
     m_cubeVolume = nullptr;
     m_voxelOctree = nullptr;
-    m_voxelOctree =
-        TezVoxelOctree::CreateFromVolumeData(TezString(""), m_imageStack, m_voxelSize, m_bitsPerPixel, 512, 2048);
-    if (m_voxelOctree && m_histogram.empty())
-        m_histogram = m_voxelOctree->GetHistogram();
+    if (type == CubeVolumeType) {
+        // A stack that gives nothing leaves nothing to draw.
+        if (m_imageStack && m_imageStack->IsValid())
+            m_cubeVolume = TezCubeVolume::ReadFromImageStack(m_imageStack, float(m_voxelSize));
+        if (m_cubeVolume && m_histogram.empty() && m_cubeVolume->VoxelCount() > 0) {
+            uint32_t counts[256] = {0};
+            TezVolumeStatistics::Instance().ComputeHistogram(*m_cubeVolume, counts);
+            double const scale = 1.0 / double(m_cubeVolume->VoxelCount());
+            m_histogram.resize(256);
+            for (int i = 0; i < 256; ++i)
+                m_histogram[size_t(i)] = float(counts[i] * scale);
+        }
+    } else {
+        m_voxelOctree =
+            TezVoxelOctree::CreateFromVolumeData(TezString(""), m_imageStack, m_voxelSize, m_bitsPerPixel, 512, 2048);
+        if (m_voxelOctree && m_histogram.empty())
+            m_histogram = m_voxelOctree->GetHistogram();
+    }
     MakeSceneObject();
 }
 
-// The scene object of the octree held, coloured and cut by the document's
-// transfer function. A failed build leaves none: there is nothing to draw.
+// The scene object of the volume held, told its owner and given the
+// document's transfer function. A failed build leaves none: there is
+// nothing to draw.
 void TezDocCubeVolume::MakeSceneObject()
 {
     m_sceneObject = nullptr;
-    if (!m_voxelOctree)
+    if (m_voxelOctree)
+        m_sceneObject = TezSceneVoxelOctree::Create(m_voxelOctree);
+    else if (m_cubeVolume)
+        m_sceneObject = TezSceneCubeVolume::Create(m_cubeVolume);
+    if (!m_sceneObject)
         return;
-    TezRef<TezSceneVoxelOctree> scene = TezSceneVoxelOctree::Create(m_voxelOctree);
-    scene->SetTransferFunction(m_transferFunction);
-    m_sceneObject = scene;
+    m_sceneObject->SetColor(kDefaultColour);
+    m_sceneObject->SetDocumentObject(this);
+    ApplyTransferFunction();
+}
+
+void TezDocCubeVolume::ApplyTransferFunction()
+{
+    if (auto* octree = dynamic_cast<TezSceneVoxelOctree*>(m_sceneObject.Get()))
+        octree->SetTransferFunction(m_transferFunction);
+    else if (auto* cube = dynamic_cast<TezSceneCubeVolume*>(m_sceneObject.Get()))
+        cube->SetTransferFunction(m_transferFunction);
 }
 
 void TezDocCubeVolume::OnAdd(TezRef<TezDocument> document)
@@ -111,11 +143,17 @@ void TezDocCubeVolume::ConvertTo(int type)
 {
     if (!CanConvertVolumeType() || type == GetVolumeType())
         return;
-    if (type == CubeVolumeType)
-        RefuseCubeVolumes("TezDocCubeVolume::ConvertTo");
+    if (type != CubeVolumeType && type != VoxelOctreeType)
+        RefuseType("TezDocCubeVolume::ConvertTo", type);
     TezRef<TezSceneObject> old = m_sceneObject;
     TezRef<TezScene> scene = old ? old->GetScene() : nullptr;
     CreateCubeVolume(type);
+    // The new object stands where the old one stood and looks the same.
+    if (old && m_sceneObject) {
+        m_sceneObject->SetTransform(old->GetTransform());
+        m_sceneObject->SetColor(old->GetColor());
+        m_sceneObject->SetProperty(TezSceneObject::Visible, old->GetProperty(TezSceneObject::Visible));
+    }
     if (scene) {
         scene->RemoveChild(old);
         if (m_sceneObject)
@@ -130,8 +168,7 @@ void TezDocCubeVolume::SetTransferFunction(std::vector<TezVector2<float>> const&
     m_transferFunction = points;
     m_transferFunction.front().x = 0.0f;
     m_transferFunction.back().x = 1.0f;
-    if (auto* octree = dynamic_cast<TezSceneVoxelOctree*>(m_sceneObject.Get()))
-        octree->SetTransferFunction(m_transferFunction);
+    ApplyTransferFunction();
 }
 
 TezVector3<float> TezDocCubeVolume::GetDimensions() const
@@ -211,14 +248,22 @@ void TezDocCubeVolume::Save(TezRef<TezArchive> archive)
     archive->WriteObject("imageStack", m_imageStack);
     if (m_imageStack)
         m_imageStack->Save(archive);
+    // Where the volume stands in the world; readers that do not know the tag
+    // skip it.
+    TezMatrix44<float> const transform = GetTransform();
+    float values[16];
+    transform.Array(values);
+    archive->WriteBinary("transform", values, sizeof(values));
     archive->WriteEndSection();
 }
 
 void TezDocCubeVolume::Load(TezRef<TezArchive> archive)
 {
     auto is = [](TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; };
-    TezVector4<float> color(0.46666667f, 0.53333336f, 0.6f, 0.6f);
+    TezVector4<float> color = kDefaultColour;
     bool visible = true;
+    float transform[16];
+    TezMatrix44<float>().Array(transform);
     int sections = 0;
     for (;;) {
         TezString const tag = archive->ReadTag();
@@ -237,6 +282,8 @@ void TezDocCubeVolume::Load(TezRef<TezArchive> archive)
             break;
         } else if (is(tag, "color")) {
             archive->ReadBinary(&color.x, sizeof(float) * 4);
+        } else if (is(tag, "transform")) {
+            archive->ReadBinary(transform, sizeof(transform));
         } else if (is(tag, "visible")) {
             visible = archive->ReadBool();
         } else if (is(tag, "voxelSize")) {
@@ -271,5 +318,8 @@ void TezDocCubeVolume::Load(TezRef<TezArchive> archive)
     if (m_sceneObject) {
         m_sceneObject->SetColor(color);
         m_sceneObject->SetProperty(TezSceneObject::Visible, visible);
+        TezMatrix44<float> matrix;
+        matrix.FromArray(transform);
+        m_sceneObject->SetTransform(matrix);
     }
 }

@@ -1,14 +1,16 @@
 #pragma once
 // TezDocCubeVolume: the document object of volume data. It holds the source
-// (an image stack, may be null), the octree built from it, the histogram
+// (an image stack, may be null), the volume built from it, the histogram
 // (256 fractions), the transfer function's control points and the scene
-// object that draws the volume (a TezSceneVoxelOctree, cast by the GPU
-// render view).
+// object that draws the volume, which knows this object as its owner.
 //
-// Volume type 1 is the voxel octree. Type 0, the cube volume drawn as
-// textured slices, is not drawn yet: asking for it throws
-// std::runtime_error, and archives holding a cube volume load it without a
-// scene object.
+// Volume type 0 is a dense 8-bit TezCubeVolume drawn by GL as textured
+// slices (TezSceneCubeVolume); type 1 is a TezVoxelOctree cast by the GPU
+// render view (TezSceneVoxelOctree). ConvertTo rebuilds one from the other's
+// image stack and puts the new scene object in the old one's place, with
+// its transform, colour and visibility. Other type numbers are refused with
+// std::runtime_error. New objects get the transfer function (0, 0),
+// (0.0588, 0), (1, 1): transparent below 15 of 255, then a straight ramp.
 //
 // The transfer function is control points with x ascending over the voxel
 // range; fewer than 2 points change nothing, and the ends are pinned to x 0
@@ -16,7 +18,8 @@
 // "color", "visible", "voxelSize", "bpp", "histogramSize" and its values,
 // "transferFunctionSize" and its points, then object records "cubeVolume",
 // "octree" and "imageStack", each followed by the object's own section when
-// not null. The same content saves to the same bytes.
+// not null, and last "transform" (16 floats, column by column). The same
+// content saves to the same bytes.
 
 #include "document/DocumentObject.h"
 #include "math/Matrix.h"
@@ -88,6 +91,7 @@ private:
     void CreateTransferFunction();
     void CreateCubeVolume(int type);
     void MakeSceneObject();
+    void ApplyTransferFunction();
 
     TezRef<TezImageStack> m_imageStack;
     double m_voxelSize = 1.0;

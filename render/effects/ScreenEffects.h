@@ -1,7 +1,8 @@
 #pragma once
 // Effects for text, screen-space shapes and lines.
-//   TezSceneTextEffect  "Scene Text Effect": vSceneText + fSceneText, glyph
-//       coverage from "paramBitmap" (unit 0) lit with "globalAmbient" (1, 1,
+//   TezSceneTextEffect  "Scene Text Effect": vSceneText + fSceneText; flat
+//       glyphs ("usePixelPos" 1, "pixelPos", "viewport") unlit with their
+//       coverage from "paramBitmap" (unit 0), solid glyphs lit with "globalAmbient" (1, 1,
 //       1), "lightPosition" and "eyePosition" (0, 0, 0 to start, then the
 //       scene's light and the camera's eye), "Ks" (0.9, 0.9, 0.9),
 //       "shininess" 20; "inPosition", "inNormal", "inTexture". Maps with its

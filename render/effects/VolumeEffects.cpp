@@ -49,8 +49,12 @@ void TezCubeVolumeEffect::UpdateTransferFunction(unsigned char const* table)
     if (!table)
         return;
     std::memcpy(m_transferTable, table, sizeof m_transferTable);
-    if (m_transferTexture)
-        m_transferTexture->Load(m_transferTable, sizeof m_transferTable);
+    if (!m_transferTexture)
+        return;
+    // Loading unbinds the texture; between StartEffect and EndEffect the
+    // slices still sample it from unit 0.
+    m_transferTexture->Load(m_transferTable, sizeof m_transferTable);
+    m_transferTexture->BindSlot(0);
 }
 
 void TezCubeVolumeEffect::StartEffect(TezSceneDrawData const& data, unsigned pass)

@@ -8,7 +8,7 @@
 #include <cstring>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneGdiOverlay)
-TEZ_TYPIFIED_IMPL(TezSceneGdiOverlay, "Gdi Overlay Scene Object")
+TEZ_TYPIFIED_IMPL(TezSceneGdiOverlay, "Gdi Overlay")
 
 TezSceneGdiOverlay::TezSceneGdiOverlay() : TezSceneObject(TezGdiOverlayEffect::StaticType())
 {

@@ -4,7 +4,7 @@
 #include "render/objects/detail/ObjectGL.h"
 
 TEZ_DEFINE_REF_FUNCTIONS(TezScenePointSprites)
-TEZ_TYPIFIED_IMPL(TezScenePointSprites, "Point Sprites Scene Object")
+TEZ_TYPIFIED_IMPL(TezScenePointSprites, "PointSprites")
 
 TezScenePointSprites::TezScenePointSprites() : TezScenePointSprites(Circles) {}
 

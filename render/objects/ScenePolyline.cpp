@@ -7,9 +7,9 @@
 TEZ_DEFINE_REF_FUNCTIONS(TezScenePolyline)
 TEZ_DEFINE_REF_FUNCTIONS(TezScenePolylineGroup)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneThickPolyline)
-TEZ_TYPIFIED_IMPL(TezScenePolyline, "Polyline Scene Object")
-TEZ_TYPIFIED_IMPL(TezScenePolylineGroup, "Polyline Group Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneThickPolyline, "Thick Polyline Scene Object")
+TEZ_TYPIFIED_IMPL(TezScenePolyline, "Polyline")
+TEZ_TYPIFIED_IMPL(TezScenePolylineGroup, "Polyline group")
+TEZ_TYPIFIED_IMPL(TezSceneThickPolyline, "Polyline")
 
 namespace {
 

@@ -11,12 +11,12 @@ TEZ_DEFINE_REF_FUNCTIONS(TezSceneCylinder)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneSphere)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneQuad)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneFrame)
-TEZ_TYPIFIED_IMPL(TezSceneBox, "Box Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneCone, "Cone Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneCylinder, "Cylinder Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneSphere, "Sphere Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneQuad, "Quad Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneFrame, "Frame Scene Object")
+TEZ_TYPIFIED_IMPL(TezSceneBox, "Box")
+TEZ_TYPIFIED_IMPL(TezSceneCone, "Cone")
+TEZ_TYPIFIED_IMPL(TezSceneCylinder, "Cylinder")
+TEZ_TYPIFIED_IMPL(TezSceneSphere, "Sphere")
+TEZ_TYPIFIED_IMPL(TezSceneQuad, "Quad")
+TEZ_TYPIFIED_IMPL(TezSceneFrame, "Ring")
 
 namespace {
 // Round shapes: enough facets that a silhouette a few hundred pixels across

@@ -5,7 +5,7 @@
 #include <GL/glew.h>
 
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneRectangle)
-TEZ_TYPIFIED_IMPL(TezSceneRectangle, "Rectangle Scene Object")
+TEZ_TYPIFIED_IMPL(TezSceneRectangle, "Rectangle")
 
 TezSceneRectangle::TezSceneRectangle() : TezSceneObject(TezScreenSpaceEffect::StaticType())
 {

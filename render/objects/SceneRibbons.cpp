@@ -13,9 +13,9 @@
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneRibbonBox)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneRibbonCylinder)
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneRibbonSphere)
-TEZ_TYPIFIED_IMPL(TezSceneRibbonBox, "Ribbon Box Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneRibbonCylinder, "Ribbon Cylinder Scene Object")
-TEZ_TYPIFIED_IMPL(TezSceneRibbonSphere, "Ribbon Sphere Scene Object")
+TEZ_TYPIFIED_IMPL(TezSceneRibbonBox, "Scene Ribbon Box")
+TEZ_TYPIFIED_IMPL(TezSceneRibbonCylinder, "Scene Ribbon Cylinder")
+TEZ_TYPIFIED_IMPL(TezSceneRibbonSphere, "Scene Ribbon Sphere")
 
 namespace {
 

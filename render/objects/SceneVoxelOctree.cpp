@@ -1,19 +1,20 @@
 #include "render/objects/SceneVoxelOctree.h"
 
+#include "core/CudaCheck.h"
 #include "core/Logger.h"
 #include "math/Matrix.h"
 #include "platform/DeviceMemory.h"
-#include "render/OctreeCamera.h"
 #include "render/effects/VolumeEffects.h"
 #include "render/scene/SceneDrawData.h"
 #include "render/views/CudaRenderView.h"
+#include "render/views/VoxelOctreeRender.h"
 #include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include <stdexcept>
 
-TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Scene Voxel Octree")
+TEZ_TYPIFIED_IMPL(TezSceneVoxelOctree, "Voxel Octree Scene Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezSceneVoxelOctree)
 
 TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
@@ -25,7 +26,11 @@ TezSceneVoxelOctree::TezSceneVoxelOctree(TezRef<TezVoxelOctree> octree)
 
 TezSceneVoxelOctree::TezSceneVoxelOctree() : TezSceneVoxelOctree(nullptr) {}
 
-TezSceneVoxelOctree::~TezSceneVoxelOctree() = default;
+TezSceneVoxelOctree::~TezSceneVoxelOctree()
+{
+    if (m_deviceTable)
+        TezDeviceFree(m_deviceTable);
+}
 
 TezRef<TezSceneVoxelOctree> TezSceneVoxelOctree::Create(TezRef<TezVoxelOctree> octree)
 {
@@ -65,31 +70,32 @@ bool TezSceneVoxelOctree::DrawObject(TezSceneDrawData const& data)
         return false;
     }
     if (m_tableStale) {
+        // A device that cannot take 1 KiB is failing: fatal, with the tag.
         size_t const bytes = m_table.size() * sizeof(float);
-        m_kernelTable = TezDeviceBuffer(bytes, 1, onDevice);
-        // Painting never throws: a table that cannot be copied draws nothing.
-        if (m_kernelTable.Upload(m_table.data(), bytes) != TezDeviceSuccess) {
-            TezLogger::error("TezSceneVoxelOctree: cannot copy the transfer function to the kernels\n");
-            return false;
-        }
-        m_statesValid = TezVoxelOctreeCalculateNodeStates(m_octree, static_cast<float const*>(m_kernelTable.Get()));
+        if (!m_deviceTable)
+            checkCudaError(TezDeviceMalloc(reinterpret_cast<void**>(&m_deviceTable), bytes),
+                           "TezSceneVoxelOctree::SetTransferFunction.A");
+        checkCudaError(TezDeviceMemcpy(m_deviceTable, m_table.data(), bytes, TezDeviceHostToDevice),
+                       "TezSceneVoxelOctree::SetTransferFunction.B");
+        m_statesValid = TezVoxelOctreeCalculateNodeStates(m_octree, m_deviceTable);
         m_tableStale = false;
     }
-    float const* table = static_cast<float const*>(m_kernelTable.Get());
-    TezOctreeRenderSource source = TezMakeOctreeRenderSource(*m_octree);
-    source.statesValid = m_statesValid;
-    source.looks =
+    float const* table = m_deviceTable;
+    uint32_t const looks =
         TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
     float const edge = float(m_octree->GetTreeSize()) * m_octree->GetVoxelSize();
     TezMatrix44<float> const matrix = GetWorldMatrix() * TezScaleTransform<float>(edge);
-    TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);
-    TezPlane<float> const* cut = m_showXSection ? &m_xSectionPlane : nullptr;
     TezVector4<float> const colour = IsSelected() ? GetSelectedColor() : GetColor();
-    TezOctreeRenderTarget const& target = view->GetRenderTarget();
+    TezRef<TezCudaRenderView> cudaView(view);
     if (GetProperty(Transparent)) {
-        view->MarkLayersCast();
-        return TezRenderOctreeTransparent(target, source, record, matrix, colour, table, cut);
+        if (m_showXSection)
+            return TezVoxelOctreeRenderTransparentWithXSection(cudaView, m_octree, matrix, colour, table,
+                                                               m_xSectionPlane, looks, m_statesValid);
+        return TezVoxelOctreeRenderTransparent(cudaView, m_octree, matrix, colour, table, looks, m_statesValid);
     }
-    bool const drawn = TezRenderOctreeSolid(target, source, record, matrix, colour, table, cut);
+    bool const drawn = m_showXSection
+                           ? TezVoxelOctreeRenderSolidWithXSection(cudaView, m_octree, matrix, colour, table,
+                                                                   m_xSectionPlane, looks, m_statesValid)
+                           : TezVoxelOctreeRenderSolid(cudaView, m_octree, matrix, colour, table, looks, m_statesValid);
     return view->PostToOpenGL() && drawn;
 }

@@ -16,7 +16,6 @@
 // current; the table's copy lives on the side the kernels run on.
 
 #include "math/Plane.h"
-#include "platform/DeviceBuffer.h"
 #include "render/scene/SceneObject.h"
 
 #include "math/Vector.h"
@@ -59,7 +58,9 @@ protected:
 private:
     TezRef<TezVoxelOctree> m_octree;
     std::vector<float> m_table;
-    TezDeviceBuffer m_kernelTable;
+    // 256 floats where the kernels read them (TezDeviceMalloc), made on the
+    // first draw.
+    float* m_deviceTable = nullptr;
     bool m_tableStale = true;
     bool m_statesValid = false;
     bool m_showXSection = false;

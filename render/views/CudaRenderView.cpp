@@ -256,6 +256,7 @@ void TezCudaRenderView::MakeTextures()
 
 void TezCudaRenderView::DeleteTextures()
 {
+    m_backing->DetachTextures();
     GLuint const names[2] = {m_imageTexture, m_depthTexture};
     glDeleteTextures(2, names);
     m_imageTexture = m_depthTexture = 0;

@@ -15,9 +15,10 @@
 // post at once, transparent ones cast into the layers); transparent pass
 // (blended, depth test off); CudaPostRender (where layers were cast: depth
 // cleared to "no surface", layers blended into image and depth, posted);
-// depth cleared; overlay pass; EndPaint. The buffers live in a backing (TezOctreeViewBacking): host
-// arrays filled by the kernels' host loops here, device memory where a
-// device backing is given.
+// depth cleared; overlay pass; EndPaint. The buffers live in a backing
+// (TezOctreeViewBacking): device memory copied into the textures through
+// CUDA-GL interoperation where the kernels run on a GPU, otherwise host
+// arrays filled by the kernels' host loops and uploaded.
 //
 // Made by TezRenderViewManager::CreateCuda / CreateOffScreenCuda. Initialize
 // and Resize bind the view's context for the GL work and unbind it after;

@@ -56,3 +56,9 @@ std::unique_ptr<TezOctreeViewBacking> TezCreateHostOctreeViewBacking()
 {
     return std::unique_ptr<TezOctreeViewBacking>(new TezHostOctreeViewBacking());
 }
+
+std::unique_ptr<TezOctreeViewBacking> TezCreateOctreeViewBacking()
+{
+    std::unique_ptr<TezOctreeViewBacking> device = TezCreateCudaOctreeViewBacking();
+    return device ? std::move(device) : TezCreateHostOctreeViewBacking();
+}

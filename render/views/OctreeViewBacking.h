@@ -7,8 +7,10 @@
 // into the view's GL_RGBA8UI and GL_R32UI textures of the same size. The host
 // backing keeps host arrays, filled by the kernels' host loops, and uploads
 // them with glTexSubImage2D; a device backing keeps device memory and copies
-// on the device. Upload needs the view's GL context current; nothing else
-// touches GL. Allocate throws std::runtime_error on sizes below 1.
+// on the device through CUDA-GL interoperation (the textures registered with
+// the runtime on first use). Upload and DetachTextures need the view's GL
+// context current; nothing else touches GL. Allocate throws
+// std::runtime_error on sizes below 1.
 
 #include "platform/Api.h"
 #include "volume/device/OctreeRender.h"
@@ -32,7 +34,14 @@ public:
     virtual const TezOctreeRenderTarget& GetTarget() const = 0;
     // Image and depth into the textures (GL names, each of the target's size).
     virtual bool Upload(unsigned imageTexture, unsigned depthTexture) = 0;
+    // Said before the view deletes the textures last uploaded to.
+    virtual void DetachTextures() {}
 };
 
 // The backing on host arrays; available everywhere.
 TEZ_API std::unique_ptr<TezOctreeViewBacking> TezCreateHostOctreeViewBacking();
+// The backing on device memory; null where the library was built without
+// CUDA or no device is in use (TezOctreeKernelsHaveDevice).
+TEZ_API std::unique_ptr<TezOctreeViewBacking> TezCreateCudaOctreeViewBacking();
+// The device backing where it can be had, the host backing otherwise.
+TEZ_API std::unique_ptr<TezOctreeViewBacking> TezCreateOctreeViewBacking();

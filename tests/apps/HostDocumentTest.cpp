@@ -1,11 +1,15 @@
 #include "core/Archive.h"
 #include "document/CommandManager.h"
 #include "document/DocumentCommands.h"
+#include "document/objects/DocCloud.h"
 #include "document/objects/DocCubeVolume.h"
+#include "document/objects/DocIndexedMesh.h"
+#include "mesh/IndexedMesh.h"
 #include "render/scene/Scene.h"
 #include "render/scene/SceneObject.h"
 #include "tez/HostApplication.h"
 #include "volume/MemoryVolume.h"
+#include "volume/VoxelCloud.h"
 
 #include <gtest/gtest.h>
 
@@ -189,6 +193,9 @@ TEST_F(HostDocuments, VolumeObjectsSaveAndOpenWithTheirOctreeAndLooks)
     volume->SetTransferFunction({{0, 0}, {0.3f, 0.5f}, {1, 1}});
     volume->GetSceneObject()->SetColor({0.25f, 0.5f, 0.75f, 1.0f});
     volume->SetVisible(false);
+    TezMatrix44<float> const placed =
+        TezTranslationTransform<float>({1.0f, -2.0f, 0.5f}) * TezScaleTransform<float>(2.0f);
+    volume->SetTransform(placed);
 
     std::string path = Made("volume.mvne"), twice = Made("volume-twice.mvne"), again = Made("volume-again.mvne");
     Active(app)->Save(TezString(path.c_str()));
@@ -208,8 +215,61 @@ TEST_F(HostDocuments, VolumeObjectsSaveAndOpenWithTheirOctreeAndLooks)
     EXPECT_EQ(volume->GetVoxelOctree()->GetNodePool().GetSizeBytes(),
               back->GetVoxelOctree()->GetNodePool().GetSizeBytes());
 
-    // The opened objects have ids of their own, written in their records:
-    // the rest is the same.
+    EXPECT_EQ(placed, back->GetTransform());
+
+    // The opened objects have ids of their own; records number them in
+    // order, so the file is the same.
     opened->Save(TezString(again.c_str()));
-    EXPECT_EQ(Bytes(path).size(), Bytes(again).size());
+    EXPECT_EQ(Bytes(path), Bytes(again));
+}
+
+TEST_F(HostDocuments, MeshAndPointFilesOpenAsDocumentsThatSaveOpenAndSaveToTheSameBytes)
+{
+    std::string const stl = Made("ring.stl");
+    ASSERT_TRUE(
+        TezIndexedMesh::WriteToStlFile(TezIndexedMesh::CreateTorus(8, 12, 1.0f, 0.3f), TezString(stl.c_str()), true));
+    TezRef<TezDocument> opened = app.OpenDocument(TezString(stl.c_str()));
+    ASSERT_EQ(TezDocument::DocNoError, opened->GetLastError());
+    EXPECT_EQ(opened, app.GetActiveDocument());
+    auto const& objects = TezRef<TezHostDocument>(opened)->GetObjects();
+    ASSERT_EQ(1u, objects.size());
+    TezRef<TezDocIndexedMesh> mesh(objects[0]);
+    ASSERT_TRUE(mesh);
+    EXPECT_STREQ("tez-host-ring", mesh->GetName().c_str());
+    EXPECT_EQ(192u, mesh->GetGeometry()->GetNumTriangles());
+    EXPECT_STREQ("", opened->GetFileName().c_str()) << "a mesh file is not written over";
+    EXPECT_TRUE(opened->IsModified());
+
+    std::string const points = Made("points.txt");
+    {
+        std::ofstream out(points);
+        out << "0 0 0\n1 2 3\n-1.5 4 0.25\n";
+    }
+    TezRef<TezHostDocument> cloudFile = TezHostDocument::Create();
+    ASSERT_TRUE(cloudFile->Read(TezString(points.c_str())));
+    ASSERT_EQ(1u, cloudFile->GetObjects().size());
+    TezRef<TezDocCloud> cloud(cloudFile->GetObjects()[0]);
+    ASSERT_TRUE(cloud);
+    EXPECT_EQ(3u, cloud->GetCloud()->GetNumPoints());
+    TezRef<TezHostDocument>(opened)->AddObject(cloud);
+
+    std::string const path = Made("mesh-and-cloud.mvne"), again = Made("mesh-and-cloud-again.mvne");
+    opened->Save(TezString(path.c_str()));
+    TezRef<TezDocument> reopened = app.OpenDocument(TezString(path.c_str()));
+    ASSERT_EQ(TezDocument::DocNoError, reopened->GetLastError());
+    auto const& back = TezRef<TezHostDocument>(reopened)->GetObjects();
+    ASSERT_EQ(2u, back.size());
+    EXPECT_TRUE(TezRef<TezDocIndexedMesh>(back[0]));
+    EXPECT_TRUE(TezRef<TezDocCloud>(back[1]));
+    EXPECT_EQ(reopened->GetScene() ? 2 : 0,
+              reopened->GetScene() ? reopened->GetScene()->GetRoot()->GetNumChildren() : 0);
+    reopened->Save(TezString(again.c_str()));
+    EXPECT_EQ(Bytes(path), Bytes(again));
+
+    // Files that hold nothing to show are refused, and the document stays.
+    std::string const empty = Made("empty.txt");
+    std::ofstream(empty).close();
+    EXPECT_FALSE(cloudFile->Read(TezString(empty.c_str())));
+    EXPECT_EQ(1u, cloudFile->GetObjects().size());
+    EXPECT_FALSE(cloudFile->Read(TezString(Path("missing.ply").c_str())));
 }

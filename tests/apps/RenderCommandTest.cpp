@@ -1,3 +1,5 @@
+#include "math/Matrix.h"
+#include "mesh/IndexedMesh.h"
 #include "tez/CommandLine.h"
 #include "volume/Image.h"
 
@@ -231,4 +233,128 @@ TEST(TezRenderCommand, BadArgumentsAreRefused)
     Captured missing = RunTez({"render", "--octree", "/nonexistent/tree.tez"});
     EXPECT_EQ(missing.code, 1);
     EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
+}
+
+// A mesh sphere half inside an opaque cube volume, seen from the front
+// (+z) without perspective: the cap in front of the face hides the volume,
+// and the volume hides the rest of the sphere. The cube fills [0, 1]^3
+// (32 voxels of 1/32); the sphere of radius 0.25 is centred at z 0.9, so it
+// leaves the face z = 1 on a circle of radius 0.229 and its outline, 0.25,
+// lies behind the face. Solid and layered volumes alike.
+TEST(TezRenderCommand, MeshBesideTheVolumeHidesAndIsHiddenByDepth)
+{
+    std::string const dir = ::testing::TempDir() + "tez-render-mesh";
+    std::string const pattern = WriteStack("tez-render-mesh-stack", 32, 32, 32, 8, [](int, int, int) { return 200u; });
+    std::filesystem::create_directories(dir);
+    TezRef<TezIndexedMesh> sphere = TezIndexedMesh::CreateSphere(48, 96);
+    sphere->TransformGeometry(TezTranslationTransform<float>({0.5f, 0.5f, 0.9f}) * TezScaleTransform<float>(0.25f));
+    std::string const stl = dir + "/sphere.stl";
+    ASSERT_TRUE(TezIndexedMesh::WriteToStlFile(sphere, TezString(stl.c_str()), true));
+
+    for (bool layered : {false, true}) {
+        std::string const out = dir + (layered ? "/layered.png" : "/solid.png");
+        TezArgs args = {"render", pattern,   "1000",   "1031", "--voxel-size", "0.03125", "--view", "front", "--ortho",
+                        "--size", "200x200", "--mesh", stl,    "-o",           out};
+        if (layered)
+            args.push_back("--transparent");
+        Captured c = RunTez(args);
+        if (c.code != 0 && c.err.find("need GL") != std::string::npos)
+            GTEST_SKIP() << c.err;
+        ASSERT_EQ(c.code, 0) << c.err;
+        int w = 0, h = 0;
+        std::vector<uint8_t> const p = Pixels(out, w, h);
+        // The face's extent on the middle row gives the scale of the picture.
+        int const row = h / 2;
+        int left = -1, right = -1;
+        for (int x = 0; x < w; ++x) {
+            uint8_t const* px = &p[(size_t(row) * w + x) * 3];
+            if (px[0] != 28 || px[1] != 30 || px[2] != 36) {
+                if (left < 0)
+                    left = x;
+                right = x;
+            }
+        }
+        ASSERT_GT(right - left, 50) << "the volume fills the middle of the picture";
+        double const unit = double(right - left + 1), middle = 0.5 * (left + right + 1);
+        auto at = [&](double radius) {
+            int const x = int(middle + radius * unit);
+            return std::vector<uint8_t>(&p[(size_t(row) * w + x) * 3], &p[(size_t(row) * w + x) * 3 + 3]);
+        };
+        auto isMesh = [](std::vector<uint8_t> const& c) { return c[2] > c[0] + 30; };   // blue
+        auto isVolume = [](std::vector<uint8_t> const& c) { return c[0] > c[2] + 10; }; // warm grey
+        char const* kind = layered ? "layered" : "solid";
+        EXPECT_TRUE(isMesh(at(0.0))) << kind << ": the cap in front of the face";
+        EXPECT_TRUE(isMesh(at(0.2))) << kind << ": still in front, inside the circle";
+        EXPECT_TRUE(isVolume(at(0.241))) << kind << ": the sphere behind the face is hidden";
+        EXPECT_TRUE(isVolume(at(-0.241))) << kind << ": on both sides";
+        EXPECT_TRUE(isVolume(at(0.4))) << kind << ": the face beyond the sphere";
+    }
+}
+
+// A picture's document, saved and drawn again: the same picture.
+TEST(TezRenderCommand, SavedDocumentRendersTheSamePicture)
+{
+    std::string const dir = ::testing::TempDir() + "tez-render-document";
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    std::string const doc = dir + "/sample.mvne";
+    Captured first =
+        RunTez({"render", "--size", "160x120", "--color", "0.4,0.8,0.5", "--save", doc, "-o", dir + "/first.png"});
+    if (first.code != 0 && first.err.find("need GL") != std::string::npos)
+        GTEST_SKIP() << first.err;
+    ASSERT_EQ(first.code, 0) << first.err;
+    Captured again = RunTez({"render", doc, "--size", "160x120", "-o", dir + "/again.png"});
+    ASSERT_EQ(again.code, 0) << again.err;
+    ExpectSamePicture(dir + "/again.png", dir + "/first.png");
+    EXPECT_EQ(RunTez({"render", dir + "/missing.mvne"}).code, 1);
+}
+
+// The same stack as a cube volume of GL textured slices covers about the
+// same part of the picture as the cast octree.
+TEST(TezRenderCommand, SlicesCoverWhatTheCastCovers)
+{
+    std::string const dir = ::testing::TempDir() + "tez-render-slices";
+    std::filesystem::create_directories(dir);
+    Captured slices = RunTez({"render", "--slices", "--size", "160x120", "-o", dir + "/slices.png"});
+    if (slices.code != 0 && slices.err.find("need GL") != std::string::npos)
+        GTEST_SKIP() << slices.err;
+    ASSERT_EQ(slices.code, 0) << slices.err;
+    ASSERT_EQ(RunTez({"render", "--size", "160x120", "-o", dir + "/cast.png"}).code, 0);
+    Lit const a = LitPixels(dir + "/slices.png"), b = LitPixels(dir + "/cast.png");
+    EXPECT_NEAR(double(a.count), double(b.count), 0.1 * double(b.count));
+    EXPECT_NEAR(a.left, b.left, 3);
+    EXPECT_NEAR(a.right, b.right, 3);
+    EXPECT_EQ(RunTez({"render", "--slices", "--transparent"}).code, 2) << "layers are the octree's";
+}
+
+TEST(TezRenderCommand, AnisotropicScanKeepsItsProportions)
+{
+    // A ball 52 units across in a scan with slices 2 units apart: 64 x 64
+    // pixels, 32 slices. Seen from the side it must be as tall as it is wide,
+    // through the document and through the bare cast (a depth output).
+    std::string const path = ::testing::TempDir() + "tez-render-aniso.nrrd";
+    FILE* f = std::fopen(path.c_str(), "wb");
+    ASSERT_TRUE(f);
+    std::fprintf(f, "NRRD0004\ntype: uint8\ndimension: 3\nsizes: 64 64 32\nspacings: 1 1 2\nencoding: raw\n\n");
+    for (int z = 0; z < 32; ++z)
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x) {
+                double const dx = x - 31.5, dy = y - 31.5, dz = (z - 15.5) * 2.0;
+                std::fputc(dx * dx + dy * dy + dz * dz < 26.0 * 26.0 ? 200 : 0, f);
+            }
+    std::fclose(f);
+    std::string const out = ::testing::TempDir() + "tez-render-aniso.png";
+    std::string const depth = ::testing::TempDir() + "tez-render-aniso-depth.png";
+    for (bool bare : {false, true}) {
+        for (char const* view : {"front", "right", "top"}) {
+            TezArgs args{"render", path, "--view", view, "--ortho", "--size", "200x200", "-o", out};
+            if (bare)
+                args.insert(args.end(), {"--depth", depth});
+            Captured c = RunTez(args);
+            ASSERT_EQ(c.code, 0) << c.err;
+            Lit const lit = LitPixels(out);
+            double const width = lit.right - lit.left + 1, height = lit.bottom - lit.top + 1;
+            EXPECT_NEAR(width / height, 1.0, 0.06) << view << (bare ? " (bare cast)" : " (document)");
+        }
+    }
 }

@@ -2,6 +2,7 @@
 #include "document/CommandManager.h"
 #include "document/Document.h"
 #include "tez/HostApplication.h"
+#include "tez/ScriptCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -172,7 +173,7 @@ TEST_F(ScriptBridge, TheScriptManagerDescribesTheFunctionsAndScriptsStillRun)
     EXPECT_STREQ("s", saveAs.format.c_str());
     ASSERT_EQ(1u, saveAs.params.size());
     EXPECT_STREQ("filename", saveAs.params[0].name.c_str());
-    EXPECT_EQ(&TezScriptBridge::ParseMethod, TezCommand::GetParseMethod());
+    EXPECT_EQ(&TezScriptCalls::ParseMethod, TezCommand::GetParseMethod());
     EXPECT_EQ(0, Run("import tez\nassert 'Save the current' in tez.save_as.__doc__\ntez.probe('', 0, 0)\n"))
         << bridge->GetError();
 }

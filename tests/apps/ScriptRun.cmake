@@ -3,6 +3,10 @@
 # roundtrip: a session saves A and exports its history; a fresh process
 #            replays the history after A is moved aside; both files and both
 #            histories must be the same bytes.
+# volume:    tez render saves a volume document V; a session opens it and
+#            saves it as B, which must be V's bytes; the history replayed in
+#            a fresh process saves B again, the same bytes (skipped, saying
+#            so, where tez render has no GL context to draw with).
 # error:     SCRIPT fails on its line 3; the exit code is not 0 and stderr
 #            names that line with the kernel's message.
 
@@ -60,6 +64,32 @@ if(MODE STREQUAL "roundtrip")
   if(NOT code EQUAL 0 OR NOT reopened MATCHES "\ntez.open\\(r'${WORK}/A.mvne'\\)\n")
     message(FATAL_ERROR "reopening failed (${code}): ${err}\n${reopened}")
   endif()
+elseif(MODE STREQUAL "volume")
+  run_tez(render --size 64x48 --color 0.3,0.6,0.9 --save ${WORK}/V.mvne -o ${WORK}/V.png)
+  if(NOT code EQUAL 0 AND err MATCHES "need GL")
+    message("SKIPPED: ${err}")
+    return()
+  endif()
+  if(NOT code EQUAL 0)
+    message(FATAL_ERROR "tez render failed (${code}): ${err}")
+  endif()
+  file(WRITE ${WORK}/session.py
+    "import tez\n"
+    "tez.start()\n"
+    "tez.open('${WORK}/V.mvne')\n"
+    "tez.save_as('${WORK}/B.mvne')\n"
+    "tez.stop()\n")
+  run_tez(script run ${WORK}/session.py --history ${WORK}/history.py)
+  if(NOT code EQUAL 0)
+    message(FATAL_ERROR "session failed (${code}): ${err}")
+  endif()
+  same_bytes(${WORK}/B.mvne ${WORK}/V.mvne)
+  file(RENAME ${WORK}/B.mvne ${WORK}/B-first.mvne)
+  run_tez(script run ${WORK}/history.py)
+  if(NOT code EQUAL 0 OR NOT EXISTS ${WORK}/B.mvne)
+    message(FATAL_ERROR "replay failed (${code}): ${err}")
+  endif()
+  same_bytes(${WORK}/B.mvne ${WORK}/B-first.mvne)
 elseif(MODE STREQUAL "error")
   get_filename_component(name ${SCRIPT} NAME)
   configure_file(${SCRIPT} ${WORK}/${name} COPYONLY)
@@ -71,5 +101,5 @@ elseif(MODE STREQUAL "error")
     message(FATAL_ERROR "unexpected message: ${err}")
   endif()
 else()
-  message(FATAL_ERROR "MODE must be roundtrip or error")
+  message(FATAL_ERROR "MODE must be roundtrip, volume or error")
 endif()

@@ -269,12 +269,12 @@ TEST(ExportNames, GenericNamesAndViewIndices)
     EXPECT_EQ(0, TezCmdExportRenderViewImage::StandardViewIndex(TezString("Front")));
 }
 
-TEST(ScriptFunctions, SevenAreRegisteredInOrder)
+TEST(ScriptFunctions, RegisteredInTableOrderThenMoveFocus)
 {
     std::vector<std::string> names;
     for (auto const& def : TezCommand::GetCommandList())
         names.push_back(def.name);
     EXPECT_EQ((std::vector<std::string>{"new", "open", "save", "save_as", "export_main_window", "export_standard_view",
-                                        "export_animated_view"}),
+                                        "export_animated_view", "move_focus"}),
               names);
 }

@@ -19,6 +19,20 @@ if(private_headers)
   message(FATAL_ERROR "internal headers were installed: ${private_headers}")
 endif()
 
+# The installed program starts from the installed tree alone: it finds its
+# library through its RPATH, not through the build's.
+if(EXISTS ${prefix}/bin/tez)
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/tez --version)
+  if(NOT last_output MATCHES "^tez \\(Tezcore\\) ")
+    message(FATAL_ERROR "installed tez printed: ${last_output}")
+  endif()
+  run(${CMAKE_COMMAND} -E env --unset=LD_LIBRARY_PATH ${prefix}/bin/tez sample ${WORK_DIR}/sample --size 8)
+  file(GLOB_RECURSE completion ${prefix}/share/bash-completion/completions/tez)
+  if(NOT completion)
+    message(FATAL_ERROR "the bash completion was not installed")
+  endif()
+endif()
+
 # find_package(Tezcore) and Tezcore::Tezcore
 run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_BUILD_TYPE=Release)
@@ -41,5 +55,32 @@ if(PKG_CONFIG)
   get_filename_component(libdir ${pc_dir} DIRECTORY)
   run(${CXX} ${CONSUMER_DIR}/main.cpp ${flags} -Wl,-rpath,${libdir} -o ${WORK_DIR}/consumer_pc)
   run(${WORK_DIR}/consumer_pc)
+endif()
+# The Python module: found below the prefix, loading the installed library
+# (not the build tree's) and no libpython.
+if(PYTHON)
+  file(GLOB_RECURSE modules ${prefix}/tezcore*.so)
+  list(LENGTH modules count)
+  if(NOT count EQUAL 1)
+    message(FATAL_ERROR "expected one installed tezcore module, found: ${modules}")
+  endif()
+  get_filename_component(site ${modules} DIRECTORY)
+  find_program(READELF readelf)
+  if(READELF)
+    run(${READELF} -d ${modules})
+    if(last_output MATCHES "libpython")
+      message(FATAL_ERROR "the tezcore module links libpython:\n${last_output}")
+    endif()
+  endif()
+  set(ENV{PYTHONPATH} ${site})
+  run(${PYTHON} -c "import tezcore, tez
+maps = open('/proc/self/maps').read()
+assert tezcore.__file__.startswith('${prefix}/'), tezcore.__file__
+assert '${prefix}/' in ''.join(l for l in maps.splitlines() if 'libTezcore' in l), 'the library of the build tree was loaded'
+v = tezcore.volume_from_numpy(__import__('numpy').full((16, 32, 32), 200, 'uint8'))
+print('python ok', tezcore.__version__, tez.render(tez.build_octree(v), width=8, height=6).shape)")
+  if(NOT last_output MATCHES "python ok")
+    message(FATAL_ERROR "python printed: ${last_output}")
+  endif()
 endif()
 message(STATUS "install consumer ok")

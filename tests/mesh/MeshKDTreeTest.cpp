@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <set>
+#include <stdexcept>
 
 using namespace topology_test;
 
@@ -213,20 +214,25 @@ TEST(MeshSelfIntersections, CrossingBoxesButNotASphere)
     auto tree = TezMeshKDTree::Create(boxes);
     ASSERT_TRUE(tree->Build());
     std::multimap<unsigned int, unsigned int> pairs;
-    EXPECT_GT(TezFindSelfIntersections(tree, pairs), 0u);
+    EXPECT_GT(boxes->FindSelfIntersections(tree, pairs), 0u);
     std::set<std::pair<unsigned int, unsigned int>> unique;
     for (auto const& [t, u] : pairs) {
         EXPECT_LT(t, 12u); // first box
         EXPECT_GE(u, 12u); // second box
         EXPECT_TRUE(unique.emplace(t, u).second);
     }
-    TezRef<TezMeshIndexList> first = TezIndexListFromMap(pairs);
+    TezRef<TezMeshIndexList> first = TezIndexedMesh::IndexListFromMap(pairs);
     ASSERT_EQ(first->GetNumIndices(), 2u);
     EXPECT_EQ(first->Value(0), pairs.begin()->first);
     EXPECT_EQ(first->Value(1), pairs.begin()->second);
 
+    // Every pair reported intersects by the triangle test, in either order.
+    for (auto const& [t, u] : pairs)
+        EXPECT_TRUE(TezMeshTriangle::Intersect(boxes->GetTriangle(u), boxes->GetTriangle(t)));
+
     auto sphere = TezMeshKDTree::Create(Sphere(30, 40));
     ASSERT_TRUE(sphere->Build());
+    EXPECT_THROW(boxes->FindSelfIntersections(sphere, pairs), std::runtime_error) << "a tree over another mesh";
     EXPECT_EQ(TezFindSelfIntersections(sphere, pairs), 0u);
     EXPECT_EQ(TezIndexListFromMap(pairs)->GetNumIndices(), 0u);
 

@@ -29,6 +29,7 @@ class MeshTestUI : public TezUICallback
 public:
     std::vector<std::string> messages;
     uint64_t started = 0, steps = 0, ended = 0;
+    bool stop = false; // the host's stop flag
     void StartProgress(uint64_t) override { ++started; }
     void EndProgress() override { ++ended; }
     void StepProgress(uint32_t n) override { steps += n; }
@@ -40,7 +41,7 @@ public:
     void SetActiveNode(int) override {}
     void SetActiveLevel(int) override {}
     int GetActiveLevel() override { return 0; }
-    bool GetStopFlag() override { return false; }
+    bool GetStopFlag() override { return stop; }
     void ZoomAll() override {}
     void SetCursor(TezResourceManager::Cursors) override {}
     void SetToolCursor(TezResourceManager::Cursors) override {}

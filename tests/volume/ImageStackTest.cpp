@@ -370,6 +370,20 @@ TEST_F(ImageStackTest, ImagesLoadTiffOfEitherByteOrderAndSavePng)
         ASSERT_TRUE(image.Save((m_dir + "/" + n.name).c_str())) << n.name;
         EXPECT_EQ(FreeImage_GetFileType((m_dir + "/" + n.name).c_str(), 0), n.format) << n.name;
     }
+    // Values in 0..1 stay 16-bit in PNG and TIFF, and floats in EXR.
+    float const depth[4] = {0.0f, 0.25f, 1.0f, 2.0f};
+    for (char const* name : {"depth.png", "depth.tif", "depth.exr"}) {
+        bool const exr = std::string(name) == "depth.exr";
+        TezImage grey;
+        ASSERT_TRUE(grey.CreateGreyFromValues(depth, 2, 2, true, exr));
+        ASSERT_TRUE(grey.Save((m_dir + "/" + name).c_str())) << name;
+        TezImage read;
+        ASSERT_TRUE(read.Load((m_dir + "/" + name).c_str())) << name;
+        EXPECT_EQ(exr ? 32 : 16, read.GetBPP()) << name;
+        if (!exr) { // the top row, 0 and 0.25, is the last scan line
+            EXPECT_EQ(16384, reinterpret_cast<uint16_t*>(read.GetScanLine(1))[1]) << name;
+        }
+    }
     EXPECT_TRUE(TezImage::IsSavableName("a/b.Png"));
     EXPECT_FALSE(TezImage::IsSavableName("a.b/png"));
     EXPECT_FALSE(TezImage::IsSavableName("b.gif"));

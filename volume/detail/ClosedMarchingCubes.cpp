@@ -1,5 +1,6 @@
 #include "volume/detail/ClosedMarchingCubes.h"
 
+#include "core/Progress.h"
 #include "volume/detail/MarchingCubesTables.h"
 
 #include <tbb/parallel_for.h>
@@ -332,7 +333,18 @@ void MarchClosed(T const* voxels, int width, int height, int depth, int isoValue
     slabs.reserve(size_t(count));
     for (int s = 0; s < count; ++s)
         slabs.emplace_back(voxels, width, height, isoValue, s * slab, std::min(layers, (s + 1) * slab));
-    tbb::parallel_for(0, count, [&](int s) { slabs[size_t(s)].Run(); });
+    // One progress step a slab; once the host asks to stop, the slabs left
+    // are skipped and the mesh stays empty.
+    TezProgress progress("marching cubes", uint64_t(count));
+    tbb::parallel_for(0, count, [&](int s) {
+        if (progress.StopRequested())
+            return;
+        slabs[size_t(s)].Run();
+        progress.Step();
+    });
+    progress.End();
+    if (progress.StopRequested())
+        return;
 
     // A bottom vertex of slab s is the top vertex of slab s - 1 on the same
     // edge: both slabs have triangles on every crossed edge of that layer.

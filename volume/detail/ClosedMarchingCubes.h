@@ -19,7 +19,8 @@
 // The grid is marched in slabs of cell layers, in parallel; the vertices of
 // the layers where slabs meet are joined afterwards, and all vertices are
 // numbered in the order the triangles first use them, so the mesh does not
-// depend on the slab size.
+// depend on the slab size. Each slab is a step of the host's progress; when
+// the host raises its stop flag the mesh comes back empty.
 
 #include "mesh/IndexedMesh.h"
 

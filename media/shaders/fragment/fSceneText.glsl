@@ -1,6 +1,7 @@
 #version 430 core
-// Text in "objectColor", its coverage from the glyph page's alpha, lit by
-// the scene's light with a white highlight.
+// Text in "objectColor": flat glyphs ("usePixelPos") unlit, their coverage
+// from the glyph page's alpha; solid glyphs lit by the scene's light with a
+// white highlight.
 uniform sampler2D paramBitmap;
 uniform vec4 objectColor;
 uniform vec3 globalAmbient;
@@ -8,6 +9,7 @@ uniform vec3 lightPosition;
 uniform vec3 eyePosition;
 uniform vec3 Ks;
 uniform float shininess;
+uniform int usePixelPos;
 
 in vec3 worldPosition;
 in vec3 worldNormal;
@@ -17,9 +19,13 @@ out vec4 fragColor;
 
 void main()
 {
-    float coverage = texture(paramBitmap, uv).a;
-    if (coverage < 0.01)
-        discard;
+    if (usePixelPos != 0) {
+        float coverage = texture(paramBitmap, uv).a;
+        if (coverage < 0.01)
+            discard;
+        fragColor = vec4(objectColor.rgb, objectColor.a * coverage);
+        return;
+    }
     vec3 N = length(worldNormal) > 1e-6 ? normalize(worldNormal) : vec3(0.0, 0.0, 1.0);
     vec3 toEye = eyePosition - worldPosition;
     vec3 V = length(toEye) > 1e-6 ? normalize(toEye) : N;
@@ -30,5 +36,5 @@ void main()
     float diffuse = max(dot(N, L), 0.0);
     float specular = diffuse > 0.0 ? pow(max(dot(N, normalize(L + V)), 0.0), shininess) : 0.0;
     vec3 color = objectColor.rgb * (0.2 * globalAmbient + 0.8 * diffuse) + Ks * specular;
-    fragColor = vec4(min(color, vec3(1.0)), objectColor.a * coverage);
+    fragColor = vec4(min(color, vec3(1.0)), objectColor.a);
 }

@@ -1,6 +1,7 @@
 #include "tests/render/gl/GLTestContext.h"
 
 #include "mesh/IndexedMesh.h"
+#include "platform/DeviceBuffer.h"
 #include "render/CameraView.h"
 #include "render/OctreeCamera.h"
 #include "render/RenderViewManager.h"
@@ -153,19 +154,27 @@ protected:
         return {rgba[0], rgba[1], rgba[2]};
     }
 
-    // The ray caster's own colour of a pixel, from the view's image buffer.
+    // The ray caster's own colour of a pixel, from the view's image buffer
+    // (host or device memory).
     std::vector<int> CastAt(TezVector2<int> pixel) const
     {
         TezOctreeRenderTarget const& t = view->GetRenderTarget();
-        uint8_t const* p = t.image + size_t(pixel.y) * t.imagePitch + size_t(pixel.x) * 4;
+        uint8_t p[4] = {0, 0, 0, 0};
+        EXPECT_EQ(0, TezCopyRowsToHost(view->IsOnDevice(), p,
+                                       t.image + size_t(pixel.y) * t.imagePitch + size_t(pixel.x) * 4, t.imagePitch, 4,
+                                       1));
         return {p[0], p[1], p[2]};
     }
 
     uint32_t DepthAt(TezVector2<int> pixel) const
     {
         TezOctreeRenderTarget const& t = view->GetRenderTarget();
-        return *reinterpret_cast<uint32_t const*>(reinterpret_cast<uint8_t const*>(t.depth) +
-                                                  size_t(pixel.y) * t.depthPitch + size_t(pixel.x) * 4);
+        uint32_t word = 0;
+        EXPECT_EQ(0, TezCopyRowsToHost(view->IsOnDevice(), &word,
+                                       reinterpret_cast<uint8_t const*>(t.depth) + size_t(pixel.y) * t.depthPitch +
+                                           size_t(pixel.x) * 4,
+                                       t.depthPitch, 4, 1));
+        return word;
     }
 
     TezRef<TezRenderViewManager> manager;
@@ -174,9 +183,9 @@ protected:
     TezRef<TezSceneVoxelOctree> volume;
 };
 
-TEST_F(CudaRenderViewTest, ViewHasHostBuffersTexturesAndOptions)
+TEST_F(CudaRenderViewTest, ViewHasBuffersTexturesAndOptions)
 {
-    EXPECT_FALSE(view->IsOnDevice());
+    EXPECT_EQ(TezOctreeKernelsHaveDevice(), view->IsOnDevice()) << "device buffers exactly where a GPU is in use";
     TezOctreeRenderTarget const& t = view->GetRenderTarget();
     EXPECT_EQ(kWidth, t.width);
     EXPECT_EQ(kHeight, t.height);

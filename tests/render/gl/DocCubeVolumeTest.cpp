@@ -4,6 +4,7 @@
 #include "document/objects/DocCubeVolume.h"
 #include "render/CameraView.h"
 #include "render/RenderViewManager.h"
+#include "render/objects/SceneCubeVolume.h"
 #include "render/objects/SceneVoxelOctree.h"
 #include "render/scene/Scene.h"
 #include "render/views/CudaRenderView.h"
@@ -118,7 +119,7 @@ TEST_F(DocCubeVolumeTest, BuiltFromSlicesDrawnSavedAndOpenedWithTheSamePicture)
     ASSERT_TRUE(dynamic_cast<TezSceneVoxelOctree*>(drawn.Get()));
     volume->ConvertTo(TezDocCubeVolume::VoxelOctreeType);
     EXPECT_EQ(drawn, volume->GetSceneObject()) << "the present type: nothing happens";
-    EXPECT_THROW(TezDocCubeVolume::Create(stack, 1.0, 8, TezDocCubeVolume::CubeVolumeType), std::runtime_error);
+    EXPECT_THROW(TezDocCubeVolume::Create(stack, 1.0, 8, 2), std::runtime_error);
 
     // The ends of a transfer function are pinned; one point changes nothing.
     volume->SetTransferFunction({{0.2f, 0}, {0.3f, 0}, {0.32f, 1}, {0.9f, 1}});
@@ -195,4 +196,56 @@ TEST_F(DocCubeVolumeTest, VolumeWithoutASourceHasNothingToDraw)
     opened->Load(TezArchive::Open(path.c_str(), TezArchive::Read));
     EXPECT_FALSE(opened->GetSceneObject());
     EXPECT_FALSE(opened->GetVisible());
+}
+
+// The same stack as a cube volume: stacked textured slices in GL, then
+// converted to the octree, which takes the slices' place in the scene with
+// their transform and looks.
+TEST_F(DocCubeVolumeTest, CubeVolumeDrawsAsSlicesAndConvertsToTheOctree)
+{
+    TezRef<TezImageStack> stack = TezImageStack::Create((dir + "/s%02d.png").c_str(), 0, kSlices - 1);
+    TezRef<TezDocCubeVolume> volume =
+        TezDocCubeVolume::Create(stack, 1.0 / kSlices, 8, TezDocCubeVolume::CubeVolumeType);
+    ASSERT_TRUE(volume->GetCubeVolume());
+    EXPECT_FALSE(volume->GetVoxelOctree());
+    EXPECT_EQ(TezDocCubeVolume::CubeVolumeType, volume->GetVolumeType());
+    EXPECT_EQ(TezVector3<int>(kSlices, kSlices, kSlices), volume->GetDimensionsInVoxels());
+    // The histogram: 16^3 of 32^3 voxels hold 200, the rest 0.
+    ASSERT_EQ(256u, volume->GetHistogram().size());
+    EXPECT_FLOAT_EQ(0.125f, volume->GetHistogram()[200]);
+    EXPECT_FLOAT_EQ(0.875f, volume->GetHistogram()[0]);
+    TezRef<TezSceneObject> slices = volume->GetSceneObject();
+    ASSERT_TRUE(dynamic_cast<TezSceneCubeVolume*>(slices.Get()));
+    EXPECT_EQ(static_cast<TezDocumentObject*>(volume.Get()), slices->GetDocumentObject());
+    EXPECT_EQ(TezVector3<float>(1, 1, 1), slices->GetObjectBounds().GetMaximum());
+    slices->SetColor({1.0f, 0.5f, 0.25f, 1.0f});
+
+    std::vector<unsigned char> const drawn = Picture(volume);
+    size_t const centre = (size_t(kHeight / 2) * kWidth + kWidth / 2) * 3;
+    EXPECT_GT(drawn[centre + 2], 100) << "the cube shows in the middle (red channel)";
+    EXPECT_LT(drawn[centre + 0], drawn[centre + 2]) << "in its own colour";
+    EXPECT_EQ(0, drawn[0] + drawn[1] + drawn[2]) << "and not in the corner";
+    // Transparent everywhere: the slices draw nothing.
+    volume->SetTransferFunction({{0, 0}, {1, 0}});
+    EXPECT_EQ(0, Picture(volume)[centre + 2]);
+    volume->SetTransferFunction({{0, 0}, {0.5f, 0}, {0.6f, 1}, {1, 1}});
+
+    TezRef<TezScene> scene = view->GetScene();
+    scene->RemoveAllChildren(scene->GetRoot());
+    scene->AddChild(scene->GetRoot(), slices);
+    TezMatrix44<float> const moved = TezTranslationTransform<float>({0.01f, 0.0f, 0.0f});
+    slices->SetTransform(moved);
+    volume->ConvertTo(TezDocCubeVolume::VoxelOctreeType);
+    ASSERT_TRUE(volume->GetVoxelOctree());
+    EXPECT_FALSE(volume->GetCubeVolume());
+    TezRef<TezSceneObject> cast = volume->GetSceneObject();
+    ASSERT_TRUE(dynamic_cast<TezSceneVoxelOctree*>(cast.Get()));
+    EXPECT_EQ(1, scene->GetRoot()->GetNumChildren());
+    EXPECT_EQ(cast, scene->GetRoot()->GetChild(0)) << "in the old object's place";
+    EXPECT_EQ(moved, cast->GetTransform());
+    EXPECT_EQ(slices->GetColor(), cast->GetColor());
+    EXPECT_THROW(volume->ConvertTo(5), std::runtime_error);
+    std::vector<unsigned char> frame(size_t(kWidth) * kHeight * 3);
+    ASSERT_TRUE(view->ExportImage(frame.data(), kWidth * 3));
+    EXPECT_GT(frame[centre + 2], 100) << "the octree shows the same cube";
 }
