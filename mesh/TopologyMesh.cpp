@@ -19,10 +19,21 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Create(TezRef<TezIndexedMesh> geometry,
     mesh->m_geometry = geometry;
 
     TezProgress report(progress);
+    // Polled every so many items: often enough to stop at once, rarely
+    // enough to cost nothing.
+    constexpr size_t kStopPoll = size_t(1) << 16;
+    auto stopped = [&](size_t i) {
+        if (i % kStopPoll != 0 || !report.StopRequested())
+            return false;
+        mesh->Clear();
+        return true;
+    };
     size_t const numVertices = geometry->GetNumVertices();
     report.Start("Creating topology vertices...", numVertices);
     mesh->m_vertices.reserve(numVertices);
     for (size_t i = 0; i < numVertices; ++i) {
+        if (stopped(i))
+            return mesh;
         mesh->NewVertex(static_cast<unsigned int>(i));
         report.Step();
     }
@@ -33,6 +44,8 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Create(TezRef<TezIndexedMesh> geometry,
     mesh->m_faces.reserve(numTriangles);
     std::vector<unsigned int> const& indices = geometry->GetIndices();
     for (size_t t = 0; t < numTriangles; ++t) {
+        if (stopped(t))
+            return mesh;
         unsigned int const* corner = &indices[3 * t];
         // A triangle naming a vertex that does not exist cannot be linked.
         if (corner[0] < numVertices && corner[1] < numVertices && corner[2] < numVertices)
@@ -42,6 +55,8 @@ TezRef<TezTopologyMesh> TezTopologyMesh::Create(TezRef<TezIndexedMesh> geometry,
     report.End();
 
     mesh->FindHoles(progress);
+    if (report.StopRequested())
+        mesh->Clear();
     return mesh;
 }
 

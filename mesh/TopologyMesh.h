@@ -151,7 +151,9 @@ public:
     static constexpr unsigned int NewFace = 0xFFFFFFFFu;
 
     // Builds vertices and faces over the mesh and finds the holes. With
-    // progress, reports through the application's UI manager.
+    // progress, reports through the application's UI manager, and a stop
+    // the host raises ends the build early with an empty topology (no
+    // vertices, faces or holes; IsEditable false).
     static TezRef<TezTopologyMesh> Create(TezRef<TezIndexedMesh> geometry, bool progress = false);
     // A deep copy of the topology and of the geometry.
     TezRef<TezTopologyMesh> Copy() const;

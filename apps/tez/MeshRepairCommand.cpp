@@ -86,6 +86,8 @@ int TezMeshFillHolesCommand(TezMeshArgs const& args, FILE* out, FILE* err)
     TezRef<TezIndexedMesh> const before = args.picture.empty() ? nullptr : mesh->Copy();
 
     TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
+    if (int code = TezMeshStopped(args, err))
+        return code;
     size_t const holes = topology->GetNumHoles();
     size_t filled = 0, skipped = 0;
     // FillHole takes the hole off the list; a hole left alone stays at the front.
@@ -136,6 +138,8 @@ int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         NormalsFromPositions(*mesh);
 
     TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
+    if (int code = TezMeshStopped(args, err))
+        return code;
     TezRef<TezMeshCurvature> curvature = TezMeshCurvatureAnalyzer::Instance().Compute(topology);
     // Vertices of no triangle carry no curvature and stay out of the summary.
     Range mean, gaussian, maximum, minimum;

@@ -89,10 +89,18 @@ TEST(TopologyMesh, ReportsProgressWhenAsked)
               app.ui.messages);
     EXPECT_EQ(app.ui.started, app.ui.ended);
 
-    // Without being asked it stays silent.
+    // Without being asked it stays silent, and a stop does not reach it.
     app.ui.messages.clear();
-    TezTopologyMesh::Create(mesh, false);
+    app.ui.stop = true;
+    EXPECT_EQ(TezTopologyMesh::Create(mesh, false)->GetNumFaces(), 18u);
     EXPECT_TRUE(app.ui.messages.empty());
+
+    // Asked, a stop leaves nothing half built.
+    auto stopped = TezTopologyMesh::Create(mesh, true);
+    EXPECT_EQ(stopped->GetNumFaces(), 0u);
+    EXPECT_EQ(stopped->GetNumVertices(), 0u);
+    EXPECT_EQ(stopped->GetNumHoles(), 0u);
+    EXPECT_FALSE(stopped->IsEditable());
 }
 
 TEST(TopologyMesh, SmallHoleTakesOneTriangle)
