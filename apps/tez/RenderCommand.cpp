@@ -7,11 +7,13 @@
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
 #include "render/scene/SceneObject.h"
+#include "render/views/CudaDevice.h"
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/DocumentRender.h"
 #include "tez/HostApplication.h"
 #include "tez/OctreeCast.h"
+#include "tez/OffscreenGL.h"
 #include "tez/OutputFile.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
@@ -514,6 +516,9 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
 
     // The context comes first: the application takes it, and dies before it.
     TezOffscreenGL gl;
+    // The kernels use a GPU where one is; the code only says why they do not.
+    if (gl.Ok())
+        InitializeCUDA();
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     TezTerminalUI& ui = app.GetTerminalUI();
     if (documentFile) {
