@@ -36,15 +36,7 @@ TezOctreePicture TezRenderOctreePicture(TezRef<TezVoxelOctree> const& octree, Te
     if (!octree)
         throw std::runtime_error("render: no octree");
     CheckOptions(*octree, o);
-    TezOctreeCastOptions c;
-    c.width = o.width;
-    c.height = o.height;
-    c.view = o.view;
-    c.perspective = o.perspective;
-    c.transparent = o.transparent;
-    c.layers = o.layers;
-    c.points = o.points;
-    c.colour = o.colour;
+    TezOctreeCastOptions c = o;
     if (o.cutNormal.Length() > 0.0f) {
         c.cut = TezPlane<float>(o.cutPoint, o.cutNormal.Normalized());
         c.hasCut = true;

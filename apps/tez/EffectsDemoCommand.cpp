@@ -55,10 +55,7 @@ TezMatrix44<float> Placement(TezRef<TezIndexedMesh> const& mesh, float x, float 
 
 int TezEffectsDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    TezPictureArgs picture;
-    picture.output = "tez-effects.png";
-    picture.width = 1200;
-    picture.height = 1000;
+    TezPictureArgs picture{"tez-effects.png", 1200, 1000};
     CLI::App cli("Draws the sample meshes with the GL effects side by side, off-screen.", "tez effects-demo");
     picture.AddOptions(cli, true);
     cli.footer(kAbout);

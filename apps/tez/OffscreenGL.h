@@ -12,6 +12,7 @@
 #include "platform/Handles.h"
 
 #include <string>
+#include <utility>
 
 namespace CLI {
 class App;
@@ -42,6 +43,9 @@ private:
 
 struct TezPictureArgs
 {
+    // The defaults.
+    TezPictureArgs(std::string name, int w, int h) : output(std::move(name)), width(w), height(h) {}
+
     std::string output;
     int width = 0;
     int height = 0;

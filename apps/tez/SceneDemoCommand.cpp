@@ -256,10 +256,7 @@ TezBox2<float> ScreenBox(TezCameraView const& camera, TezRef<TezSceneObject> con
 
 int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    TezPictureArgs picture;
-    picture.output = "tez-scene.png";
-    picture.width = 1200;
-    picture.height = 900;
+    TezPictureArgs picture{"tez-scene.png", 1200, 900};
     CLI::App cli("Draws every kind of scene object in one frame of an off-screen render view.", "tez scene-demo");
     picture.AddOptions(cli, false);
     cli.footer(kAbout);

@@ -52,10 +52,7 @@ TezRef<TezVoxelOctree> Ball()
 
 int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    TezPictureArgs picture;
-    picture.output = "tez-volume.png";
-    picture.width = 800;
-    picture.height = 600;
+    TezPictureArgs picture{"tez-volume.png", 800, 600};
     CLI::App cli("Merges a volume document object and a GL mesh sphere by depth in an off-screen GPU render view.",
                  "tez volume-demo");
     picture.AddOptions(cli, false);
