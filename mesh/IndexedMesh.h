@@ -199,6 +199,10 @@ public:
     // A flat rectangle in z = 0 facing +z.
     static TezRef<TezIndexedMesh> CreateQuad(float halfWidth, float halfHeight);
 
+    // Area-weighted sums of the face normals, normalised; unused vertices
+    // get a zero normal.
+    void MakeNormalsFromPositions();
+
     ~TezIndexedMesh() override = default;
 
 protected:
@@ -216,9 +220,6 @@ private:
     // order the indices first meet them; unused vertices vanish, the first
     // vertex met of each position keeps its normal.
     void EliminateDuplicateVertices();
-    // Area-weighted sums of the face normals, normalised; unused vertices
-    // get a zero normal.
-    void MakeNormalsFromPositions();
 
     static TezRef<TezIndexedMesh> ReadFromStlAscii(FILE* file);
     static TezRef<TezIndexedMesh> ReadFromStlBinary(FILE* file);

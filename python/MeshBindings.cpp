@@ -23,22 +23,6 @@ namespace {
 using FloatRows = py::array_t<float, py::array::c_style | py::array::forcecast>;
 using IndexRows = py::array_t<int64_t, py::array::c_style | py::array::forcecast>;
 
-// Area-weighted face normals summed at the corners and normalised.
-void NormalsFromPositions(TezIndexedMesh& mesh)
-{
-    std::vector<TezMeshVertex>& vertices = mesh.GetVertices();
-    for (TezMeshVertex& v : vertices)
-        v.normal = TezVector3<float>(0.0f, 0.0f, 0.0f);
-    for (size_t t = 0; t < mesh.GetNumTriangles(); ++t) {
-        TezMeshTriangle const triangle = mesh.GetTriangle(t);
-        TezVector3<float> const n = triangle.ComputeNormal() * (triangle.ComputeArea() / 3.0f);
-        for (int k = 0; k < 3; ++k)
-            vertices[triangle.GetVertexIndex(k)].normal += n;
-    }
-    for (TezMeshVertex& v : vertices)
-        v.normal.Normalize();
-}
-
 void CheckRows(py::array const& array, char const* name)
 {
     if (array.ndim() != 2 || array.shape(1) != 3)
@@ -66,7 +50,7 @@ TezPyMesh FromArrays(FloatRows const& positions, IndexRows const& triangles)
                                   "; there are " + std::to_string(n));
         mesh->SetIndex(i / 3, int(i % 3), unsigned(t[i]));
     }
-    NormalsFromPositions(*mesh);
+    mesh->MakeNormalsFromPositions();
     return TezPyMesh{mesh};
 }
 

@@ -12,22 +12,17 @@
 // outside 1..16 or a render step that fails.
 
 #include "math/Vector.h"
+#include "tez/OctreeCast.h"
 #include "volume/VoxelOctree.h"
 
 #include <cstdint>
 #include <vector>
 
-struct TezOctreePictureOptions
+// The cast's options with the cut as a point and a normal: the half space
+// the normal points into is kept; a zero normal: no cut (hasCut and cut
+// are made from these).
+struct TezOctreePictureOptions : TezOctreeCastOptions
 {
-    int width = 1024;
-    int height = 768;
-    int view = 6; // TezCameraView::Tilted
-    bool perspective = true;
-    bool transparent = false;
-    int layers = 2;
-    std::vector<TezVector2<float>> points; // empty: from the data's range
-    TezVector4<float> colour{0.9f, 0.85f, 0.75f, 1.0f};
-    // Keeps the half space the normal points into; a zero normal: no cut.
     TezVector3<float> cutPoint{0.0f, 0.0f, 0.0f};
     TezVector3<float> cutNormal{0.0f, 0.0f, 0.0f};
 };

@@ -38,22 +38,6 @@ TezPyVolume Open(std::shared_ptr<TezVolumeSourceArgs> source, std::vector<std::s
     return volume;
 }
 
-// The raw-file keywords as given, for the recorded call.
-std::vector<std::string> RawKeywords(py::object const& dims, std::string const& type, std::string const& endian,
-                                     py::object const& spacing)
-{
-    std::vector<std::string> words;
-    if (!dims.is_none())
-        words.push_back("dims=" + py::repr(py::tuple(dims)).cast<std::string>());
-    if (!type.empty())
-        words.push_back("type=" + TezPyQuote(type));
-    if (!endian.empty())
-        words.push_back("endian=" + TezPyQuote(endian));
-    if (!spacing.is_none())
-        words.push_back("spacing=" + py::repr(py::tuple(spacing)).cast<std::string>());
-    return words;
-}
-
 std::string Triple(py::object const& value, char const* name)
 {
     if (value.is_none())
@@ -64,6 +48,32 @@ std::string Triple(py::object const& value, char const* name)
     char text[128];
     std::snprintf(text, sizeof text, "%.17g,%.17g,%.17g", numbers[0], numbers[1], numbers[2]);
     return text;
+}
+
+// The raw-file keywords as given, after the call's other words.
+void AddRawKeywords(std::vector<std::string>& words, py::object const& dims, std::string const& type,
+                    std::string const& endian, py::object const& spacing)
+{
+    if (!dims.is_none())
+        words.push_back("dims=" + py::repr(py::tuple(dims)).cast<std::string>());
+    if (!type.empty())
+        words.push_back("type=" + TezPyQuote(type));
+    if (!endian.empty())
+        words.push_back("endian=" + TezPyQuote(endian));
+    if (!spacing.is_none())
+        words.push_back("spacing=" + py::repr(py::tuple(spacing)).cast<std::string>());
+}
+
+// The raw-file settings as the command line's options would give them.
+std::shared_ptr<TezVolumeSourceArgs> RawArgs(py::object const& dims, std::string const& type, std::string const& endian,
+                                             py::object const& spacing)
+{
+    auto args = std::make_shared<TezVolumeSourceArgs>();
+    args->dims = Triple(dims, "dims");
+    args->type = type;
+    args->endian = endian;
+    args->spacing = Triple(spacing, "spacing");
+    return args;
 }
 
 // The voxels at 8 or 16 bits as an array (depth, height, width).
@@ -168,11 +178,7 @@ void BindSources(py::module_& m)
         "open_volume",
         [](py::object const& source, py::object const& dims, std::string const& type, std::string const& endian,
            py::object const& spacing) {
-            auto args = std::make_shared<TezVolumeSourceArgs>();
-            args->dims = Triple(dims, "dims");
-            args->type = type;
-            args->endian = endian;
-            args->spacing = Triple(spacing, "spacing");
+            std::shared_ptr<TezVolumeSourceArgs> args = RawArgs(dims, type, endian, spacing);
             std::vector<std::string> words;
             py::object fspath = py::module_::import("os").attr("fspath");
             bool const one = py::isinstance<py::str>(source) || py::hasattr(source, "__fspath__");
@@ -182,8 +188,7 @@ void BindSources(py::module_& m)
                 for (py::handle item : source)
                     words.push_back(py::str(fspath(item)).cast<std::string>());
             std::vector<std::string> call{one ? TezPyQuote(words[0]) : py::repr(py::cast(words)).cast<std::string>()};
-            for (std::string const& word : RawKeywords(dims, type, endian, spacing))
-                call.push_back(word);
+            AddRawKeywords(call, dims, type, endian, spacing);
             return Open(args, words, TezPyCallText("open_volume", call));
         },
         py::arg("source"), py::kw_only(), py::arg("dims") = py::none(), py::arg("type") = "", py::arg("endian") = "",
@@ -233,14 +238,9 @@ void BindSources(py::module_& m)
         "raw_volume",
         [](std::string const& path, py::object const& dims, std::string const& type, std::string const& endian,
            py::object const& spacing) {
-            auto args = std::make_shared<TezVolumeSourceArgs>();
-            args->dims = Triple(dims, "dims");
-            args->type = type;
-            args->endian = endian;
-            args->spacing = Triple(spacing, "spacing");
+            std::shared_ptr<TezVolumeSourceArgs> args = RawArgs(dims, type, endian, spacing);
             std::vector<std::string> call{TezPyQuote(path)};
-            for (std::string const& word : RawKeywords(dims, type, endian, spacing))
-                call.push_back(word);
+            AddRawKeywords(call, dims, type, endian, spacing);
             return Open(args, {path}, TezPyCallText("raw_volume", call));
         },
         py::arg("path"), py::arg("dims"), py::arg("type"), py::arg("endian") = "", py::arg("spacing") = py::none(),

@@ -1,18 +1,15 @@
 #include "tez/DocumentRender.h"
 
 #include "mesh/IndexedMesh.h"
-#include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
 #include "render/RenderViewManager.h"
 #include "render/effects/DefaultEffects.h"
-#include "render/gl/OpenGLSupport.h"
 #include "render/objects/SceneBackground.h"
 #include "render/objects/SceneMesh.h"
 #include "render/objects/SceneRibbons.h"
 #include "render/objects/SceneVoxelOctree.h"
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
-#include "render/views/CudaDevice.h"
 #include "render/views/CudaRenderView.h"
 #include "tez/OutputFile.h"
 #include "tez/TerminalUI.h"
@@ -21,40 +18,6 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
-
-// ---- TezOffscreenGL ----
-
-TezOffscreenGL::TezOffscreenGL()
-{
-    m_window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-    HGLRC context = nullptr;
-    int const code = TezOpenGLSupport::TezInitializeGLRC(m_window, context);
-    if (code != TezOpenGLSupport::Success) {
-        m_problem = TezOpenGLSupport::TezErrorString(code).c_str();
-        return;
-    }
-    m_dc = TezGLPlatform::GetDC(m_window);
-    if (!TezGLPlatform::MakeCurrent(m_dc, context) || !TezOpenGLSupport::LoadEntryPoints()) {
-        m_problem = "the GL context cannot be bound\n";
-        TezGLPlatform::MakeCurrent(nullptr, nullptr);
-        TezOpenGLSupport::TezReleaseGLRC(context);
-        return;
-    }
-    m_context = context;
-    // The kernels use a GPU where one is; the code only says why they do not.
-    InitializeCUDA();
-}
-
-TezOffscreenGL::~TezOffscreenGL()
-{
-    TezGLPlatform::MakeCurrent(nullptr, nullptr);
-    if (m_context)
-        TezOpenGLSupport::TezReleaseGLRC(m_context);
-    if (m_dc)
-        TezGLPlatform::ReleaseDC(m_window, m_dc);
-    if (m_window)
-        TezGLPlatform::DestroyWindow(m_window);
-}
 
 // ---- the document ----
 

@@ -2,42 +2,17 @@
 // tez render through a document: the volume as a TezDocCubeVolume of the
 // active document, drawn with the document's scene in an off-screen GPU
 // render view, where the ray-cast picture is merged with GL geometry by
-// depth (a mesh file beside the volume, the volume's bounding box).
-//
-// TezOffscreenGL makes the off-screen window and GL context a command needs
-// before its application is made (the application takes them). Ok() is
-// false, with the reason, where no context can be made; the command then
-// casts without a view.
+// depth (a mesh file beside the volume, the volume's bounding box). The
+// command's application holds a GL context (tez/OffscreenGL.h).
 
 #include "document/objects/DocCubeVolume.h"
 #include "math/Plane.h"
 #include "math/Vector.h"
-#include "platform/Handles.h"
 #include "tez/HostDocument.h"
 
 #include <cstdio>
 #include <string>
 #include <vector>
-
-class TezOffscreenGL
-{
-public:
-    TezOffscreenGL();
-    ~TezOffscreenGL();
-    TezOffscreenGL(TezOffscreenGL const&) = delete;
-    TezOffscreenGL& operator=(TezOffscreenGL const&) = delete;
-
-    bool Ok() const { return m_context != nullptr; }
-    std::string const& Problem() const { return m_problem; }
-    HGLRC GetContext() const { return m_context; }
-    HWND GetWindow() const { return m_window; }
-
-private:
-    HWND m_window = nullptr;
-    HDC m_dc = nullptr;
-    HGLRC m_context = nullptr;
-    std::string m_problem;
-};
 
 struct TezDocumentRenderOptions
 {

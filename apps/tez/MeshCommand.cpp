@@ -8,6 +8,7 @@
 #include "tez/Cli.h"
 #include "tez/HostApplication.h"
 #include "tez/MeshHolesPicture.h"
+#include "tez/OffscreenGL.h"
 #include "tez/OutputFile.h"
 
 #include <cerrno>
@@ -115,7 +116,7 @@ int TezMeshCommand(TezArgs const& args, FILE* out, FILE* err)
     // Timing lines of the readers stay off the report unless MVLog asks.
     TezLogger::SetConsoleLevel(TezLogger::Warn);
     // A picture to draw needs the application's GL context.
-    TezCommandGLContext gl(!parsed.picture.empty());
+    TezOffscreenGL gl(!parsed.picture.empty());
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     parsed.ui = &app.GetTerminalUI();
     parsed.ui->PlanSteps({{"reading the mesh", 2.0}, {parsed.sub, 2.0}, {"writing the mesh", 1.0}});

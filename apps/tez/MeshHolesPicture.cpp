@@ -3,10 +3,8 @@
 #include "core/Application.h"
 #include "document/objects/DocIndexedMesh.h"
 #include "mesh/TopologyMesh.h"
-#include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
 #include "render/RenderViewManager.h"
-#include "render/gl/OpenGLSupport.h"
 #include "render/objects/SceneIndexedMesh.h"
 #include "render/scene/Light.h"
 #include "render/scene/Scene.h"
@@ -76,38 +74,6 @@ int Draw(TezRef<TezIndexedMesh> before, TezRef<TezIndexedMesh> after, std::strin
 }
 
 } // namespace
-
-TezCommandGLContext::TezCommandGLContext(bool wanted)
-{
-    if (!wanted)
-        return;
-    m_window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-    int const code = TezOpenGLSupport::TezInitializeGLRC(m_window, m_context);
-    if (code != TezOpenGLSupport::Success) {
-        m_error = TezOpenGLSupport::TezErrorString(code).c_str();
-        m_context = nullptr;
-        return;
-    }
-    m_dc = TezGLPlatform::GetDC(m_window);
-    if (!TezGLPlatform::MakeCurrent(m_dc, m_context) || !TezOpenGLSupport::LoadEntryPoints()) {
-        m_error = "the GL context cannot be bound";
-        TezGLPlatform::MakeCurrent(nullptr, nullptr);
-        TezOpenGLSupport::TezReleaseGLRC(m_context);
-        m_context = nullptr;
-    }
-}
-
-TezCommandGLContext::~TezCommandGLContext()
-{
-    if (m_context) {
-        TezGLPlatform::MakeCurrent(nullptr, nullptr);
-        TezOpenGLSupport::TezReleaseGLRC(m_context);
-    }
-    if (m_dc)
-        TezGLPlatform::ReleaseDC(m_window, m_dc);
-    if (m_window)
-        TezGLPlatform::DestroyWindow(m_window);
-}
 
 int TezWriteHolesPicture(TezRef<TezIndexedMesh> before, TezRef<TezIndexedMesh> after, std::string const& path,
                          int width, int height, FILE* out, FILE* err)

@@ -6,35 +6,13 @@
 // be seen at a glance.
 //
 // Drawing needs the command's application to hold a GL context: a command
-// that may draw makes a TezCommandGLContext first and hands its handles to
-// its TezHostApplication, which must die before the context does.
+// that may draw makes a TezOffscreenGL (tez/OffscreenGL.h) first and hands
+// its handles to its TezHostApplication, which must die before it does.
 
 #include "mesh/IndexedMesh.h"
-#include "platform/Handles.h"
 
 #include <cstdio>
 #include <string>
-
-// A GL context on a hidden window of its own, made and bound when wanted;
-// null handles when not wanted or when none can be made (GetError says why).
-class TezCommandGLContext
-{
-public:
-    explicit TezCommandGLContext(bool wanted);
-    ~TezCommandGLContext();
-    TezCommandGLContext(TezCommandGLContext const&) = delete;
-    TezCommandGLContext& operator=(TezCommandGLContext const&) = delete;
-
-    HGLRC GetContext() const { return m_context; }
-    HWND GetWindow() const { return m_context ? m_window : nullptr; }
-    std::string const& GetError() const { return m_error; }
-
-private:
-    HWND m_window = nullptr;
-    HDC m_dc = nullptr;
-    HGLRC m_context = nullptr;
-    std::string m_error;
-};
 
 // 0 after naming the file on `out`; 1 after a message on `err` (no
 // application with a GL context, no view, nothing written). The meshes are

@@ -14,22 +14,6 @@
 
 namespace {
 
-// Area-weighted face normals summed at the corners and normalised.
-void NormalsFromPositions(TezIndexedMesh& mesh)
-{
-    std::vector<TezMeshVertex>& vertices = mesh.GetVertices();
-    for (TezMeshVertex& v : vertices)
-        v.normal = TezVector3<float>(0.0f, 0.0f, 0.0f);
-    for (size_t t = 0; t < mesh.GetNumTriangles(); ++t) {
-        TezMeshTriangle const triangle = mesh.GetTriangle(t);
-        TezVector3<float> const n = triangle.ComputeNormal() * (triangle.ComputeArea() / 3.0f);
-        for (int k = 0; k < 3; ++k)
-            vertices[triangle.GetVertexIndex(k)].normal += n;
-    }
-    for (TezMeshVertex& v : vertices)
-        v.normal.Normalize();
-}
-
 struct Range
 {
     double low = std::numeric_limits<double>::infinity();
@@ -135,7 +119,7 @@ int TezMeshCurvatureCommand(TezMeshArgs const& args, FILE* out, FILE* err)
         return 1;
     args.ui->BeginStep(args.sub, 3);
     if (!fileNormals)
-        NormalsFromPositions(*mesh);
+        mesh->MakeNormalsFromPositions();
 
     TezRef<TezTopologyMesh> topology = TezTopologyMesh::Create(mesh, true);
     if (int code = TezMeshStopped(args, err))

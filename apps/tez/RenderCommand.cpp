@@ -1,27 +1,25 @@
 // tez render: a volume source (or a saved octree or document) in, a ray-cast
 // picture out. With a GL context the volume is drawn as a document object in
 // an off-screen GPU render view (tez/DocumentRender.h); without one it is
-// cast into plain buffers and laid over the background here.
+// cast into plain buffers and laid over the background (tez/OctreeCast.h).
 
 #include "core/Archive.h"
-#include "platform/DeviceBuffer.h"
-#include "platform/DeviceMemory.h"
 #include "platform/System.h"
 #include "render/OctreeCamera.h"
 #include "render/scene/SceneObject.h"
+#include "render/views/CudaDevice.h"
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/DocumentRender.h"
 #include "tez/HostApplication.h"
+#include "tez/OctreeCast.h"
+#include "tez/OffscreenGL.h"
 #include "tez/OutputFile.h"
 #include "tez/SampleStack.h"
 #include "tez/VolumeSourceArgs.h"
 #include "volume/Image.h"
 #include "volume/ImageStack.h"
-#include "volume/TransferFunction.h"
 #include "volume/VoxelOctree.h"
-#include "volume/device/OctreeRender.h"
-#include "volume/device/VoxelOctreeKernels.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -287,59 +285,6 @@ std::string WriteSample(FILE* err)
     return TezWriteSampleStack(name.data(), 128);
 }
 
-// Lowest and highest value in the data, from the octree's histogram (at 16
-// bits to the width of its bins, 256 values). False for an empty histogram.
-bool DataRange(std::vector<float> const& histogram, int bits, double& low, double& high)
-{
-    double const unit = bits == 16 ? 256.0 : 1.0;
-    int first = -1, last = -1;
-    for (int i = 0; i < int(histogram.size()); ++i)
-        if (histogram[size_t(i)] > 0.0f) {
-            if (first < 0)
-                first = i;
-            last = i;
-        }
-    if (first < 0)
-        return false;
-    low = first * unit;
-    high = last * unit + (unit - 1.0);
-    return true;
-}
-
-bool DataRange(TezVoxelOctree const& tree, double& low, double& high)
-{
-    return DataRange(tree.GetHistogram(), tree.GetBitsPerPixel(), low, high);
-}
-
-// Control points in data units as the table builder takes them: over 0..1
-// of the voxel type's range, from 0 to 1, flat beyond the given ends.
-std::vector<TezVector2<float>> NormalisedPoints(std::vector<TezVector2<float>> const& points, int bits)
-{
-    float const top = bits == 16 ? 65535.0f : 255.0f;
-    std::vector<TezVector2<float>> out;
-    for (TezVector2<float> const& p : points) {
-        float const x = std::min(p[0] / top, 1.0f);
-        if (out.empty() && x > 0.0f)
-            out.emplace_back(0.0f, p[1]);
-        if (out.empty() || x > out.back()[0])
-            out.emplace_back(x, p[1]);
-    }
-    if (out.back()[0] < 1.0f)
-        out.emplace_back(1.0f, out.back()[1]);
-    return out;
-}
-
-// The opacity table where the kernels read it: device memory when they run
-// on the device, host memory otherwise.
-TezDeviceBuffer KernelTable(std::vector<float> const& table, bool onDevice)
-{
-    size_t const bytes = table.size() * sizeof(float);
-    TezDeviceBuffer buffer(bytes, 1, onDevice);
-    if (buffer.Upload(table.data(), bytes) != TezDeviceSuccess)
-        throw std::runtime_error("cannot copy the transfer function to the device");
-    return buffer;
-}
-
 // The depth of each pixel's surface as GL's window depth, 0 (near) to 1
 // (far; no surface): floats in EXR, 16-bit integers in PNG and TIFF.
 bool SaveDepth(std::vector<uint32_t> const& words, RenderOptions const& o, std::string const& path)
@@ -352,16 +297,11 @@ bool SaveDepth(std::vector<uint32_t> const& words, RenderOptions const& o, std::
     return image.CreateGreyFromValues(depth.data(), o.width, o.height, false, exr) && image.Save(path.c_str());
 }
 
-// The control points in data units: the given ones, or opaque from 30% of
-// the way up the data's range; a range of one value (a constant volume)
-// counts from 0, so that value shows.
+// The control points in data units: the given ones, or the default over
+// the data's range.
 std::vector<TezVector2<float>> DataPoints(RenderOptions const& o, double low, double high)
 {
-    if (!o.points.empty())
-        return o.points;
-    double const base = high - low < 2.0 ? 0.0 : low;
-    float const from = float(base + 0.30 * (high - base)), to = float(base + 0.32 * (high - base));
-    return {{0.0f, 0.0f}, {from, 0.0f}, {std::max(to, from + 1.0f), 1.0f}};
+    return o.points.empty() ? TezDefaultTransferPoints(low, high) : o.points;
 }
 
 // The cross-section asked for, in world space; false for none.
@@ -382,18 +322,6 @@ bool CutPlane(RenderOptions const& o, TezBox3<float> const& bounds, TezPlane<flo
 }
 
 bool Anisotropic(RenderOptions const& o) { return o.proportions.y != 1.0f || o.proportions.z != 1.0f; }
-
-// The octree's box stretched to the scan's proportions (about the origin, as
-// the volume's transform stretches it).
-TezBox3<float> Proportioned(RenderOptions const& o, TezBox3<float> const& box)
-{
-    TezVector3<float> low = box.GetMinimum(), high = box.GetMaximum();
-    for (int axis = 1; axis < 3; ++axis) {
-        low[axis] *= o.proportions[axis];
-        high[axis] *= o.proportions[axis];
-    }
-    return TezBox3<float>(low, high);
-}
 
 void WarnIfEmpty(size_t shown, bool hasRange, double low, double high, FILE* err)
 {
@@ -440,11 +368,11 @@ int RenderInDocument(TezHostApplication& app, TezRef<TezVoxelOctree> const& octr
                      TezTerminalUI& ui, FILE* out, FILE* err)
 {
     double low = 0.0, high = 0.0;
-    bool const hasRange = DataRange(*octree, low, high);
+    bool const hasRange = TezOctreeDataRange(*octree, low, high);
     TezDocumentRenderOptions d = DocumentOptions(o);
-    d.points = NormalisedPoints(DataPoints(o, low, high), octree->GetBitsPerPixel());
+    d.points = TezNormalisedTransferPoints(DataPoints(o, low, high), octree->GetBitsPerPixel());
     d.hasColour = true;
-    d.hasCut = CutPlane(o, Proportioned(o, octree->GetBounds()), d.cut);
+    d.hasCut = CutPlane(o, TezProportionedBox(octree->GetBounds(), o.proportions), d.cut);
     TezRef<TezHostDocument> document(app.NewDocument());
     TezRef<TezDocCubeVolume> volume = TezAddVolumeToDocument(document, octree);
     if (Anisotropic(o))
@@ -469,9 +397,10 @@ int RenderSlicesInDocument(TezHostApplication& app, TezRef<TezImageStack> const&
     }
     // The cube holds 8-bit values: --tf stays in the data's units.
     double low = 0.0, high = 0.0;
-    bool const hasRange = DataRange(volume->GetHistogram(), 8, low, high);
+    bool const hasRange = TezOctreeDataRange(volume->GetHistogram(), 8, low, high);
     TezDocumentRenderOptions d = DocumentOptions(o);
-    d.points = o.points.empty() ? NormalisedPoints(DataPoints(o, low, high), 8) : NormalisedPoints(o.points, bits);
+    d.points = o.points.empty() ? TezNormalisedTransferPoints(DataPoints(o, low, high), 8)
+                                : TezNormalisedTransferPoints(o.points, bits);
     d.hasColour = true;
     TezRef<TezHostDocument> document(app.NewDocument());
     document->AddObject(volume);
@@ -503,7 +432,7 @@ int RenderSavedDocument(TezHostApplication& app, std::string const& path, Render
                 bounds = volume->GetSceneObject()->GetBounds(true);
         }
     if (!o.points.empty())
-        d.points = NormalisedPoints(o.points, bits);
+        d.points = TezNormalisedTransferPoints(o.points, bits);
     d.hasCut = CutPlane(o, bounds, d.cut);
     size_t shown = 0;
     int const code = DrawDocument(document, d, ui, shown, out, err);
@@ -515,88 +444,28 @@ int RenderSavedDocument(TezHostApplication& app, std::string const& path, Render
 int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerminalUI& ui, FILE* out, FILE* err)
 {
     ui.BeginStep(kRendering, o.transparent ? 2 : 1);
-    TezVoxelOctree& tree = *octree;
-    TezBox3<float> const bounds = Proportioned(o, tree.GetBounds());
-    TezMatrix44<float> const matrix = TezAnisotropicTransform<float>(o.proportions) *
-                                      TezScaleTransform<float>(float(tree.GetTreeSize()) * tree.GetVoxelSize());
-
-    TezRef<TezCameraView> camera = TezCameraView::Create();
-    camera->Resize(o.width, o.height);
-    camera->UsePerspective(o.perspective);
-    // The whole volume in the picture, at any voxel size.
-    camera->FrameStandardView(bounds, o.view);
-
-    // Node states for this very table let the ray caster step over bricks
-    // that hold nothing it could hit; the picture is the same.
-    bool const onDevice = TezDeviceIsCuda();
     double low = 0.0, high = 0.0;
-    bool const hasRange = DataRange(tree, low, high);
-    std::vector<TezVector2<float>> const points = DataPoints(o, low, high);
-    TezDeviceBuffer const tableBuffer =
-        KernelTable(TezVolumeCreateTransferFunction(NormalisedPoints(points, tree.GetBitsPerPixel()), 256), onDevice);
-    float const* table = static_cast<float const*>(tableBuffer.Get());
-    bool const states = TezVoxelOctreeCalculateNodeStates(octree, table);
-    TezOctreeRenderSource source = TezMakeOctreeRenderSource(tree);
-    source.statesValid = states;
-    source.looks =
-        TezOctreeDevice::LookFaceShading | TezOctreeDevice::LookCutShading | TezOctreeDevice::LookTableOpacity;
-
-    TezPlane<float> plane;
-    TezPlane<float> const* cut = CutPlane(o, bounds, plane) ? &plane : nullptr;
-
-    TezOctreeRenderBuffers buffers(o.width, o.height, o.transparent ? o.layers : 0, onDevice);
-    TezOctreeRenderTarget const& target = buffers.GetTarget();
-    TezOctreeDevice::Camera const record = TezMakeOctreeCamera(*camera);
-    TezClearOctreeImage(target, 0);
-    bool drawn = false;
-    if (o.transparent) {
-        TezClearOctreeDepth(target, 0xFF);
-        TezClearOctreeLayers(target);
-        drawn = TezRenderOctreeTransparent(target, source, record, matrix, o.colour, table, cut);
-    } else {
-        drawn = TezRenderOctreeSolid(target, source, record, matrix, o.colour, table, cut);
-    }
+    bool const hasRange = TezOctreeDataRange(*octree, low, high);
+    TezOctreeCastOptions c;
+    c.width = o.width;
+    c.height = o.height;
+    c.view = o.view;
+    c.perspective = o.perspective;
+    c.transparent = o.transparent;
+    c.layers = o.layers;
+    c.points = DataPoints(o, low, high);
+    c.colour = o.colour;
+    c.proportions = o.proportions;
+    c.hasCut = CutPlane(o, TezProportionedBox(octree->GetBounds(), o.proportions), c.cut);
+    TezOctreeCast const cast = TezCastOctree(octree, c);
     ui.ClearProgress();
     if (TezTerminalUI::StopRequested())
         return Stopped(ui, err);
-    if (!drawn)
+    if (!cast.drawn)
         std::fprintf(err, "tez render: a render step failed; see the log\n");
 
-    // Pixels no ray reached show a dark background. Transparent layers go
-    // over it back to front, each by its own alpha, so the background shows
-    // through as much as the surfaces in front of it let it.
-    static float const background[3] = {28.0f, 30.0f, 36.0f};
-    std::vector<uint8_t> image = buffers.ReadImage();
-    size_t const pixels = size_t(o.width) * size_t(o.height);
-    std::vector<uint8_t> colours;
-    std::vector<float> depths;
-    if (o.transparent) {
-        colours = buffers.ReadColourLayers();
-        depths = buffers.ReadRayLayers();
-    }
     size_t shown = 0;
-    for (size_t i = 0; i < pixels; ++i) {
-        uint8_t* px = &image[4 * i];
-        float running[3] = {background[0], background[1], background[2]};
-        if (o.transparent) {
-            for (int k = o.layers - 1; k >= 0; --k) {
-                size_t const at = size_t(k) * pixels + i;
-                if (!(depths[at] > 0.0f))
-                    continue;
-                float const a = colours[4 * at + 3] / 255.0f;
-                for (int c = 0; c < 3; ++c)
-                    running[c] = a * colours[4 * at + c] + (1.0f - a) * running[c];
-                ++shown;
-            }
-        } else if (px[3] != 0) {
-            for (int c = 0; c < 3; ++c)
-                running[c] = px[c];
-            ++shown;
-        }
-        for (int c = 0; c < 3; ++c)
-            px[c] = uint8_t(std::lround(running[c]));
-        px[3] = 255;
-    }
+    std::vector<uint8_t> image = TezComposeOctreeCast(cast, c, shown);
     WarnIfEmpty(shown, hasRange, low, high, err);
     ui.BeginStep(kWriting);
     TezImage picture;
@@ -607,7 +476,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
     bool depthSaved = true;
     if (!o.depthOutput.empty()) {
         depthFile = std::make_unique<TezOutputFile>(o.depthOutput);
-        depthSaved = SaveDepth(buffers.ReadDepth(), o, depthFile->GetTemporaryPath());
+        depthSaved = SaveDepth(cast.buffers.ReadDepth(), o, depthFile->GetTemporaryPath());
     }
     // Ctrl-C while the files were written still means: nothing written.
     if (TezTerminalUI::StopRequested())
@@ -625,7 +494,7 @@ int Render(TezRef<TezVoxelOctree> const& octree, RenderOptions const& o, TezTerm
         }
         std::fprintf(out, "%s\n", o.depthOutput.c_str());
     }
-    return drawn ? 0 : 1;
+    return cast.drawn ? 0 : 1;
 }
 } // namespace
 
@@ -655,6 +524,9 @@ int TezRenderCommand(TezArgs const& args, FILE* out, FILE* err)
 
     // The context comes first: the application takes it, and dies before it.
     TezOffscreenGL gl;
+    // The kernels use a GPU where one is; the code only says why they do not.
+    if (gl.Ok())
+        InitializeCUDA();
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     TezTerminalUI& ui = app.GetTerminalUI();
     if (documentFile) {

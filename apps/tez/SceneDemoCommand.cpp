@@ -2,7 +2,6 @@
 // of scene object, saved through the view's image export, so that a person
 // can look at all of them at once.
 
-#include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
 #include "render/RenderViewManager.h"
 #include "render/gl/OpenGLSupport.h"
@@ -21,6 +20,7 @@
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OffscreenGL.h"
 
 #include <algorithm>
 #include <cmath>
@@ -256,77 +256,60 @@ TezBox2<float> ScreenBox(TezCameraView const& camera, TezRef<TezSceneObject> con
 
 int TezSceneDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    std::string output = "tez-scene.png";
-    int width = 1200, height = 900;
-    std::string size;
+    TezPictureArgs picture{"tez-scene.png", 1200, 900};
     CLI::App cli("Draws every kind of scene object in one frame of an off-screen render view.", "tez scene-demo");
-    cli.add_option("-o,--output", output, "picture to write; the extension picks the format")
-        ->check(TezCliImageName(false))
-        ->capture_default_str();
-    cli.add_option("--size", size, "picture size in pixels (default 1200x900)")->check(TezCliPictureSize(16, 8192));
+    picture.AddOptions(cli, false);
     cli.footer(kAbout);
     if (int code = TezCliParse(cli, args, out, err); code >= 0)
         return code;
-    if (!size.empty())
-        TezParsePictureSize(size, width, height);
+    picture.Finish();
+    std::string const& output = picture.output;
+    int const width = picture.width, height = picture.height;
 
     // The application's context, made on a window of its own; the view
     // draws into a hidden surface of the asked size with the same context.
-    HWND window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-    HGLRC context = nullptr;
-    int const code = TezOpenGLSupport::TezInitializeGLRC(window, context);
-    if (code != TezOpenGLSupport::Success) {
-        std::fprintf(err, "tez scene-demo: %s", TezOpenGLSupport::TezErrorString(code).c_str());
-        TezGLPlatform::DestroyWindow(window);
+    TezOffscreenGL gl;
+    if (!gl.Ok()) {
+        std::fprintf(err, "tez scene-demo: %s", gl.Problem().c_str());
         return 1;
     }
-    HDC dc = TezGLPlatform::GetDC(window);
     int result = 1;
-    if (TezGLPlatform::MakeCurrent(dc, context) && TezOpenGLSupport::LoadEntryPoints()) {
-        TezHostApplication app(context, window);
-        TezRef<TezRenderViewManager> manager = TezRenderViewManager::GetAppRenderViewManager();
-        TezRef<TezRenderView> view = manager ? manager->CreateOffScreenCuda(width, height) : nullptr;
-        if (!view) {
-            std::fprintf(err, "tez scene-demo: no off-screen view of %dx%d can be made\n", width, height);
-        } else {
-            TezRef<TezScene> scene = view->GetScene();
-            std::vector<TezRef<TezSceneObject>> framed;
-            int const kinds = BuildScene(scene, framed);
-            scene->GetLight()->SetPosition({-12.0f, 14.0f, 30.0f});
-
-            TezRef<TezCameraView> camera = view->GetCamera();
-            camera->UsePerspective(true);
-            camera->SetFov(30.0f);
-            camera->FrameBox(view->GetBounds(false), {0.0f, 0.8f, 10.0f}, {0.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f},
-                             0.02f);
-            static_cast<TezSceneRectangle*>(framed[1].Get())->SetRectangle(ScreenBox(*camera, framed[0]));
-
-            view->ExportImageToFile(TezString(output.c_str()));
-            struct stat info;
-            if (stat(output.c_str(), &info) == 0 && info.st_size > 0) {
-                view->ActivateContext();
-                std::fprintf(out, "%s: %dx%d, %d kinds of scene object, %s\n", output.c_str(), width, height, kinds,
-                             TezOpenGLSupport::GetContextDescription().c_str());
-                result = 0;
-            } else {
-                std::fprintf(err, "tez scene-demo: cannot write %s\n", output.c_str());
-            }
-            // GL objects go while the context is still current.
-            view->ActivateContext();
-            framed.clear();
-            scene = nullptr;
-            view->SetScene(nullptr);
-            manager->ReleaseRenderView(view);
-            view = nullptr;
-        }
-        manager = nullptr;
-        TezGLPlatform::MakeCurrent(dc, context);
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
+    TezRef<TezRenderViewManager> manager = TezRenderViewManager::GetAppRenderViewManager();
+    TezRef<TezRenderView> view = manager ? manager->CreateOffScreenCuda(width, height) : nullptr;
+    if (!view) {
+        std::fprintf(err, "tez scene-demo: no off-screen view of %dx%d can be made\n", width, height);
     } else {
-        std::fprintf(err, "tez scene-demo: the GL context cannot be bound\n");
+        TezRef<TezScene> scene = view->GetScene();
+        std::vector<TezRef<TezSceneObject>> framed;
+        int const kinds = BuildScene(scene, framed);
+        scene->GetLight()->SetPosition({-12.0f, 14.0f, 30.0f});
+
+        TezRef<TezCameraView> camera = view->GetCamera();
+        camera->UsePerspective(true);
+        camera->SetFov(30.0f);
+        camera->FrameBox(view->GetBounds(false), {0.0f, 0.8f, 10.0f}, {0.0f, 0.0f, 0.0f}, {0.0f, 1.0f, 0.0f}, 0.02f);
+        static_cast<TezSceneRectangle*>(framed[1].Get())->SetRectangle(ScreenBox(*camera, framed[0]));
+
+        view->ExportImageToFile(TezString(output.c_str()));
+        struct stat info;
+        if (stat(output.c_str(), &info) == 0 && info.st_size > 0) {
+            view->ActivateContext();
+            std::fprintf(out, "%s: %dx%d, %d kinds of scene object, %s\n", output.c_str(), width, height, kinds,
+                         TezOpenGLSupport::GetContextDescription().c_str());
+            result = 0;
+        } else {
+            std::fprintf(err, "tez scene-demo: cannot write %s\n", output.c_str());
+        }
+        // GL objects go while the context is still current.
+        view->ActivateContext();
+        framed.clear();
+        scene = nullptr;
+        view->SetScene(nullptr);
+        manager->ReleaseRenderView(view);
+        view = nullptr;
     }
-    TezGLPlatform::MakeCurrent(nullptr, nullptr);
-    TezOpenGLSupport::TezReleaseGLRC(context);
-    TezGLPlatform::ReleaseDC(window, dc);
-    TezGLPlatform::DestroyWindow(window);
+    manager = nullptr;
+    gl.MakeCurrent();
     return result;
 }

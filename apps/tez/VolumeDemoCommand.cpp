@@ -6,7 +6,6 @@
 #include "document/objects/CmdUpdateTransferFunction.h"
 #include "document/objects/DocCubeVolume.h"
 #include "mesh/IndexedMesh.h"
-#include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
 #include "render/RenderViewManager.h"
 #include "render/effects/DefaultEffects.h"
@@ -18,6 +17,7 @@
 #include "tez/Cli.h"
 #include "tez/CommandLine.h"
 #include "tez/HostApplication.h"
+#include "tez/OffscreenGL.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
 
@@ -52,85 +52,69 @@ TezRef<TezVoxelOctree> Ball()
 
 int TezVolumeDemoCommand(TezArgs const& args, FILE* out, FILE* err)
 {
-    std::string output = "tez-volume.png";
-    int width = 800, height = 600;
-    std::string size;
+    TezPictureArgs picture{"tez-volume.png", 800, 600};
     CLI::App cli("Merges a volume document object and a GL mesh sphere by depth in an off-screen GPU render view.",
                  "tez volume-demo");
-    cli.add_option("-o,--output", output, "picture to write; the extension picks the format")
-        ->check(TezCliImageName(false))
-        ->capture_default_str();
-    cli.add_option("--size", size, "picture size in pixels (default 800x600)")->check(TezCliPictureSize(16, 8192));
+    picture.AddOptions(cli, false);
     cli.footer(kAbout);
     if (int code = TezCliParse(cli, args, out, err); code >= 0)
         return code;
-    if (!size.empty())
-        TezParsePictureSize(size, width, height);
+    picture.Finish();
+    std::string const& output = picture.output;
+    int const width = picture.width, height = picture.height;
 
-    HWND window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-    HGLRC context = nullptr;
-    int const code = TezOpenGLSupport::TezInitializeGLRC(window, context);
-    if (code != TezOpenGLSupport::Success) {
-        std::fprintf(err, "tez volume-demo: %s", TezOpenGLSupport::TezErrorString(code).c_str());
-        TezGLPlatform::DestroyWindow(window);
+    TezOffscreenGL gl;
+    if (!gl.Ok()) {
+        std::fprintf(err, "tez volume-demo: %s", gl.Problem().c_str());
         return 1;
     }
-    HDC dc = TezGLPlatform::GetDC(window);
     int result = 1;
-    if (TezGLPlatform::MakeCurrent(dc, context) && TezOpenGLSupport::LoadEntryPoints()) {
-        TezHostApplication app(context, window);
-        TezRef<TezRenderViewManager> manager = TezRenderViewManager::GetAppRenderViewManager();
-        TezRef<TezRenderView> view = manager ? manager->CreateOffScreenCuda(width, height) : nullptr;
-        if (!view) {
-            std::fprintf(err, "tez volume-demo: no off-screen view of %dx%d can be made\n", width, height);
-        } else {
-            TezRef<TezScene> scene = view->GetScene();
-            TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(Ball());
-            // Opaque from the shell's value up, through the undoable command
-            // a host would run.
-            TezCmdUpdateTransferFunction::Create(volume, {{0, 0}, {0.4f, 0}, {0.45f, 1}, {1, 1}})->Execute();
-            volume->GetSceneObject()->SetColor({0.95f, 0.7f, 0.35f, 1.0f});
-            scene->AddChild(scene->GetRoot(), volume->GetSceneObject());
-
-            TezRef<TezSceneMesh> sphere =
-                TezSceneMesh::Create(TezIndexedMesh::CreateSphere(24, 48), TezDefaultEffect::StaticType());
-            sphere->SetColor({0.3f, 0.55f, 0.95f, 1.0f});
-            sphere->SetTransform(TezTranslationTransform<float>({0.85f, 0.6f, 0.55f}) * TezScaleTransform<float>(0.2f));
-            scene->AddChild(scene->GetRoot(), sphere);
-            scene->GetLight()->SetPosition({-2.0f, 3.0f, 6.0f});
-
-            view->SetBackgroundColor({0.12f, 0.12f, 0.14f, 1.0f});
-            TezRef<TezCameraView> camera = view->GetCamera();
-            camera->UsePerspective(true);
-            camera->SetFov(30.0f);
-            camera->FrameBox(view->GetBounds(false), {0.4f, 0.6f, 3.0f}, {0.5f, 0.5f, 0.5f}, {0.0f, 1.0f, 0.0f}, 0.05f);
-
-            view->ExportImageToFile(TezString(output.c_str()));
-            struct stat info;
-            if (stat(output.c_str(), &info) == 0 && info.st_size > 0) {
-                view->ActivateContext();
-                std::fprintf(out, "%s: %dx%d, a %d^3 volume and a mesh sphere merged by depth, %s\n", output.c_str(),
-                             width, height, kEdge, TezOpenGLSupport::GetContextDescription().c_str());
-                result = 0;
-            } else {
-                std::fprintf(err, "tez volume-demo: cannot write %s\n", output.c_str());
-            }
-            view->ActivateContext();
-            sphere = nullptr;
-            volume = nullptr;
-            scene = nullptr;
-            view->SetScene(nullptr);
-            manager->ReleaseRenderView(view);
-            view = nullptr;
-        }
-        manager = nullptr;
-        TezGLPlatform::MakeCurrent(dc, context);
+    TezHostApplication app(gl.GetContext(), gl.GetWindow());
+    TezRef<TezRenderViewManager> manager = TezRenderViewManager::GetAppRenderViewManager();
+    TezRef<TezRenderView> view = manager ? manager->CreateOffScreenCuda(width, height) : nullptr;
+    if (!view) {
+        std::fprintf(err, "tez volume-demo: no off-screen view of %dx%d can be made\n", width, height);
     } else {
-        std::fprintf(err, "tez volume-demo: the GL context cannot be bound\n");
+        TezRef<TezScene> scene = view->GetScene();
+        TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(Ball());
+        // Opaque from the shell's value up, through the undoable command
+        // a host would run.
+        TezCmdUpdateTransferFunction::Create(volume, {{0, 0}, {0.4f, 0}, {0.45f, 1}, {1, 1}})->Execute();
+        volume->GetSceneObject()->SetColor({0.95f, 0.7f, 0.35f, 1.0f});
+        scene->AddChild(scene->GetRoot(), volume->GetSceneObject());
+
+        TezRef<TezSceneMesh> sphere =
+            TezSceneMesh::Create(TezIndexedMesh::CreateSphere(24, 48), TezDefaultEffect::StaticType());
+        sphere->SetColor({0.3f, 0.55f, 0.95f, 1.0f});
+        sphere->SetTransform(TezTranslationTransform<float>({0.85f, 0.6f, 0.55f}) * TezScaleTransform<float>(0.2f));
+        scene->AddChild(scene->GetRoot(), sphere);
+        scene->GetLight()->SetPosition({-2.0f, 3.0f, 6.0f});
+
+        view->SetBackgroundColor({0.12f, 0.12f, 0.14f, 1.0f});
+        TezRef<TezCameraView> camera = view->GetCamera();
+        camera->UsePerspective(true);
+        camera->SetFov(30.0f);
+        camera->FrameBox(view->GetBounds(false), {0.4f, 0.6f, 3.0f}, {0.5f, 0.5f, 0.5f}, {0.0f, 1.0f, 0.0f}, 0.05f);
+
+        view->ExportImageToFile(TezString(output.c_str()));
+        struct stat info;
+        if (stat(output.c_str(), &info) == 0 && info.st_size > 0) {
+            view->ActivateContext();
+            std::fprintf(out, "%s: %dx%d, a %d^3 volume and a mesh sphere merged by depth, %s\n", output.c_str(), width,
+                         height, kEdge, TezOpenGLSupport::GetContextDescription().c_str());
+            result = 0;
+        } else {
+            std::fprintf(err, "tez volume-demo: cannot write %s\n", output.c_str());
+        }
+        view->ActivateContext();
+        sphere = nullptr;
+        volume = nullptr;
+        scene = nullptr;
+        view->SetScene(nullptr);
+        manager->ReleaseRenderView(view);
+        view = nullptr;
     }
-    TezGLPlatform::MakeCurrent(nullptr, nullptr);
-    TezOpenGLSupport::TezReleaseGLRC(context);
-    TezGLPlatform::ReleaseDC(window, dc);
-    TezGLPlatform::DestroyWindow(window);
+    manager = nullptr;
+    gl.MakeCurrent();
     return result;
 }

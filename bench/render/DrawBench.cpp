@@ -4,6 +4,7 @@
 // a GPU this is Mesa's llvmpipe. Built with the peers, VTK draws the same
 // triangles off-screen in the same run (bench/render/VtkDrawPeer.cpp).
 
+#include "BenchGL.h"
 #include "mesh/IndexedMesh.h"
 #include "platform/gl/GLPlatform.h"
 #include "render/CameraView.h"
@@ -25,31 +26,9 @@ namespace {
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 
-struct BenchContext
+TezBenchGL& Context()
 {
-    bool ok = false;
-    std::string reason;
-    HWND window = nullptr;
-    HDC dc = nullptr;
-    HGLRC context = nullptr;
-};
-
-BenchContext& Context()
-{
-    static BenchContext context = [] {
-        BenchContext c;
-        c.window = TezGLPlatform::CreateOffscreenWindow(kWidth, kHeight);
-        int const code = TezOpenGLSupport::TezInitializeGLRC(c.window, c.context);
-        if (code != 0) {
-            c.reason = TezOpenGLSupport::TezErrorString(code).c_str();
-            return c;
-        }
-        c.dc = TezGLPlatform::GetDC(c.window);
-        c.ok = TezGLPlatform::MakeCurrent(c.dc, c.context) && TezOpenGLSupport::LoadEntryPoints();
-        if (!c.ok)
-            c.reason = "the GL context cannot be bound";
-        return c;
-    }();
+    static TezBenchGL context = TezMakeBenchGL(kWidth, kHeight);
     // Render views unbind the context after every frame: bind it again.
     if (context.ok)
         TezGLPlatform::MakeCurrent(context.dc, context.context);
@@ -65,7 +44,7 @@ TezRef<TezIndexedMesh> MillionTriangleSphere()
 
 void BM_DrawLitMillionTriangles(benchmark::State& state)
 {
-    BenchContext& gl = Context();
+    TezBenchGL& gl = Context();
     if (!gl.ok) {
         state.SkipWithError(gl.reason.c_str());
         return;

@@ -4,6 +4,7 @@
 // frame buffer in each kind of mode, then the frames after it. Each frame
 // ends with glFinish. On a machine without a GPU this is Mesa's llvmpipe.
 
+#include "BenchGL.h"
 #include "core/Archive.h"
 #include "document/objects/DocIndexedMesh.h"
 #include "mesh/IndexedMesh.h"
@@ -28,31 +29,10 @@ namespace {
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 
-struct GL
+TezBenchGL& Context()
 {
-    bool ok = false;
-    std::string reason;
-    HWND window = nullptr;
-    HDC dc = nullptr;
-    HGLRC context = nullptr;
-};
-
-GL& Context()
-{
-    static GL context = [] {
-        GL c;
-        c.window = TezGLPlatform::CreateOffscreenWindow(kWidth, kHeight);
-        int const code = TezOpenGLSupport::TezInitializeGLRC(c.window, c.context);
-        if (code != 0) {
-            c.reason = TezOpenGLSupport::TezErrorString(code).c_str();
-            return c;
-        }
-        c.dc = TezGLPlatform::GetDC(c.window);
-        c.ok = TezGLPlatform::MakeCurrent(c.dc, c.context) && TezOpenGLSupport::LoadEntryPoints();
-        if (!c.ok)
-            c.reason = "the GL context cannot be bound";
-        return c;
-    }();
+    static TezBenchGL context = TezMakeBenchGL(kWidth, kHeight);
+    // Render views unbind the context after every frame: bind it again.
     if (context.ok)
         TezGLPlatform::MakeCurrent(context.dc, context.context);
     return context;
@@ -145,7 +125,7 @@ struct Frame
 // up (with the adjacency buffer's topology in wireframe), and it is drawn.
 void BM_MeshDocumentFirstFrame(benchmark::State& state)
 {
-    GL& gl = Context();
+    TezBenchGL& gl = Context();
     if (!gl.ok) {
         state.SkipWithError(gl.reason.c_str());
         return;
@@ -177,7 +157,7 @@ BENCHMARK(BM_MeshDocumentFirstFrame)
 // The frames after the first, nothing rebuilt.
 void BM_MeshDocumentFrame(benchmark::State& state)
 {
-    GL& gl = Context();
+    TezBenchGL& gl = Context();
     if (!gl.ok) {
         state.SkipWithError(gl.reason.c_str());
         return;

@@ -6,6 +6,7 @@
 // ends with glFinish, so the time is the whole frame's. On a machine
 // without a GPU this is Mesa's llvmpipe.
 
+#include "BenchGL.h"
 #include "core/Application.h"
 #include "mesh/IndexedMesh.h"
 #include "platform/gl/GLPlatform.h"
@@ -31,20 +32,6 @@ constexpr int kHeight = 768;
 constexpr int kColumns = 40;
 constexpr int kRows = 25;
 
-class BenchApplication : public TezApplication
-{
-public:
-    BenchApplication(HGLRC context, HWND window) : TezApplication(context, window) { m_instance = this; }
-    ~BenchApplication() override { m_instance = nullptr; }
-    TezRef<TezDocument> GetActiveDocument() override { return nullptr; }
-    TezRef<TezDocument> NewDocument() override { return nullptr; }
-    TezRef<TezDocument> OpenDocument(TezString const&) override { return nullptr; }
-    TezString const& GetScriptModuleName() override { return m_name; }
-
-private:
-    TezString m_name{"bench"};
-};
-
 // The application's context on a window of its own, and one off-screen view
 // of 1024x768 with a grid of 40 x 25 spheres of 512 triangles each, all
 // mappable, filling the view.
@@ -54,7 +41,7 @@ struct ViewBenchSetup
     std::string reason;
     HWND window = nullptr;
     HGLRC context = nullptr;
-    std::unique_ptr<BenchApplication> app;
+    std::unique_ptr<TezBenchApplication> app;
     TezRef<TezRenderView> view;
     TezRef<TezSceneMesh> probe; // the object picked, and where
     TezVector2<int> probePixel{0, 0};
@@ -64,19 +51,15 @@ ViewBenchSetup& Setup()
 {
     static ViewBenchSetup setup = [] {
         ViewBenchSetup s;
-        s.window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-        int const code = TezOpenGLSupport::TezInitializeGLRC(s.window, s.context);
-        if (code != 0) {
-            s.reason = TezOpenGLSupport::TezErrorString(code).c_str();
-            return s;
-        }
-        HDC dc = TezGLPlatform::GetDC(s.window);
-        if (!TezGLPlatform::MakeCurrent(dc, s.context) || !TezOpenGLSupport::LoadEntryPoints()) {
-            s.reason = "the GL context cannot be bound";
+        TezBenchGL const gl = TezMakeBenchGL(16, 16);
+        s.window = gl.window;
+        s.context = gl.context;
+        if (!gl.ok) {
+            s.reason = gl.reason;
             return s;
         }
         TezGLPlatform::MakeCurrent(nullptr, nullptr);
-        s.app = std::make_unique<BenchApplication>(s.context, s.window);
+        s.app = std::make_unique<TezBenchApplication>(s.context, s.window);
         s.view = TezRenderViewManager::GetAppRenderViewManager()->CreateOffScreenCuda(kWidth, kHeight);
         if (!s.view) {
             s.reason = "no off-screen view";

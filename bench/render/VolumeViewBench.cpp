@@ -7,6 +7,7 @@
 // Without a GPU the kernels run as host loops and GL is Mesa's llvmpipe; on
 // a GPU both sides use device buffers (the view's device backing).
 
+#include "BenchGL.h"
 #include "core/Application.h"
 #include "platform/DeviceBuffer.h"
 #include "platform/DeviceMemory.h"
@@ -38,20 +39,6 @@ constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 constexpr int kSlices = 512;
 
-class BenchApplication : public TezApplication
-{
-public:
-    BenchApplication(HGLRC context, HWND window) : TezApplication(context, window) { m_instance = this; }
-    ~BenchApplication() override { m_instance = nullptr; }
-    TezRef<TezDocument> GetActiveDocument() override { return nullptr; }
-    TezRef<TezDocument> NewDocument() override { return nullptr; }
-    TezRef<TezDocument> OpenDocument(TezString const&) override { return nullptr; }
-    TezString const& GetScriptModuleName() override { return m_name; }
-
-private:
-    TezString m_name{"bench"};
-};
-
 // Opaque from the fat layer up (8-bit fat is about 57 of 255): the body's skin.
 std::vector<TezVector2<float>> const kPoints = {{0, 0}, {0.2f, 0}, {0.21f, 1}, {1, 1}};
 
@@ -61,7 +48,7 @@ struct VolumeViewSetup
     std::string reason;
     HWND window = nullptr;
     HGLRC context = nullptr;
-    std::unique_ptr<BenchApplication> app;
+    std::unique_ptr<TezBenchApplication> app;
     TezRef<TezCudaRenderView> view;
     TezRef<TezVoxelOctree> octree;
     TezRef<TezSceneVoxelOctree> object;
@@ -72,19 +59,15 @@ VolumeViewSetup& Setup()
 {
     static VolumeViewSetup setup = [] {
         VolumeViewSetup s;
-        s.window = TezGLPlatform::CreateOffscreenWindow(16, 16);
-        int const code = TezOpenGLSupport::TezInitializeGLRC(s.window, s.context);
-        if (code != 0) {
-            s.reason = TezOpenGLSupport::TezErrorString(code).c_str();
-            return s;
-        }
-        HDC dc = TezGLPlatform::GetDC(s.window);
-        if (!TezGLPlatform::MakeCurrent(dc, s.context) || !TezOpenGLSupport::LoadEntryPoints()) {
-            s.reason = "the GL context cannot be bound";
+        TezBenchGL const gl = TezMakeBenchGL(16, 16);
+        s.window = gl.window;
+        s.context = gl.context;
+        if (!gl.ok) {
+            s.reason = gl.reason;
             return s;
         }
         TezGLPlatform::MakeCurrent(nullptr, nullptr);
-        s.app = std::make_unique<BenchApplication>(s.context, s.window);
+        s.app = std::make_unique<TezBenchApplication>(s.context, s.window);
         s.view = TezRef<TezCudaRenderView>(dynamic_cast<TezCudaRenderView*>(
             TezRenderViewManager::GetAppRenderViewManager()->CreateOffScreenCuda(kWidth, kHeight).Get()));
         if (!s.view) {

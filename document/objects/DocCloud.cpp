@@ -1,6 +1,7 @@
 #include "document/objects/DocCloud.h"
 
 #include "core/Archive.h"
+#include "document/objects/detail/DocObjectParts.h"
 #include "render/objects/SceneVoxelCloud.h"
 #include "render/scene/Scene.h"
 #include "volume/VoxelCloud.h"
@@ -13,17 +14,6 @@ TEZ_TYPIFIED_IMPL(TezDocCloud, "Point Cloud Document Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezDocCloud)
 
 namespace {
-
-bool Is(TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; }
-
-std::string Collapsed(TezString const& text)
-{
-    std::string out;
-    for (char c : std::string(text.c_str()))
-        if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
-            out += c;
-    return out;
-}
 
 [[noreturn]] void Refuse(std::string const& why) { throw std::runtime_error("TezDocCloud::Load: " + why); }
 
@@ -84,19 +74,9 @@ void TezDocCloud::SetVisible(bool visible)
         Report(TezDocument::DocChanged);
 }
 
-void TezDocCloud::OnAdd(TezRef<TezDocument> document)
-{
-    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
-    if (scene && m_sceneObject)
-        scene->AddChild(scene->GetRoot(), m_sceneObject);
-}
+void TezDocCloud::OnAdd(TezRef<TezDocument> document) { TezJoinDocumentScene(document, m_sceneObject); }
 
-void TezDocCloud::OnRemove(TezRef<TezDocument> document)
-{
-    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
-    if (scene && m_sceneObject && m_sceneObject->GetScene() == scene)
-        scene->RemoveChild(m_sceneObject);
-}
+void TezDocCloud::OnRemove(TezRef<TezDocument> document) { TezLeaveDocumentScene(document, m_sceneObject); }
 
 void TezDocCloud::Save(TezRef<TezArchive> archive)
 {
@@ -123,20 +103,14 @@ void TezDocCloud::Load(TezRef<TezArchive> archive)
         TezString const tag = archive->ReadTag();
         if (tag.Length() == 0) {
             Refuse("the archive ends inside the cloud");
-        } else if (Is(tag, "sectionStart")) {
-            if (sections++ == 0) {
-                TezString const name = archive->ReadStartSection(0);
-                if (Collapsed(name) != Collapsed(TypeName()))
-                    Refuse(std::string("section \"") + name.c_str() + "\" is not a point cloud");
-            } else {
-                TezDocumentObject::Load(archive);
-            }
-        } else if (Is(tag, "sectionEnd")) {
+        } else if (TezArchiveTagIs(tag, "sectionStart")) {
+            TezReadObjectSection(archive, *this, sections, "TezDocCloud::Load", "a point cloud");
+        } else if (TezArchiveTagIs(tag, "sectionEnd")) {
             archive->ReadEndSection();
             break;
-        } else if (Is(tag, "numPoints")) {
+        } else if (TezArchiveTagIs(tag, "numPoints")) {
             numPoints = archive->ReadSizet();
-        } else if (Is(tag, "points")) {
+        } else if (TezArchiveTagIs(tag, "points")) {
             uint64_t const size = sizeof(TezVector3<float>);
             uint64_t const stored = archive->PeekValueSize();
             if (numPoints > UINT64_MAX / size || stored != numPoints * size)
@@ -145,9 +119,9 @@ void TezDocCloud::Load(TezRef<TezArchive> archive)
             cloud = TezPointCloud::CreateEmpty();
             cloud->Resize(numPoints);
             archive->ReadBinary(numPoints ? cloud->GetPoints().data() : nullptr, numPoints * size);
-        } else if (Is(tag, "color")) {
+        } else if (TezArchiveTagIs(tag, "color")) {
             archive->ReadBinary(&color.x, sizeof(float) * 4);
-        } else if (Is(tag, "visible")) {
+        } else if (TezArchiveTagIs(tag, "visible")) {
             visible = archive->ReadBool();
         } else {
             archive->SkipUnknownTag();

@@ -1,5 +1,6 @@
 #include "document/objects/DocCubeVolume.h"
 
+#include "document/objects/detail/DocObjectParts.h"
 #include "render/objects/SceneCubeVolume.h"
 #include "render/objects/SceneVoxelOctree.h"
 #include "render/scene/Scene.h"
@@ -14,16 +15,6 @@ TEZ_TYPIFIED_IMPL(TezDocCubeVolume, "Cube Volume Document Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezDocCubeVolume)
 
 namespace {
-
-// A name without its white space: archives store section names that way.
-std::string Collapsed(TezString const& text)
-{
-    std::string out;
-    for (char c : std::string(text.c_str()))
-        if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
-            out += c;
-    return out;
-}
 
 void RefuseType(char const* where, int type)
 {
@@ -123,12 +114,7 @@ void TezDocCubeVolume::ApplyTransferFunction()
         cube->SetTransferFunction(m_transferFunction);
 }
 
-void TezDocCubeVolume::OnAdd(TezRef<TezDocument> document)
-{
-    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
-    if (scene && m_sceneObject)
-        scene->AddChild(scene->GetRoot(), m_sceneObject);
-}
+void TezDocCubeVolume::OnAdd(TezRef<TezDocument> document) { TezJoinDocumentScene(document, m_sceneObject); }
 
 void TezDocCubeVolume::OnRemove(TezRef<TezDocument> document)
 {
@@ -259,7 +245,6 @@ void TezDocCubeVolume::Save(TezRef<TezArchive> archive)
 
 void TezDocCubeVolume::Load(TezRef<TezArchive> archive)
 {
-    auto is = [](TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; };
     TezVector4<float> color = kDefaultColour;
     bool visible = true;
     float transform[16];
@@ -267,46 +252,38 @@ void TezDocCubeVolume::Load(TezRef<TezArchive> archive)
     int sections = 0;
     for (;;) {
         TezString const tag = archive->ReadTag();
-        if (is(tag, "sectionStart")) {
-            if (sections == 0) {
-                TezString const name = archive->ReadStartSection(0);
-                if (Collapsed(name) != Collapsed(TypeName()))
-                    throw std::runtime_error(std::string("TezDocCubeVolume::Load: section \"") + name.c_str() +
-                                             "\" is not a volume");
-                ++sections;
-            } else {
-                TezDocumentObject::Load(archive);
-            }
-        } else if (is(tag, "sectionEnd")) {
+        if (TezArchiveTagIs(tag, "sectionStart")) {
+            TezReadObjectSection(archive, *this, sections, "TezDocCubeVolume::Load", "a volume");
+        } else if (TezArchiveTagIs(tag, "sectionEnd")) {
             archive->ReadEndSection();
             break;
-        } else if (is(tag, "color")) {
+        } else if (TezArchiveTagIs(tag, "color")) {
             archive->ReadBinary(&color.x, sizeof(float) * 4);
-        } else if (is(tag, "transform")) {
+        } else if (TezArchiveTagIs(tag, "transform")) {
             archive->ReadBinary(transform, sizeof(transform));
-        } else if (is(tag, "visible")) {
+        } else if (TezArchiveTagIs(tag, "visible")) {
             visible = archive->ReadBool();
-        } else if (is(tag, "voxelSize")) {
+        } else if (TezArchiveTagIs(tag, "voxelSize")) {
             m_voxelSize = archive->ReadDouble();
-        } else if (is(tag, "bpp")) {
+        } else if (TezArchiveTagIs(tag, "bpp")) {
             m_bitsPerPixel = archive->ReadInt();
-        } else if (is(tag, "histogramSize")) {
+        } else if (TezArchiveTagIs(tag, "histogramSize")) {
             // The unnamed values follow their counts at once; an empty tag
             // cannot be left pending, so they are read here.
             m_histogram.assign(archive->ReadSizet(), 0.0f);
             archive->ReadBinary(m_histogram.data(), m_histogram.size() * sizeof(float));
-        } else if (is(tag, "transferFunctionSize")) {
+        } else if (TezArchiveTagIs(tag, "transferFunctionSize")) {
             m_transferFunction.assign(archive->ReadSizet(), TezVector2<float>(0, 0));
             archive->ReadBinary(m_transferFunction.data(), m_transferFunction.size() * sizeof(float) * 2);
-        } else if (is(tag, "cubeVolume")) {
+        } else if (TezArchiveTagIs(tag, "cubeVolume")) {
             m_cubeVolume = TezRef<TezCubeVolume>(dynamic_cast<TezCubeVolume*>(archive->ReadObject().Get()));
             if (m_cubeVolume)
                 m_cubeVolume->Load(archive);
-        } else if (is(tag, "octree")) {
+        } else if (TezArchiveTagIs(tag, "octree")) {
             m_voxelOctree = TezRef<TezVoxelOctree>(dynamic_cast<TezVoxelOctree*>(archive->ReadObject().Get()));
             if (m_voxelOctree)
                 m_voxelOctree->Load(archive);
-        } else if (is(tag, "imageStack")) {
+        } else if (TezArchiveTagIs(tag, "imageStack")) {
             m_imageStack = TezRef<TezImageStack>(dynamic_cast<TezImageStack*>(archive->ReadObject().Get()));
             if (m_imageStack)
                 m_imageStack->Load(archive);

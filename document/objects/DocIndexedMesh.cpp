@@ -1,6 +1,7 @@
 #include "document/objects/DocIndexedMesh.h"
 
 #include "core/Archive.h"
+#include "document/objects/detail/DocObjectParts.h"
 #include "mesh/IndexedMesh.h"
 #include "mesh/MeshKDTree.h"
 #include "mesh/TopologyMesh.h"
@@ -17,17 +18,6 @@ TEZ_TYPIFIED_IMPL(TezDocIndexedMesh, "Indexed Mesh Document Object")
 TEZ_DEFINE_REF_FUNCTIONS(TezDocIndexedMesh)
 
 namespace {
-
-bool Is(TezString const& tag, char const* name) { return tag.CompareNoCase(TezString(name)) == 0; }
-
-std::string Collapsed(TezString const& text)
-{
-    std::string out;
-    for (char c : std::string(text.c_str()))
-        if (c != ' ' && c != '\t' && c != '\n' && c != '\r')
-            out += c;
-    return out;
-}
 
 [[noreturn]] void Refuse(std::string const& why) { throw std::runtime_error("TezDocIndexedMesh::Load: " + why); }
 
@@ -160,25 +150,16 @@ void TezDocIndexedMesh::RegenerateHoles()
 
 void TezDocIndexedMesh::OnAdd(TezRef<TezDocument> document)
 {
-    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
-    if (!scene)
-        return;
-    if (m_sceneObject)
-        scene->AddChild(scene->GetRoot(), m_sceneObject);
+    TezJoinDocumentScene(document, m_sceneObject);
     for (TezRef<TezSceneMeshHole> const& hole : m_holes)
-        scene->AddChild(scene->GetRoot(), hole);
+        TezJoinDocumentScene(document, hole);
 }
 
 void TezDocIndexedMesh::OnRemove(TezRef<TezDocument> document)
 {
-    TezRef<TezScene> scene = document ? document->GetScene() : nullptr;
-    if (!scene)
-        return;
-    if (m_sceneObject && m_sceneObject->GetScene() == scene)
-        scene->RemoveChild(m_sceneObject);
+    TezLeaveDocumentScene(document, m_sceneObject);
     for (TezRef<TezSceneMeshHole> const& hole : m_holes)
-        if (hole->GetScene() == scene)
-            scene->RemoveChild(hole);
+        TezLeaveDocumentScene(document, hole);
 }
 
 void TezDocIndexedMesh::Select(bool on)
@@ -236,27 +217,21 @@ void TezDocIndexedMesh::Load(TezRef<TezArchive> archive)
         TezString const tag = archive->ReadTag();
         if (tag.Length() == 0) {
             Refuse("the archive ends inside the mesh");
-        } else if (Is(tag, "sectionStart")) {
-            if (sections++ == 0) {
-                TezString const name = archive->ReadStartSection(0);
-                if (Collapsed(name) != Collapsed(TypeName()))
-                    Refuse(std::string("section \"") + name.c_str() + "\" is not a mesh");
-            } else {
-                TezDocumentObject::Load(archive);
-            }
-        } else if (Is(tag, "sectionEnd")) {
+        } else if (TezArchiveTagIs(tag, "sectionStart")) {
+            TezReadObjectSection(archive, *this, sections, "TezDocIndexedMesh::Load", "a mesh");
+        } else if (TezArchiveTagIs(tag, "sectionEnd")) {
             archive->ReadEndSection();
             break;
-        } else if (Is(tag, "numVertices")) {
+        } else if (TezArchiveTagIs(tag, "numVertices")) {
             numVertices = archive->ReadSizet();
-        } else if (Is(tag, "numTriangles")) {
+        } else if (TezArchiveTagIs(tag, "numTriangles")) {
             numTriangles = archive->ReadSizet();
-        } else if (Is(tag, "vertices")) {
+        } else if (TezArchiveTagIs(tag, "vertices")) {
             CheckBlock(*archive, "vertices", numVertices, sizeof(TezMeshVertex), "numVertices");
             geometry = TezIndexedMesh::CreateEmpty();
             geometry->GetVertices().resize(numVertices);
             archive->ReadBinary(geometry->GetVertices().data(), numVertices * sizeof(TezMeshVertex));
-        } else if (Is(tag, "indexes")) {
+        } else if (TezArchiveTagIs(tag, "indexes")) {
             CheckBlock(*archive, "indexes", numTriangles, 3 * sizeof(unsigned int), "numTriangles");
             if (numTriangles == 0) {
                 archive->ReadBinary(nullptr, 0);
@@ -267,7 +242,7 @@ void TezDocIndexedMesh::Load(TezRef<TezArchive> archive)
             geometry->GetIndices().resize(3 * numTriangles);
             archive->ReadBinary(geometry->GetIndices().data(), numTriangles * 3 * sizeof(unsigned int));
             haveIndexes = true;
-        } else if (Is(tag, "visible")) {
+        } else if (TezArchiveTagIs(tag, "visible")) {
             visible = archive->ReadBool();
         } else {
             archive->SkipUnknownTag();

@@ -1,4 +1,5 @@
 #include "tez/Cli.h"
+#include "tests/apps/CommandRun.h"
 #include "tez/OutputFile.h"
 
 #include <gtest/gtest.h>
@@ -10,18 +11,6 @@
 #include <unistd.h>
 
 namespace {
-
-std::string Read(FILE* file)
-{
-    std::fflush(file);
-    std::rewind(file);
-    std::string text;
-    char chunk[4096];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-        text.append(chunk, n);
-    return text;
-}
 
 // "tez t [--size N] [--flag]" with a sub-command "sub FILE".
 struct Parsed
@@ -36,8 +25,8 @@ struct Parsed
         FILE* out = std::tmpfile();
         FILE* err = std::tmpfile();
         code = TezCliParse(app, args, out, err);
-        outText = Read(out);
-        errText = Read(err);
+        outText = FileText(out);
+        errText = FileText(err);
         std::fclose(out);
         std::fclose(err);
     }

@@ -1,74 +1,45 @@
 #include "tez/CommandLine.h"
+#include "tests/apps/CommandRun.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
 
-namespace {
-
-// Runs one command line with both streams captured.
-struct CliRun
-{
-    explicit CliRun(TezArgs args)
-    {
-        FILE* out = std::tmpfile();
-        FILE* err = std::tmpfile();
-        code = TezRunCommandLine(args, out, err);
-        stdoutText = Read(out);
-        stderrText = Read(err);
-    }
-    static std::string Read(FILE* file)
-    {
-        std::rewind(file);
-        std::string text;
-        char chunk[4096];
-        size_t n;
-        while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-            text.append(chunk, n);
-        std::fclose(file);
-        return text;
-    }
-    int code = -1;
-    std::string stdoutText, stderrText;
-};
-
-} // namespace
-
 TEST(TezCommandLine, HelpAndVersionGoToStdoutAndSucceed)
 {
-    CliRun help({"--help"});
+    Captured const help = RunCommandLine({"--help"});
     EXPECT_EQ(0, help.code);
-    EXPECT_NE(std::string::npos, help.stdoutText.find("usage: tez"));
-    EXPECT_NE(std::string::npos, help.stdoutText.find("info"));
-    EXPECT_TRUE(help.stderrText.empty());
+    EXPECT_NE(std::string::npos, help.out.find("usage: tez"));
+    EXPECT_NE(std::string::npos, help.out.find("info"));
+    EXPECT_TRUE(help.err.empty());
 
-    CliRun version({"--version"});
+    Captured const version = RunCommandLine({"--version"});
     EXPECT_EQ(0, version.code);
-    EXPECT_EQ(0u, version.stdoutText.find("tez (Tezcore) "));
+    EXPECT_EQ(0u, version.out.find("tez (Tezcore) "));
 }
 
 TEST(TezCommandLine, BadUsageGoesToStderrWithExitCodeTwo)
 {
-    CliRun unknown({"frobnicate"});
+    Captured const unknown = RunCommandLine({"frobnicate"});
     EXPECT_EQ(2, unknown.code);
-    EXPECT_TRUE(unknown.stdoutText.empty());
-    EXPECT_NE(std::string::npos, unknown.stderrText.find("unknown command 'frobnicate'"));
-    EXPECT_NE(std::string::npos, unknown.stderrText.find("usage: tez"));
+    EXPECT_TRUE(unknown.out.empty());
+    EXPECT_NE(std::string::npos, unknown.err.find("unknown command 'frobnicate'"));
+    EXPECT_NE(std::string::npos, unknown.err.find("usage: tez"));
 
-    CliRun nothing({});
+    Captured const nothing = RunCommandLine({});
     EXPECT_EQ(2, nothing.code);
-    EXPECT_NE(std::string::npos, nothing.stderrText.find("usage: tez"));
+    EXPECT_NE(std::string::npos, nothing.err.find("usage: tez"));
 
-    CliRun extra({"info", "surplus"});
+    Captured const extra = RunCommandLine({"info", "surplus"});
     EXPECT_EQ(2, extra.code);
 }
 
 TEST(TezCommandLine, InfoStartsAndStopsTheKernel)
 {
-    CliRun info({"info"});
-    ASSERT_EQ(0, info.code) << info.stderrText;
-    std::string const& text = info.stdoutText;
+    Captured const info = RunCommandLine({"info"});
+    ASSERT_EQ(0, info.code) << info.err;
+    std::string const& text = info.out;
     for (char const* expected :
          {"Tezcore ", "registered types: ", "  Request Redraw Event\n", "  Selection Changed Event\n",
           "log folder: ", "temp folder: ", "user folder: ", "  event manager: present\n", "  UI manager: present\n",
@@ -76,7 +47,7 @@ TEST(TezCommandLine, InfoStartsAndStopsTheKernel)
         EXPECT_NE(std::string::npos, text.find(expected)) << expected;
 
     // The application is gone afterwards, so a second run works too.
-    EXPECT_EQ(0, CliRun({"info"}).code);
+    EXPECT_EQ(0, RunCommandLine({"info"}).code);
 }
 
 TEST(TezCommandLine, ScriptRunChecksItsArguments)
@@ -86,12 +57,12 @@ TEST(TezCommandLine, ScriptRunChecksItsArguments)
                                                     {"script", "run"},
                                                     {"script", "run", "a.py", "--history"},
                                                     {"script", "run", "--fast", "a.py"}}) {
-        CliRun run(args);
+        Captured const run = RunCommandLine(args);
         EXPECT_EQ(2, run.code) << args.size();
-        EXPECT_NE(std::string::npos, run.stderrText.find("Run 'tez script")) << run.stderrText;
+        EXPECT_NE(std::string::npos, run.err.find("Run 'tez script")) << run.err;
     }
 
-    CliRun missing({"script", "run", "no-such-script.py"});
+    Captured const missing = RunCommandLine({"script", "run", "no-such-script.py"});
     EXPECT_EQ(1, missing.code);
-    EXPECT_EQ("tez: cannot read script no-such-script.py: No such file or directory\n", missing.stderrText);
+    EXPECT_EQ("tez: cannot read script no-such-script.py: No such file or directory\n", missing.err);
 }

@@ -3,7 +3,7 @@
 // the same pictures through the real program, once with the device and once
 // kept on host arrays (TEZ_DEVICE_HOST=1). Runs only where a GPU is in use.
 
-#include "volume/Image.h"
+#include "tests/apps/PictureFiles.h"
 #include "volume/device/OctreeRender.h"
 
 #include <gtest/gtest.h>
@@ -14,17 +14,6 @@
 #include <vector>
 
 namespace {
-
-std::vector<uint8_t> Pixels(std::string const& path, int& width, int& height)
-{
-    TezImage image;
-    EXPECT_TRUE(image.Load(path.c_str())) << path;
-    width = image.GetWidth();
-    height = image.GetHeight();
-    std::vector<uint8_t> pixels(size_t(width) * size_t(height) * 3);
-    EXPECT_TRUE(image.ReadPixels(pixels.data(), 3, size_t(width) * 3, true));
-    return pixels;
-}
 
 int RunTez(std::string const& environment, std::string const& arguments)
 {
@@ -43,19 +32,9 @@ TEST(CudaBacking, PicturesMatchTheHostBacking)
         std::string const device = dir + "/device.png", host = dir + "/host.png";
         ASSERT_EQ(0, RunTez("", "--size 320x240 " + options + " -o " + device)) << options;
         ASSERT_EQ(0, RunTez("TEZ_DEVICE_HOST=1", "--size 320x240 " + options + " -o " + host)) << options;
-        int w = 0, h = 0, hw = 0, hh = 0;
-        std::vector<uint8_t> const a = Pixels(device, w, h), b = Pixels(host, hw, hh);
-        ASSERT_EQ(w, hw);
-        ASSERT_EQ(h, hh);
         // The kernels are the same source without fused multiply-adds; the
         // odd surface voxel may still round the other way.
-        size_t differing = 0;
-        for (size_t i = 0; i < a.size(); i += 3)
-            for (size_t c = 0; c < 3; ++c)
-                if (std::abs(int(a[i + c]) - int(b[i + c])) > 24) {
-                    ++differing;
-                    break;
-                }
-        EXPECT_LT(double(differing), 0.005 * w * h) << "options '" << options << "'";
+        SCOPED_TRACE("options '" + options + "'");
+        ExpectAlikePictures(device, host, 0.005);
     }
 }

@@ -5,6 +5,7 @@
 #include "mesh/MeshIndexList.h"
 #include "mesh/TopologyMesh.h"
 #include "tez/HostApplication.h"
+#include "tez/OffscreenGL.h"
 #include "volume/Image.h"
 
 #include <gtest/gtest.h>
@@ -38,8 +39,8 @@ TEST(TezMeshHolesPicture, ShowsTheRimsBeforeAndNoneAfterTheFilling)
         TezHostApplication plain;
         EXPECT_EQ(1, TezWriteHolesPicture(before, after, path, 320, 160, sink, sink)) << "no GL context";
     }
-    TezCommandGLContext gl(true);
-    ASSERT_TRUE(gl.GetContext()) << gl.GetError();
+    TezOffscreenGL gl;
+    ASSERT_TRUE(gl.GetContext()) << gl.Problem();
     TezHostApplication app(gl.GetContext(), gl.GetWindow());
     ASSERT_EQ(0, TezWriteHolesPicture(before, after, path, 320, 160, sink, sink));
     ASSERT_EQ(0, TezWriteHolesPicture(before, after, shown, 640, 320, sink, sink));

@@ -1,5 +1,7 @@
 #include "math/Matrix.h"
 #include "mesh/IndexedMesh.h"
+#include "tests/apps/CommandRun.h"
+#include "tests/apps/PictureFiles.h"
 #include "tez/CommandLine.h"
 #include "volume/Image.h"
 
@@ -17,54 +19,6 @@
 namespace {
 std::string DataPath(char const* name) { return std::string(std::getenv("TEZ_TEST_DATA")) + "/data/" + name; }
 
-std::vector<uint8_t> Pixels(std::string const& path, int& width, int& height)
-{
-    TezImage image;
-    EXPECT_TRUE(image.Load(path.c_str())) << path;
-    width = image.GetWidth();
-    height = image.GetHeight();
-    std::vector<uint8_t> pixels(size_t(width) * size_t(height) * 3);
-    EXPECT_TRUE(image.ReadPixels(pixels.data(), 3, size_t(width) * 3, true));
-    return pixels;
-}
-
-// Pictures match when under 1% of the pixels differ by more than 24 levels
-// in a channel: float rounding moves single surface voxels, not the picture.
-void ExpectSamePicture(std::string const& made, std::string const& golden)
-{
-    int w = 0, h = 0, gw = 0, gh = 0;
-    std::vector<uint8_t> const a = Pixels(made, w, h), b = Pixels(golden, gw, gh);
-    ASSERT_EQ(w, gw);
-    ASSERT_EQ(h, gh);
-    size_t differing = 0;
-    for (size_t i = 0; i < a.size(); i += 3)
-        for (size_t c = 0; c < 3; ++c)
-            if (std::abs(int(a[i + c]) - int(b[i + c])) > 24) {
-                ++differing;
-                break;
-            }
-    EXPECT_LT(double(differing), 0.01 * w * h) << made << " differs from " << golden;
-}
-
-struct Captured
-{
-    int code;
-    std::string out, err;
-};
-
-Captured RunTez(TezArgs const& args)
-{
-    FILE* out = std::tmpfile();
-    FILE* err = std::tmpfile();
-    Captured c{TezRunCommandLine(args, out, err), "", ""};
-    for (auto [file, text] : {std::pair{out, &c.out}, std::pair{err, &c.err}}) {
-        std::rewind(file);
-        for (int ch; (ch = std::fgetc(file)) != EOF;)
-            text->push_back(char(ch));
-        std::fclose(file);
-    }
-    return c;
-}
 // A numbered stack of binary PGM slices (8 or 16 bits) in a fresh folder;
 // value(x, y, z) gives the voxels. Returns the pattern.
 std::string WriteStack(std::string const& name, int w, int h, int d, int bits,
@@ -132,7 +86,8 @@ TEST(TezRenderCommand, TallThinStackIsFramedWholeAtEveryVoxelSize)
     std::string const out = ::testing::TempDir() + "tez-render-tall.png";
     std::vector<size_t> counts;
     for (char const* size : {"0.001", "1", "13", "1000"}) {
-        Captured c = RunTez({"render", pattern, "1000", "1599", "--voxel-size", size, "--size", "60x80", "-o", out});
+        Captured c =
+            RunCommandLine({"render", pattern, "1000", "1599", "--voxel-size", size, "--size", "60x80", "-o", out});
         ASSERT_EQ(c.code, 0) << size << ": " << c.err;
         EXPECT_EQ(c.err.find("warning"), std::string::npos) << c.err;
         Lit const lit = LitPixels(out);
@@ -153,12 +108,12 @@ TEST(TezRenderCommand, SixteenBitDataKeepsItsUnits)
         return (x - 12) * (x - 12) + (y - 12) * (y - 12) + (z - 12) * (z - 12) < 64 ? 3000u : 100u;
     });
     std::string const out = ::testing::TempDir() + "tez-render-16.png";
-    Captured c = RunTez({"render", pattern, "1000", "1023", "--size", "40x30", "-o", out});
+    Captured c = RunCommandLine({"render", pattern, "1000", "1023", "--size", "40x30", "-o", out});
     ASSERT_EQ(c.code, 0) << c.err;
     EXPECT_GT(LitPixels(out).count, 50u) << c.err;
-    c = RunTez({"render", pattern, "1000", "1023", "--size", "40x30", "--tf", "0:0,1500:0,1600:1", "-o", out});
+    c = RunCommandLine({"render", pattern, "1000", "1023", "--size", "40x30", "--tf", "0:0,1500:0,1600:1", "-o", out});
     EXPECT_GT(LitPixels(out).count, 50u) << c.err;
-    c = RunTez({"render", pattern, "1000", "1023", "--size", "40x30", "--tf", "0:0,3500:0,3600:1", "-o", out});
+    c = RunCommandLine({"render", pattern, "1000", "1023", "--size", "40x30", "--tf", "0:0,3500:0,3600:1", "-o", out});
     EXPECT_EQ(c.code, 0);
     EXPECT_NE(c.err.find("the picture shows nothing"), std::string::npos) << c.err;
     EXPECT_NE(c.err.find("from 0 to 3071"), std::string::npos) << c.err;
@@ -168,7 +123,8 @@ TEST(TezRenderCommand, ConstantVolumeShowsShadedFacesFramedWhole)
 {
     std::string const pattern = WriteStack("tez-render-const", 32, 32, 32, 8, [](int, int, int) { return 200u; });
     std::string const out = ::testing::TempDir() + "tez-render-const.png";
-    Captured c = RunTez({"render", pattern, "1000", "1031", "--view", "isometric", "--size", "80x60", "-o", out});
+    Captured c =
+        RunCommandLine({"render", pattern, "1000", "1031", "--view", "isometric", "--size", "80x60", "-o", out});
     ASSERT_EQ(c.code, 0) << c.err;
     Lit const lit = LitPixels(out);
     EXPECT_GT(lit.left, 0);
@@ -186,7 +142,8 @@ TEST(TezRenderCommand, TransparentOpacityBlendsByItsValue)
     double last = -1.0;
     for (char const* opacity : {"0.1", "0.3", "0.6", "1"}) {
         std::string const tf = std::string("0:0,76:0,80:") + opacity + ",255:" + opacity;
-        Captured c = RunTez({"render", "--size", "64x48", "--transparent", "--layers", "4", "--tf", tf, "-o", out});
+        Captured c =
+            RunCommandLine({"render", "--size", "64x48", "--transparent", "--layers", "4", "--tf", tf, "-o", out});
         ASSERT_EQ(c.code, 0) << c.err;
         double const now = LitPixels(out).meanDifference;
         EXPECT_GT(now, last + 1.0) << opacity;
@@ -198,13 +155,13 @@ TEST(TezRenderCommand, SamplePicturesMatchTheGoldenImages)
 {
     std::string const dir = ::testing::TempDir() + "tez-render-test";
     std::filesystem::create_directories(dir);
-    Captured solid = RunTez({"render", "--size", "160x120", "-o", dir + "/solid.png"});
+    Captured solid = RunCommandLine({"render", "--size", "160x120", "-o", dir + "/solid.png"});
     ASSERT_EQ(solid.code, 0) << solid.err;
-    ExpectSamePicture(dir + "/solid.png", DataPath("render-sample.png"));
+    ExpectAlikePictures(dir + "/solid.png", DataPath("render-sample.png"), 0.01);
     Captured layered =
-        RunTez({"render", "--size", "160x120", "--transparent", "--cut", "y", "-o", dir + "/transparent.png"});
+        RunCommandLine({"render", "--size", "160x120", "--transparent", "--cut", "y", "-o", dir + "/transparent.png"});
     ASSERT_EQ(layered.code, 0) << layered.err;
-    ExpectSamePicture(dir + "/transparent.png", DataPath("render-sample-transparent.png"));
+    ExpectAlikePictures(dir + "/transparent.png", DataPath("render-sample-transparent.png"), 0.01);
 }
 
 TEST(TezRenderCommand, NoArgumentsWritesTheSampleHere)
@@ -213,7 +170,7 @@ TEST(TezRenderCommand, NoArgumentsWritesTheSampleHere)
     std::filesystem::create_directories(dir);
     std::string const before = std::filesystem::current_path().string();
     std::filesystem::current_path(dir);
-    Captured c = RunTez({"render"});
+    Captured c = RunCommandLine({"render"});
     std::filesystem::current_path(before);
     ASSERT_EQ(c.code, 0) << c.err;
     EXPECT_EQ(c.out, "tez-render.png\n");
@@ -225,12 +182,12 @@ TEST(TezRenderCommand, NoArgumentsWritesTheSampleHere)
 
 TEST(TezRenderCommand, BadArgumentsAreRefused)
 {
-    EXPECT_EQ(RunTez({"render", "--view", "sideways"}).code, 2);
-    EXPECT_EQ(RunTez({"render", "--size", "0x10"}).code, 2);
-    EXPECT_EQ(RunTez({"render", "--tf", "0:0"}).code, 2);
-    EXPECT_EQ(RunTez({"render", "--tf", "50:0,20:1"}).code, 2);
-    EXPECT_EQ(RunTez({"render", "a%d.png", "1"}).code, 2);
-    Captured missing = RunTez({"render", "--octree", "/nonexistent/tree.tez"});
+    EXPECT_EQ(RunCommandLine({"render", "--view", "sideways"}).code, 2);
+    EXPECT_EQ(RunCommandLine({"render", "--size", "0x10"}).code, 2);
+    EXPECT_EQ(RunCommandLine({"render", "--tf", "0:0"}).code, 2);
+    EXPECT_EQ(RunCommandLine({"render", "--tf", "50:0,20:1"}).code, 2);
+    EXPECT_EQ(RunCommandLine({"render", "a%d.png", "1"}).code, 2);
+    Captured missing = RunCommandLine({"render", "--octree", "/nonexistent/tree.tez"});
     EXPECT_EQ(missing.code, 1);
     EXPECT_NE(missing.err.find("cannot open"), std::string::npos);
 }
@@ -257,7 +214,7 @@ TEST(TezRenderCommand, MeshBesideTheVolumeHidesAndIsHiddenByDepth)
                         "--size", "200x200", "--mesh", stl,    "-o",           out};
         if (layered)
             args.push_back("--transparent");
-        Captured c = RunTez(args);
+        Captured c = RunCommandLine(args);
         if (c.code != 0 && c.err.find("need GL") != std::string::npos)
             GTEST_SKIP() << c.err;
         ASSERT_EQ(c.code, 0) << c.err;
@@ -298,15 +255,15 @@ TEST(TezRenderCommand, SavedDocumentRendersTheSamePicture)
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
     std::string const doc = dir + "/sample.mvne";
-    Captured first =
-        RunTez({"render", "--size", "160x120", "--color", "0.4,0.8,0.5", "--save", doc, "-o", dir + "/first.png"});
+    Captured first = RunCommandLine(
+        {"render", "--size", "160x120", "--color", "0.4,0.8,0.5", "--save", doc, "-o", dir + "/first.png"});
     if (first.code != 0 && first.err.find("need GL") != std::string::npos)
         GTEST_SKIP() << first.err;
     ASSERT_EQ(first.code, 0) << first.err;
-    Captured again = RunTez({"render", doc, "--size", "160x120", "-o", dir + "/again.png"});
+    Captured again = RunCommandLine({"render", doc, "--size", "160x120", "-o", dir + "/again.png"});
     ASSERT_EQ(again.code, 0) << again.err;
-    ExpectSamePicture(dir + "/again.png", dir + "/first.png");
-    EXPECT_EQ(RunTez({"render", dir + "/missing.mvne"}).code, 1);
+    ExpectAlikePictures(dir + "/again.png", dir + "/first.png", 0.01);
+    EXPECT_EQ(RunCommandLine({"render", dir + "/missing.mvne"}).code, 1);
 }
 
 // The same stack as a cube volume of GL textured slices covers about the
@@ -315,16 +272,16 @@ TEST(TezRenderCommand, SlicesCoverWhatTheCastCovers)
 {
     std::string const dir = ::testing::TempDir() + "tez-render-slices";
     std::filesystem::create_directories(dir);
-    Captured slices = RunTez({"render", "--slices", "--size", "160x120", "-o", dir + "/slices.png"});
+    Captured slices = RunCommandLine({"render", "--slices", "--size", "160x120", "-o", dir + "/slices.png"});
     if (slices.code != 0 && slices.err.find("need GL") != std::string::npos)
         GTEST_SKIP() << slices.err;
     ASSERT_EQ(slices.code, 0) << slices.err;
-    ASSERT_EQ(RunTez({"render", "--size", "160x120", "-o", dir + "/cast.png"}).code, 0);
+    ASSERT_EQ(RunCommandLine({"render", "--size", "160x120", "-o", dir + "/cast.png"}).code, 0);
     Lit const a = LitPixels(dir + "/slices.png"), b = LitPixels(dir + "/cast.png");
     EXPECT_NEAR(double(a.count), double(b.count), 0.1 * double(b.count));
     EXPECT_NEAR(a.left, b.left, 3);
     EXPECT_NEAR(a.right, b.right, 3);
-    EXPECT_EQ(RunTez({"render", "--slices", "--transparent"}).code, 2) << "layers are the octree's";
+    EXPECT_EQ(RunCommandLine({"render", "--slices", "--transparent"}).code, 2) << "layers are the octree's";
 }
 
 TEST(TezRenderCommand, AnisotropicScanKeepsItsProportions)

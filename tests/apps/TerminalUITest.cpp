@@ -1,4 +1,5 @@
 #include "tez/TerminalUI.h"
+#include "tests/apps/CommandRun.h"
 
 #include <gtest/gtest.h>
 
@@ -7,22 +8,6 @@
 #include <cstdio>
 #include <string>
 #include <vector>
-
-namespace {
-
-std::string Contents(FILE* file)
-{
-    std::fflush(file);
-    std::rewind(file);
-    std::string text;
-    char chunk[4096];
-    size_t n;
-    while ((n = std::fread(chunk, 1, sizeof chunk, file)) > 0)
-        text.append(chunk, n);
-    return text;
-}
-
-} // namespace
 
 // The lines drawn, in order: each redraw starts with "\r\033[K".
 std::vector<std::string> Lines(std::string const& text)
@@ -54,7 +39,7 @@ TEST(TezTerminalUI, DrawsOverallProgressWithNestedMessagesOnATerminal)
         ui.FinishNestedSection();
         ui.EndProgress();
     }
-    std::string text = Contents(out);
+    std::string text = FileText(out);
     std::fclose(out);
     EXPECT_NE(std::string::npos, text.find("] 50% Reading slices"));
     EXPECT_NE(std::string::npos, text.find("] 75% Reading slices > slice 3"));
@@ -83,7 +68,7 @@ TEST(TezTerminalUI, PlannedStepsShareTheBarWhichNeverGoesBack)
         ui.StartProgress(10);
         ui.StepProgress(1);
     }
-    std::vector<std::string> const lines = Lines(Contents(out));
+    std::vector<std::string> const lines = Lines(FileText(out));
     std::fclose(out);
     std::vector<std::string> percents;
     for (std::string const& line : lines)
@@ -109,7 +94,7 @@ TEST(TezTerminalUI, TheLineFitsANarrowTerminal)
         ui.StepProgress(1);
         ui.SetProgressMessage(TezString("and a long message from the kernel"));
     }
-    std::string const text = Contents(out);
+    std::string const text = FileText(out);
     std::fclose(out);
     EXPECT_EQ(std::string::npos, text.find('\n'));
     for (std::string const& line : Lines(text))
@@ -125,15 +110,15 @@ TEST(TezTerminalUI, StaysQuietWhenNotATerminalButStillReportsErrors)
     ui.StepProgress(1);
     ui.SetProgressMessage(TezString("work"));
     ui.EndProgress();
-    EXPECT_EQ("", Contents(out));
+    EXPECT_EQ("", FileText(out));
     ui.ReportError(TezString("file not found"));
-    EXPECT_EQ("error: file not found\n", Contents(out));
+    EXPECT_EQ("error: file not found\n", FileText(out));
     std::fclose(out);
 
     FILE* tty = std::tmpfile();
     TezTerminalUI colour(tty, true);
     colour.ReportError(TezString("bad"));
-    EXPECT_EQ("\033[31merror: bad\033[0m\n", Contents(tty));
+    EXPECT_EQ("\033[31merror: bad\033[0m\n", FileText(tty));
     std::fclose(tty);
 }
 

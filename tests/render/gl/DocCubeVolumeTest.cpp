@@ -1,4 +1,4 @@
-#include "tests/render/gl/GLTestContext.h"
+#include "tests/render/gl/GLViewTest.h"
 
 #include "core/Archive.h"
 #include "document/objects/DocCubeVolume.h"
@@ -35,7 +35,7 @@ std::vector<unsigned char> FileBytes(std::string const& path)
 
 // A stack of 32 slices of 32 x 32 holding a bright cube over [8, 24)^3, seen
 // from +z in a GPU render view.
-class DocCubeVolumeTest : public GLTest
+class DocCubeVolumeTest : public GLViewTest
 {
 protected:
     void SetUp() override
@@ -60,33 +60,15 @@ protected:
                         slice.Save((dir + file).c_str()));
         }
 
-        manager = TezRenderViewManager::GetAppRenderViewManager();
-        view = TezRef<TezCudaRenderView>(
-            dynamic_cast<TezCudaRenderView*>(manager->CreateOffScreenCuda(kWidth, kHeight).Get()));
-        ASSERT_TRUE(view);
-        view->SetBackgroundColor({0, 0, 0, 1});
-        TezRef<TezCameraView> camera = view->GetCamera();
-        camera->UsePerspective(true);
-        camera->SetEye({0.5f, 0.5f, 3.0f});
-        camera->SetFocus({0.5f, 0.5f, 0.5f});
-        camera->SetUp({0, 1, 0});
-        camera->SetFov(30.0f);
-        camera->SetNear(1.0f);
-        camera->SetFar(5.0f);
+        MakeView(kWidth, kHeight, {0.5f, 0.5f, 3.0f}, {0.5f, 0.5f, 0.5f}, 1.0f, 5.0f);
+        ASSERT_TRUE(dynamic_cast<TezCudaRenderView*>(view.Get())) << "a GPU render view";
     }
 
     void TearDown() override
     {
-        if (view) {
-            view->ActivateContext();
-            view->SetScene(nullptr);
-            view->DeactivateContext();
-            manager->ReleaseRenderView(view);
-        }
-        view = nullptr;
         if (!dir.empty())
             std::system(("rm -rf '" + dir + "'").c_str());
-        GLTest::TearDown();
+        GLViewTest::TearDown();
     }
 
     // The frame of the view with only `volume` in its scene.
@@ -101,8 +83,6 @@ protected:
     }
 
     std::string dir;
-    TezRef<TezRenderViewManager> manager;
-    TezRef<TezCudaRenderView> view;
 };
 
 TEST_F(DocCubeVolumeTest, BuiltFromSlicesDrawnSavedAndOpenedWithTheSamePicture)

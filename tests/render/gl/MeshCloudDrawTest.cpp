@@ -2,7 +2,7 @@
 // on llvmpipe. Each test leaves its pictures in /tmp (tez-mesh-*.png,
 // tez-voxel-cloud-*.png) for a person to look at.
 
-#include "tests/render/gl/GLTestContext.h"
+#include "tests/render/gl/GLViewTest.h"
 
 #include "mesh/IndexedMesh.h"
 #include "mesh/MeshIndexList.h"
@@ -34,7 +34,7 @@ struct Rgb
     int Sum() const { return r + g + b; }
 };
 
-class MeshCloudDrawTest : public GLTest
+class MeshCloudDrawTest : public GLViewTest
 {
 protected:
     void SetUp() override
@@ -42,17 +42,9 @@ protected:
         GLTest::SetUp();
         if (IsSkipped())
             return;
-        view = TezRenderViewManager::GetAppRenderViewManager()->CreateOffScreenCuda(kSize, kSize);
-        ASSERT_TRUE(view);
-        view->SetBackgroundColor({0, 0, 0, 1});
-        TezRef<TezCameraView> camera = view->GetCamera();
-        camera->UsePerspective(true);
-        camera->SetEye({0.0f, 0.0f, 5.0f});
-        camera->SetFocus({0, 0, 0});
-        camera->SetUp({0, 1, 0});
-        camera->SetFov(30.0f);
-        camera->SetNear(2.0f);
-        camera->SetFar(9.0f);
+        MakeView(kSize, kSize, {0.0f, 0.0f, 5.0f}, {0, 0, 0}, 2.0f, 9.0f);
+        if (HasFatalFailure())
+            return;
         view->ActivateContext();
         view->SetScene(TezScene::Create());
         view->DeactivateContext();
@@ -61,14 +53,8 @@ protected:
 
     void TearDown() override
     {
-        if (view) {
-            view->ActivateContext();
-            view->SetScene(nullptr);
-            view->DeactivateContext();
-        }
         scene = nullptr;
-        view = nullptr;
-        GLTest::TearDown();
+        GLViewTest::TearDown();
     }
 
     // Paints and keeps the frame (blue, green, red rows, top first); saved
@@ -109,7 +95,6 @@ protected:
         return colours.size();
     }
 
-    TezRef<TezRenderView> view;
     TezRef<TezScene> scene;
     std::vector<unsigned char> frame;
 };

@@ -1,4 +1,4 @@
-#include "tests/render/gl/GLTestContext.h"
+#include "tests/render/gl/GLViewTest.h"
 
 #include "core/Preferences.h"
 #include "render/CameraView.h"
@@ -24,7 +24,7 @@ namespace {
 
 constexpr int kSize = 64;
 
-class SceneKindsTest : public GLTest
+class SceneKindsTest : public GLViewTest
 {
 protected:
     void SetUp() override
@@ -32,28 +32,7 @@ protected:
         GLTest::SetUp();
         if (IsSkipped())
             return;
-        view = TezRenderViewManager::GetAppRenderViewManager()->CreateOffScreenCuda(kSize, kSize);
-        ASSERT_TRUE(view);
-        view->SetBackgroundColor({0, 0, 0, 1});
-        TezRef<TezCameraView> camera = view->GetCamera();
-        camera->UsePerspective(true);
-        camera->SetEye({0, 0, 6});
-        camera->SetFocus({0, 0, 0});
-        camera->SetUp({0, 1, 0});
-        camera->SetFov(30.0f);
-        camera->SetNear(3.0f);
-        camera->SetFar(9.0f);
-    }
-
-    void TearDown() override
-    {
-        if (view) {
-            view->ActivateContext();
-            view->SetScene(nullptr);
-            view->DeactivateContext();
-        }
-        view = nullptr;
-        GLTest::TearDown();
+        MakeView(kSize, kSize, {0, 0, 6}, {0, 0, 0}, 3.0f, 9.0f);
     }
 
     TezRef<TezScene> FreshScene()
@@ -91,8 +70,6 @@ protected:
                 ++count;
         return count;
     }
-
-    TezRef<TezRenderView> view;
 };
 
 struct Kind
