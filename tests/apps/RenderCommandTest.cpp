@@ -307,7 +307,7 @@ TEST(TezRenderCommand, AnisotropicScanKeepsItsProportions)
             TezArgs args{"render", path, "--view", view, "--ortho", "--size", "200x200", "-o", out};
             if (bare)
                 args.insert(args.end(), {"--depth", depth});
-            Captured c = RunTez(args);
+            Captured c = RunCommandLine(args);
             ASSERT_EQ(c.code, 0) << c.err;
             Lit const lit = LitPixels(out);
             double const width = lit.right - lit.left + 1, height = lit.bottom - lit.top + 1;
