@@ -101,8 +101,11 @@ void BindDocumentClass(py::module_& m)
                 std::string const line = octree.origin.empty()
                                              ? "# add_volume: a volume from data that have no script form (an array)\n"
                                              : DocumentCall("add_volume", octree.origin);
-                Execute(*d.document,
-                        TezPyCmdAddVolume::Create(d.document, TezDocCubeVolume::Create(octree.tree), line));
+                TezRef<TezDocCubeVolume> volume = TezDocCubeVolume::Create(octree.tree);
+                // Stretched to the scan's proportions, as tez render and tez view show it.
+                if (octree.proportions != TezVector3<float>(1.0f, 1.0f, 1.0f))
+                    volume->SetTransform(TezAnisotropicTransform<float>(octree.proportions) * volume->GetTransform());
+                Execute(*d.document, TezPyCmdAddVolume::Create(d.document, volume, line));
                 return Volumes(*d.document).size() - 1;
             },
             py::arg("octree"),

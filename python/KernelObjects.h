@@ -33,6 +33,9 @@ struct TezPyOctree
     TezRef<TezVoxelOctree> tree;
     // The call that makes it again, for histories; empty when there is none.
     std::string origin;
+    // The source scan's spacing along y and z over x, which pictures keep
+    // (an octree file holds one voxel size: a loaded tree draws as cubes).
+    TezVector3<float> proportions{1.0f, 1.0f, 1.0f};
 };
 
 struct TezPyMesh

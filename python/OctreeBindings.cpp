@@ -38,6 +38,7 @@ TezPyOctree BuildOctree(TezPyVolume const& volume, int bits, double voxelSize, i
                               std::to_string(bits) + " bits: one slab of slices needs " + std::to_string(smallest) +
                               " MiB");
     TezPyOctree octree;
+    octree.proportions = data.GetProportions();
     octree.tree = TezRunLongWork<TezRef<TezVoxelOctree>>([&] {
         return TezVoxelOctree::CreateFromVolumeData(TezString("python"), volume.data, voxelSize, bits, memoryLimit);
     });
@@ -87,8 +88,9 @@ void SaveOctree(TezPyOctree const& octree, std::string const& path)
 TezOctreePictureOptions PictureOptions(int width, int height, std::string const& view, bool perspective,
                                        bool transparent, int layers, py::object const& tf,
                                        std::vector<float> const& color, py::object const& cut,
-                                       TezVoxelOctree const& tree)
+                                       TezPyOctree const& octree)
 {
+    TezVoxelOctree const& tree = *octree.tree;
     if (width < 1 || width > 16384 || height < 1 || height > 16384)
         throw py::value_error("width and height must be 1 to 16384");
     if (transparent && (layers < 1 || layers > 16))
@@ -102,6 +104,7 @@ TezOctreePictureOptions PictureOptions(int width, int height, std::string const&
     o.perspective = perspective;
     o.transparent = transparent;
     o.layers = layers;
+    o.proportions = octree.proportions;
     if (!tf.is_none())
         for (auto const& point : tf.cast<std::vector<std::pair<float, float>>>()) {
             if (!(point.first >= 0 && point.first <= 65535 && point.second >= 0 && point.second <= 1) ||
@@ -118,7 +121,7 @@ TezOctreePictureOptions PictureOptions(int width, int height, std::string const&
         std::string const axis = cut.cast<std::string>();
         if (axis != "x" && axis != "y" && axis != "z")
             throw py::value_error("cut takes 'x', 'y', 'z' or (px, py, pz, nx, ny, nz)");
-        o.cutPoint = tree.GetBounds().Center();
+        o.cutPoint = TezProportionedBox(tree.GetBounds(), o.proportions).Center();
         o.cutNormal[axis[0] - 'x'] = 1.0f;
     } else if (!cut.is_none()) {
         auto const plane = cut.cast<std::vector<float>>();
@@ -202,7 +205,7 @@ void BindOctrees(py::module_& m)
                      bool transparent, int layers, py::object const& tf, std::vector<float> const& color,
                      py::object const& cut) {
         TezOctreePictureOptions const options =
-            PictureOptions(width, height, view, perspective, transparent, layers, tf, color, cut, *octree.tree);
+            PictureOptions(width, height, view, perspective, transparent, layers, tf, color, cut, octree);
         TezOctreePicture picture = Render(octree, options);
         py::array_t<uint8_t> array({options.height, options.width, 4});
         std::memcpy(array.mutable_data(), picture.rgba.data(), picture.rgba.size());
@@ -212,7 +215,7 @@ void BindOctrees(py::module_& m)
                            std::string const& view, bool perspective, bool transparent, int layers,
                            py::object const& tf, std::vector<float> const& color, py::object const& cut) {
         TezOctreePictureOptions const options =
-            PictureOptions(width, height, view, perspective, transparent, layers, tf, color, cut, *octree.tree);
+            PictureOptions(width, height, view, perspective, transparent, layers, tf, color, cut, octree);
         TezOctreePicture picture = Render(octree, options);
         TezImage image;
         if (!image.CreateFromPixels(picture.rgba.data(), options.width, options.height, 4, size_t(options.width) * 4,

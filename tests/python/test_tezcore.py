@@ -283,3 +283,20 @@ def test_tez_script_run_reaches_the_same_operations(tmp_path):
     done = subprocess.run([os.path.abspath(os.environ["TEZ_BIN"]), "script", "run", str(script)], capture_output=True, text=True,
                           timeout=120)
     assert done.returncode == 0, done.stderr
+
+
+def test_a_scan_with_thick_slices_keeps_its_proportions(tmp_path):
+    # A ball in slices twice as far apart as the pixels: drawn from the side,
+    # as tall as it is wide.
+    z, y, x = np.mgrid[0:32, 0:64, 0:64]
+    ball = ((x - 31.5) ** 2 + (y - 31.5) ** 2 + ((z - 15.5) * 2) ** 2 < 26 ** 2).astype(np.uint8) * 200
+    path = tmp_path / "ball.raw"
+    ball.tofile(path)
+    scan = tezcore.raw_volume(str(path), dims=(64, 64, 32), type="uint8", spacing=(1, 1, 2))
+    octree = tezcore.build_octree(scan)
+    for view in ("front", "right", "top"):
+        lit = (tezcore.render(octree, width=200, height=200, view=view, perspective=False)[..., :3]
+               != BACKGROUND).any(axis=2)
+        rows, cols = np.nonzero(lit)
+        width, height = cols.max() - cols.min() + 1, rows.max() - rows.min() + 1
+        assert abs(width / height - 1) < 0.06, (view, width, height)
