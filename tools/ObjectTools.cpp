@@ -455,7 +455,7 @@ bool TezToolPickOverlayPoint::OnKeyDown(int key, bool, bool)
     if (!m_callback)
         return false;
     m_callback(GetRenderView(), m_lastX, m_lastY, m_lastId, key);
-    return true;
+    return false;
 }
 
 // ---- draw polyline ----

@@ -188,7 +188,7 @@ public:
     void SetCallback(Callback callback) { m_callback = std::move(callback); }
     // False always: the press goes on to the other tools.
     bool OnMouseDown(int x, int y, unsigned long id, bool first, bool second) override;
-    // True when a callback took the key.
+    // False always: the key is also left to the other tools and the host.
     bool OnKeyDown(int key, bool first, bool second) override;
 
 protected:
