@@ -48,6 +48,20 @@ TezVector3<float> UnitAxis(int axis)
     return v;
 }
 
+// The point under a pixel for a drawn polyline. PointFromPixel lies at the
+// near distance along the ray, which off the centre is in front of the near
+// plane and clipped; the point is taken a hair behind the plane instead.
+TezVector3<float> PolylinePoint(TezCameraView const& camera, int x, int y)
+{
+    if (!camera.UsingPerspective())
+        return camera.PointFromPixel(x, y);
+    TezRay const ray = camera.RayToPixel(static_cast<float>(x), static_cast<float>(y));
+    float const along = ray.GetDirection() * (camera.GetFocus() - camera.GetEye()).Normalized();
+    if (along <= 0)
+        return camera.PointFromPixel(x, y);
+    return ray.PointOnRay(camera.GetNear() * 1.01f / along);
+}
+
 } // namespace
 
 // ---- move and rotate: the shared part ----
@@ -500,7 +514,7 @@ bool TezToolDrawPolyline::OnMouseDown(int x, int y, unsigned long, bool, bool)
     TezRef<TezRenderView> view = GetRenderView();
     if (!view)
         return false;
-    m_vertices.push_back(view->GetCamera()->PointFromPixel(x, y));
+    m_vertices.push_back(PolylinePoint(*view->GetCamera(), x, y));
     m_polyline->SetVertices(m_vertices);
     PaintNow(view.Get());
     return true;
@@ -512,7 +526,7 @@ bool TezToolDrawPolyline::OnMouseMove(int x, int y, unsigned long, bool, bool)
     if (m_vertices.empty() || !view)
         return true;
     std::vector<TezVector3<float>> band = m_vertices;
-    band.push_back(view->GetCamera()->PointFromPixel(x, y));
+    band.push_back(PolylinePoint(*view->GetCamera(), x, y));
     m_polyline->SetVertices(band);
     PaintNow(view.Get());
     return true;

@@ -23,7 +23,7 @@
 // hands the view, the press and the release to its callback; SelectBlock is
 // the block pick that such a callback usually runs. TezToolPickOverlayPoint
 // hands each press and key to its callback. TezToolDrawPolyline adds a
-// point under each press (at the near plane, as PointFromPixel gives it)
+// point under each press (just behind the near plane)
 // and shows the polyline with a rubber band to the pointer.
 //
 // All need the tool manager's view; without one they do nothing. Handlers

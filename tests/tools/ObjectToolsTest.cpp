@@ -303,9 +303,14 @@ TEST_F(ObjectToolsTest, PickOverlayPointAndPolylineGetTheClickedPoints)
 
     TezRef<TezCameraView> camera = view->GetCamera();
     ASSERT_EQ(3u, polyline->GetVertices().size());
+    // Each point lies under its pixel's centre, just past the near plane.
     for (int i = 0; i < 3; ++i) {
-        TezVector3<float> const expected = camera->PointFromPixel(points[i][0], points[i][1]);
-        EXPECT_NEAR(0.0f, (expected - polyline->GetVertices()[i]).Length(), 1e-5f);
+        TezVector3<float> const pixel = camera->PixelFromPoint(polyline->GetVertices()[i]);
+        EXPECT_NEAR(points[i][0] + 0.5f, pixel.x, 1e-2f);
+        EXPECT_NEAR(kHeight - points[i][1] - 0.5f, pixel.y, 1e-2f);
+        float const depth = (camera->GetEye() - polyline->GetVertices()[i]).z;
+        EXPECT_GT(depth, camera->GetNear());
+        EXPECT_LT(depth, camera->GetNear() * 1.02f);
     }
     // The pointer pulls a fourth point behind it; a double click adds none.
     tools->OnMouseMove(60, 60, false, false);
