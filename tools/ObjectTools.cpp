@@ -4,6 +4,7 @@
 #include "core/Identifiable.h"
 #include "core/UIManager.h"
 #include "document/CommandManager.h"
+#include "document/Document.h"
 #include "document/DocumentObject.h"
 #include "document/Selection.h"
 #include "document/objects/CmdTransformObject.h"
@@ -201,8 +202,8 @@ bool TezToolTransformObject::OnMouseUp(int, int, bool, bool)
         command = TezCmdTransformObject::Create(m_object, m_gesture);
     }
     if (command) {
-        if (TezRef<TezCommandManager> manager = TezCommandManager::GetActiveCommandMgr())
-            manager->Execute(command);
+        if (TezRef<TezDocument> document = TezDocument::GetActiveDocument())
+            document->GetCommandManager()->Execute(command);
         else
             command->Execute(); // no document: the object moves, with no undo step
     }

@@ -270,6 +270,8 @@ private:
     // The object tools of the keys M, R, S, L and O: each key turns its tool
     // on, and off again.
     bool ToggleObjectTool(int key);
+    // Puts the widget at the mesh's middle, sized from the mesh.
+    void PlaceWidget();
     void Screenshot();
     bool Save();
     int Bench();
@@ -721,14 +723,9 @@ bool Viewer::ToggleObjectTool(int key)
             m_widgetTool = TezToolMoveObject::Create();
         else
             m_widgetTool = TezToolRotateObject::Create();
-        // Sized from the mesh and placed at its middle as it shows now.
-        TezBox3<float> const box = m_mesh->GetBounds(true);
-        TezVector3<float> const centre = (box.GetMinimum() + box.GetMaximum()) * 0.5f;
         m_widgetTool->SetObject(TezRef<TezSceneObject>(m_mesh));
-        m_widgetTool->SetTransform(TezTranslationTransform(centre));
         m_tools->AddPickTool(m_widgetTool);
-        m_widgetTool->AddToScene(m_view->GetScene()->GetRoot(),
-                                 0.6f * (box.GetMaximum() - box.GetMinimum()).Length() * 0.5f);
+        PlaceWidget();
         m_view->Paint();
         return true;
     }
@@ -755,6 +752,15 @@ bool Viewer::ToggleObjectTool(int key)
     m_tools->PushTool(m_modalTool);
     m_view->Paint();
     return true;
+}
+
+void Viewer::PlaceWidget()
+{
+    if (!m_widgetTool || !m_mesh)
+        return;
+    TezBox3<float> const box = m_mesh->GetBounds(true);
+    m_widgetTool->SetTransform(TezTranslationTransform((box.GetMinimum() + box.GetMaximum()) * 0.5f));
+    m_widgetTool->AddToScene(m_view->GetScene()->GetRoot(), 0.3f * (box.GetMaximum() - box.GetMinimum()).Length());
 }
 
 void Viewer::Screenshot()
@@ -826,9 +832,11 @@ void Viewer::OnKey(int key, int action, int mods)
         StandardView(key - GLFW_KEY_1);
     } else if (ctrl && (key == GLFW_KEY_Z && !shift)) {
         focus->Undo();
+        PlaceWidget();
         m_view->Paint();
     } else if (ctrl && (key == GLFW_KEY_Y || (key == GLFW_KEY_Z && shift))) {
         focus->Redo();
+        PlaceWidget();
         m_view->Paint();
     } else if (ctrl && key == GLFW_KEY_S) {
         Save();
