@@ -155,6 +155,7 @@ bool TezToolTransformObject::OnMouseDown(int x, int y, unsigned long id, bool, b
         return false;
     m_gesture = TezIdentityTransform<float>();
     m_gestureActive = true;
+    m_stepped = false;
     if (m_mesh && m_mesh->GetSceneObject())
         m_objectTransform = m_mesh->GetSceneObject()->GetTransform();
     else if (m_object)
@@ -178,6 +179,7 @@ bool TezToolTransformObject::OnMouseMove(int x, int y, unsigned long id, bool, b
 void TezToolTransformObject::Step(TezMatrix44<float> const& worldStep)
 {
     m_gesture = worldStep * m_gesture;
+    m_stepped = true;
     // The object shows the gesture on its scene node until the release
     // turns it into a command.
     TezSceneObject* shown = m_mesh ? m_mesh->GetSceneObject().Get() : m_object.Get();
@@ -193,7 +195,9 @@ bool TezToolTransformObject::OnMouseUp(int, int, bool, bool)
     if (TezRef<TezRenderView> view = GetRenderView())
         view->GetCamera()->SetDynamic(false);
     TezRef<TezCmdTransformObject> command;
-    if (m_mesh) {
+    if (!m_stepped) {
+        // A click on the widget: nothing moved, no step in the history.
+    } else if (m_mesh) {
         if (TezSceneObject* shown = m_mesh->GetSceneObject().Get())
             shown->SetTransform(m_objectTransform);
         command = TezCmdTransformObject::Create(m_mesh, m_gesture);

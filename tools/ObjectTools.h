@@ -10,7 +10,8 @@
 // 0.02 radians a pixel dragged along the ring's tangent on the screen. The
 // object the tool is given (SetObject) follows on the screen during the
 // drag; the release leaves one TezCmdTransformObject on the active command
-// manager, so one undo takes the whole drag back. Each step is also handed
+// manager, so one undo takes the whole drag back (a click that moved nothing
+// leaves none). Each step is also handed
 // to the callback, as a world matrix (move) or as a vector holding the
 // angle on the axis (rotate). Hovering a part highlights it and asks for one
 // redraw per change of part.
@@ -92,6 +93,7 @@ private:
     TezMatrix44<float> m_gesture;         // the world steps of this drag
     TezMatrix44<float> m_objectTransform; // the object's scene transform at the press
     bool m_gestureActive = false;
+    bool m_stepped = false;
 };
 
 class TEZ_API TezToolMoveObject : public TezToolTransformObject

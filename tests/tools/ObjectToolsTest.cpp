@@ -4,6 +4,7 @@
 #include "document/Document.h"
 #include "document/DocumentCommands.h"
 #include "document/Selection.h"
+#include "document/objects/CmdTransformObject.h"
 #include "document/objects/DocIndexedMesh.h"
 #include "math/Matrix.h"
 #include "mesh/IndexedMesh.h"
@@ -22,6 +23,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -173,6 +175,15 @@ TEST_F(ObjectToolsTest, MoveDragMovesTheMeshAlongTheArrowAndOneUndoTakesItBack)
     EXPECT_NEAR(x0, mesh->GetGeometry()->GetVertices()[0].position.x, 1e-5f);
     history->Redo();
     EXPECT_NEAR(x0 + moved, mesh->GetGeometry()->GetVertices()[0].position.x, 1e-3f);
+
+    // A click on an arrow that moves nothing leaves no step.
+    PixelOf({1.2f + moved, 0, 0}, x, y);
+    tools->OnMouseDown(x, y, false, false);
+    EXPECT_EQ(0, move->GetAxis());
+    tools->OnMouseUp(x, y, false, false);
+    EXPECT_EQ(2u, history->GetUndoList().size());
+    // A matrix that cannot be undone is refused.
+    EXPECT_THROW(TezCmdTransformObject::Create(mesh, TezScaleTransform(0.0f)), std::runtime_error);
 }
 
 TEST_F(ObjectToolsTest, PressBesideTheWidgetIsLeftToTheOtherTools)
