@@ -14,6 +14,7 @@
 #include "document/CommandManager.h"
 #include "document/DocumentCommands.h"
 #include "document/ExportCommands.h"
+#include "document/Selection.h"
 #include "document/ViewCommands.h"
 #include "document/objects/CmdUpdateTransferFunction.h"
 #include "document/objects/DocCubeVolume.h"
@@ -33,6 +34,7 @@
 #include "tez/SampleStack.h"
 #include "tez/ViewSession.h"
 #include "tez/VolumeSourceArgs.h"
+#include "tools/ObjectTools.h"
 #include "tools/ToolManager.h"
 #include "volume/Image.h"
 #include "volume/VoxelOctree.h"
@@ -68,7 +70,11 @@ char const* const kKeys = "keys and mouse:\n"
                           "  Ctrl + left drag  zoom window (one undo step)\n"
                           "  1 to 8            front, back, right, left, top, bottom, tilted, isometric\n"
                           "  Home or A         zoom all\n"
-                          "  Ctrl+Z, Ctrl+Y    undo, redo the camera steps\n"
+                          "  Ctrl+Z, Ctrl+Y    undo, redo the camera steps (the object steps while M or R is on)\n"
+                          "  M, R              move or rotate the mesh by its arrows or rings (again: off)\n"
+                          "  S                 select by a rubber band (left drag)\n"
+                          "  L                 draw a polyline by clicks\n"
+                          "  O                 print the point and object under each click\n"
                           "  Ctrl+S            save the document\n"
                           "  P or F12          screenshot (tez-view-N.png in --shots)\n"
                           "  Esc               stop a running build; otherwise close\n";
@@ -261,6 +267,11 @@ private:
     void OnKey(int key, int action, int mods);
     void OnClose();
     void StandardView(int index);
+    // The object tools of the keys M, R, S, L and O: each key turns its tool
+    // on, and off again.
+    bool ToggleObjectTool(int key);
+    // Puts the widget at the mesh's middle, sized from the mesh.
+    void PlaceWidget();
     void Screenshot();
     bool Save();
     int Bench();
@@ -280,6 +291,9 @@ private:
     TezRef<TezRenderView> m_view;
     TezRef<TezToolManager> m_tools;
     TezRef<TezSceneMesh> m_mesh;
+    TezRef<TezToolTransformObject> m_widgetTool; // move or rotate, a pick tool while on
+    TezRef<TezTool> m_modalTool;                 // select or polyline, on the stack while on
+    TezRef<TezToolPickOverlayPoint> m_pickPoint;
     std::future<Loaded> m_loading;
     bool m_building = false;
     std::string m_name;
@@ -357,6 +371,9 @@ void Viewer::ReleaseWindowAndContext()
         // GL objects go while the context is bound.
         m_view->ActivateContext();
         m_mesh = nullptr;
+        m_widgetTool = nullptr;
+        m_modalTool = nullptr;
+        m_pickPoint = nullptr;
         m_tools = nullptr;
         if (m_app)
             m_app->SetActiveDocument(nullptr);
@@ -662,6 +679,90 @@ void Viewer::StandardView(int index)
     m_view->Paint();
 }
 
+bool Viewer::ToggleObjectTool(int key)
+{
+    if (key != GLFW_KEY_M && key != GLFW_KEY_R && key != GLFW_KEY_S && key != GLFW_KEY_L && key != GLFW_KEY_O)
+        return false;
+    if (key == GLFW_KEY_O) {
+        if (m_pickPoint) {
+            m_tools->RemovePickTool(m_pickPoint);
+            m_pickPoint = nullptr;
+            return true;
+        }
+        FILE* out = m_out;
+        m_pickPoint = TezToolPickOverlayPoint::Create(
+            [out](TezRef<TezRenderView> view, int x, int y, unsigned long id, int pressedKey) {
+                if (pressedKey != 0 || !view)
+                    return;
+                TezVector3<float> const p = view->GetCamera()->PointFromPixel(x, y);
+                std::fprintf(out, "tez view: click at pixel (%d, %d), near point (%g, %g, %g), object %lu\n", x, y, p.x,
+                             p.y, p.z, id);
+                std::fflush(out);
+            });
+        m_tools->AddPickTool(m_pickPoint);
+        return true;
+    }
+    bool const widgetKey = key == GLFW_KEY_M || key == GLFW_KEY_R;
+    bool const wasMove = m_widgetTool && dynamic_cast<TezToolMoveObject*>(m_widgetTool.Get());
+    bool const wasSelect = m_modalTool && dynamic_cast<TezToolSelection*>(m_modalTool.Get());
+    if (widgetKey) {
+        if (m_widgetTool) {
+            m_widgetTool->RemoveFromScene();
+            m_tools->RemovePickTool(m_widgetTool);
+            m_widgetTool = nullptr;
+            if ((key == GLFW_KEY_M) == wasMove) {
+                m_view->Paint();
+                return true;
+            }
+        }
+        if (!m_mesh) {
+            std::fprintf(m_err, "tez view: move and rotate work on a mesh\n");
+            return true;
+        }
+        if (key == GLFW_KEY_M)
+            m_widgetTool = TezToolMoveObject::Create();
+        else
+            m_widgetTool = TezToolRotateObject::Create();
+        m_widgetTool->SetObject(TezRef<TezSceneObject>(m_mesh));
+        m_tools->AddPickTool(m_widgetTool);
+        PlaceWidget();
+        m_view->Paint();
+        return true;
+    }
+    if (m_modalTool) {
+        m_tools->PopTool();
+        m_modalTool = nullptr;
+        if ((key == GLFW_KEY_S) == wasSelect) {
+            m_view->Paint();
+            return true;
+        }
+    }
+    if (key == GLFW_KEY_S) {
+        FILE* out = m_out;
+        TezRef<TezSelection> selection = Document()->GetSelection();
+        m_modalTool =
+            TezToolSelection::Create([out, selection](TezRef<TezRenderView> view, int x0, int y0, int x1, int y1) {
+                size_t const found = TezToolSelection::SelectBlock(view, selection, x0, y0, x1, y1);
+                std::fprintf(out, "tez view: %zu object%s selected\n", found, found == 1 ? "" : "s");
+                std::fflush(out);
+            });
+    } else {
+        m_modalTool = TezToolDrawPolyline::Create();
+    }
+    m_tools->PushTool(m_modalTool);
+    m_view->Paint();
+    return true;
+}
+
+void Viewer::PlaceWidget()
+{
+    if (!m_widgetTool || !m_mesh)
+        return;
+    TezBox3<float> const box = m_mesh->GetBounds(true);
+    m_widgetTool->SetTransform(TezTranslationTransform((box.GetMinimum() + box.GetMaximum()) * 0.5f));
+    m_widgetTool->AddToScene(m_view->GetScene()->GetRoot(), 0.3f * (box.GetMaximum() - box.GetMinimum()).Length());
+}
+
 void Viewer::Screenshot()
 {
     char name[64];
@@ -722,14 +823,20 @@ void Viewer::OnKey(int key, int action, int mods)
         return;
     if (m_tools->OnKeyDown(key, ctrl, shift))
         return;
-    TezRef<TezCommandManager> focus = Document()->GetFocusCommandManager();
+    if (!ctrl && ToggleObjectTool(key))
+        return;
+    // With a widget shown, undo and redo take the object steps.
+    TezRef<TezCommandManager> focus =
+        m_widgetTool ? Document()->GetCommandManager() : Document()->GetFocusCommandManager();
     if (!ctrl && key >= GLFW_KEY_1 && key <= GLFW_KEY_8) {
         StandardView(key - GLFW_KEY_1);
     } else if (ctrl && (key == GLFW_KEY_Z && !shift)) {
         focus->Undo();
+        PlaceWidget();
         m_view->Paint();
     } else if (ctrl && (key == GLFW_KEY_Y || (key == GLFW_KEY_Z && shift))) {
         focus->Redo();
+        PlaceWidget();
         m_view->Paint();
     } else if (ctrl && key == GLFW_KEY_S) {
         Save();
