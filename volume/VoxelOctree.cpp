@@ -46,15 +46,19 @@ using SlabBytes = std::unique_ptr<uint8_t[], FreeBytes>;
 
 // The slab is hundreds of megabytes, touched first by the read of each build:
 // on 2 MiB pages its first touch costs a few hundred faults, not tens of
-// thousands. Null when the memory cannot be had.
+// thousands. It starts zero-filled (calloc of that size maps fresh pages, with
+// no pass over them). Null when the memory cannot be had.
 SlabBytes AllocateSlab(uint64_t bytes)
 {
-    constexpr uint64_t kHugePage = uint64_t(1) << 21;
-    uint64_t const rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-    auto* slab = static_cast<uint8_t*>(std::aligned_alloc(size_t(kHugePage), size_t(rounded)));
+    auto* slab = static_cast<uint8_t*>(std::calloc(1, size_t(bytes)));
 #if defined(MADV_HUGEPAGE)
-    if (slab)
-        madvise(slab, size_t(rounded), MADV_HUGEPAGE);
+    constexpr uintptr_t kPage = 4096;
+    if (slab) {
+        uintptr_t const begin = (reinterpret_cast<uintptr_t>(slab) + kPage - 1) & ~(kPage - 1);
+        uintptr_t const end = (reinterpret_cast<uintptr_t>(slab) + bytes) & ~(kPage - 1);
+        if (end > begin)
+            madvise(reinterpret_cast<void*>(begin), size_t(end - begin), MADV_HUGEPAGE);
+    }
 #endif
     return SlabBytes(slab);
 }
@@ -206,6 +210,7 @@ private:
     // interpolation keeps from outside it.
     SlabBytes m_chunk;
     uint64_t m_chunkBytes = 0;
+    bool m_chunkZero = false;
     std::vector<uint8_t> m_interpolation;
     // One brick to sample into for each thread that builds blocks.
     tbb::enumerable_thread_specific<std::vector<uint8_t>> m_scratch;
@@ -656,6 +661,7 @@ void TezVoxelOctreeBuilder::PrepareBuffers()
     m_chunk = AllocateSlab(m_chunkBytes);
     if (!m_chunk)
         throw std::bad_alloc();
+    m_chunkZero = true;
     m_interpolation.resize(2 * m_sliceStride);
 }
 
@@ -705,11 +711,15 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     int const boxDepth = std::min(blockSize, m_source.GetDepth() - z);
     // A source that writes all of the box leaves only its surroundings to
     // clear; that saves a pass over the whole slab.
+    // The first read lands on a slab that is still all zero.
     bool const fills = m_source.CopyFillsBox();
-    if (fills)
-        ZeroAround(boxWidth, boxHeight, boxDepth);
-    else
-        ZeroChunk();
+    if (!m_chunkZero) {
+        if (fills)
+            ZeroAround(boxWidth, boxHeight, boxDepth);
+        else
+            ZeroChunk();
+    }
+    m_chunkZero = false;
     bool copied = false;
     {
         TezProgress::Nested const reading(progress);
