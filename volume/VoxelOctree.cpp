@@ -709,9 +709,9 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     int const boxWidth = std::min(pass.countX * blockSize, m_source.GetWidth() - x);
     int const boxHeight = std::min(pass.countY * blockSize, m_source.GetHeight() - y);
     int const boxDepth = std::min(blockSize, m_source.GetDepth() - z);
-    // A source that writes all of the box leaves only its surroundings to
-    // clear; that saves a pass over the whole slab.
-    // The first read lands on a slab that is still all zero.
+    // The first read lands on a slab that is still all zero. Later, a source
+    // that writes all of the box leaves only its surroundings to clear,
+    // which saves a pass over the whole slab.
     bool const fills = m_source.CopyFillsBox();
     if (!m_chunkZero) {
         if (fills)
