@@ -30,6 +30,7 @@ public:
     int GetBitsPerPixel() const { return m_bits; }
     bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
               uint64_t sliceStride, uint8_t** interpolationBuffers) override;
+    bool CopyFillsBox() const override { return true; }
 
     uint8_t const* Data8() const { return m_voxels8.data(); }
     uint16_t const* Data16() const { return m_voxels16.data(); }

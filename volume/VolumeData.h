@@ -29,6 +29,11 @@ public:
     virtual bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
                       uint64_t rowStride, uint64_t sliceStride, uint8_t** interpolationBuffers) = 0;
 
+    // True when every Copy that succeeds writes each voxel of its box, so a
+    // caller need not clear the box first. Sources that may leave slices
+    // as they were (a missing file, say) answer false.
+    virtual bool CopyFillsBox() const { return false; }
+
     // Distance between neighbouring voxel centres along x, y and z, in the
     // source's own unit (millimetres for scans); (1, 1, 1) for sources that
     // carry none, such as image stacks.

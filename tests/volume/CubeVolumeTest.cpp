@@ -163,3 +163,36 @@ TEST(TezVolumeStatistics, HistogramsOfBoxes)
     TezVolumeStatistics::Instance().ComputeHistogram(*cube, table);
     EXPECT_EQ(table[1], 32u);
 }
+
+TEST(TezVolumeStatistics, RunsAndMixedRowsCountLikeOneByOne)
+{
+    // Rows of 61 voxels from an offset of 3: long runs of one bin, runs
+    // broken by a single voxel, 16-bit runs that only share the high byte,
+    // and noise, with a tail shorter than a vector.
+    int const width = 61, height = 5, depth = 3, stride = 70, rows = stride * height;
+    std::vector<uint8_t> bytes(size_t(rows) * depth);
+    std::vector<uint16_t> words(bytes.size());
+    uint32_t seed = 7;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        seed = seed * 1664525u + 1013904223u;
+        int const kind = int(i / 40) % 3;
+        bytes[i] = kind == 0 ? 0 : (kind == 1 ? uint8_t(i % 29 == 0 ? 9 : 200) : uint8_t(seed >> 24));
+        words[i] = kind == 0 ? uint16_t(0x0300 | (seed >> 28)) : uint16_t(seed >> 16);
+    }
+    uint32_t expect8[256] = {}, expect16[256] = {}, got8[256] = {}, got16[256] = {};
+    for (int z = 0; z < depth; ++z)
+        for (int y = 0; y < height; ++y)
+            for (int x = 3; x < 3 + width; ++x) {
+                size_t const i = size_t(z) * rows + size_t(y) * stride + size_t(x);
+                ++expect8[bytes[i]];
+                ++expect16[words[i] >> 8];
+            }
+    TezVolumeStatistics::Instance().ComputeHistogram(bytes.data(), 3, 0, 0, width, height, depth, 8, stride, rows,
+                                                     got8);
+    TezVolumeStatistics::Instance().ComputeHistogram(words.data(), 3, 0, 0, width, height, depth, 16, 2 * stride,
+                                                     2 * rows, got16);
+    for (int bin = 0; bin < 256; ++bin) {
+        ASSERT_EQ(got8[bin], expect8[bin]) << "8 bits, bin " << bin;
+        ASSERT_EQ(got16[bin], expect16[bin]) << "16 bits, bin " << bin;
+    }
+}
