@@ -315,11 +315,86 @@ TEST(OctreeKernel, RootWithoutChildrenDrawsAsOneUniformCube)
         ASSERT_EQ(image[i] + 256 * image[i + 3], 255 + 256 * 255) << i / 4;
     ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
     EXPECT_EQ(nodes[0].state, TezNodeStateFull);
+}
 
-    nodes[0] = Node{TezNodeFlagBit, TezNodeFlagBit | 0u, 0};
-    EXPECT_THROW(
-        TezRenderOctreeSolid(buffers.GetTarget(), source, OrthoCamera(8, 8), Identity(), {1, 1, 1, 1}, table.data()),
-        std::runtime_error);
+// A ball of radius 0.3125 world units at the centre of an n^3 volume of 1 / n
+// world units a voxel: the tree is the unit cube whatever n is.
+TezRef<TezVoxelOctree> BallOctree(int n)
+{
+    std::vector<uint8_t> voxels(size_t(n) * n * n, 0);
+    const float centre = 0.5f * n, radius = 0.3125f * n;
+    for (int z = 0; z < n; ++z)
+        for (int y = 0; y < n; ++y)
+            for (int x = 0; x < n; ++x) {
+                const float dx = x + 0.5f - centre, dy = y + 0.5f - centre, dz = z + 0.5f - centre;
+                voxels[(size_t(z) * n + y) * n + x] = dx * dx + dy * dy + dz * dz <= radius * radius ? 200 : 0;
+            }
+    return TezVoxelOctree::CreateFromVolumeData("ball", TezMemoryVolume::Create8(n, n, n, voxels), 1.0 / n, 8, 64);
+}
+
+// Pixels drawn by a solid and a layered render (blended) of the tree: the
+// image's alpha bytes, from 0 or 255.
+struct Silhouettes
+{
+    std::vector<uint8_t> solid, layered;
+};
+
+Silhouettes DrawnPixels(TezVoxelOctree& octree, int w)
+{
+    const TezOctreeRenderSource source = TezMakeOctreeRenderSource(octree);
+    const std::vector<float> table = StepTable();
+    const bool device = TezDeviceIsCuda();
+    const Camera cam = OrthoCamera(w, w);
+    Silhouettes out;
+    auto alphas = [](const std::vector<uint8_t>& image) {
+        std::vector<uint8_t> a;
+        for (size_t i = 3; i < image.size(); i += 4)
+            a.push_back(image[i]);
+        return a;
+    };
+    TezOctreeRenderBuffers solid(w, w, 0, device);
+    TezClearOctreeImage(solid.GetTarget(), 0);
+    EXPECT_TRUE(TezRenderOctreeSolid(solid.GetTarget(), source, cam, Identity(), {1, 1, 1, 1}, table.data()));
+    out.solid = alphas(solid.ReadImage());
+    TezOctreeRenderBuffers layered(w, w, 2, device);
+    TezClearOctreeImage(layered.GetTarget(), 0);
+    TezClearOctreeLayers(layered.GetTarget());
+    EXPECT_TRUE(TezRenderOctreeTransparent(layered.GetTarget(), source, cam, Identity(), {1, 1, 1, 1}, table.data()));
+    EXPECT_TRUE(TezBlendOctreeLayers(layered.GetTarget(), cam));
+    out.layered = alphas(layered.ReadImage());
+    return out;
+}
+
+TEST(OctreeKernel, TreeOfOneBrickDrawsInItsPlaceLikeAFinerTree)
+{
+    // 16^3 voxels build a tree whose root is its only brick; 32^3 voxels of
+    // the same ball build one with children. Both span the unit cube.
+    TezRef<TezVoxelOctree> coarse = BallOctree(16), fine = BallOctree(32);
+    ASSERT_TRUE(coarse && fine);
+    ASSERT_EQ(TezMakeOctreeRenderSource(*coarse).nodeCount, 1);
+    const int w = 64;
+    const Silhouettes a = DrawnPixels(*coarse, w), b = DrawnPixels(*fine, w);
+    for (const auto& [drawn, reference] :
+         {std::make_pair(&a.solid, &b.solid), std::make_pair(&a.layered, &b.layered)}) {
+        int lit = 0, differ = 0;
+        for (int y = 0; y < w; ++y)
+            for (int x = 0; x < w; ++x) {
+                const uint8_t v = (*drawn)[y * w + x];
+                ASSERT_TRUE(v == 0 || v == 255) << x << ", " << y;
+                // The ball's disc is 0.3125 * 64 = 20 pixels in radius; the
+                // coarse ball's voxels are 4 pixels wide.
+                const float r = std::hypot(x + 0.5f - 32.0f, y + 0.5f - 32.0f);
+                if (r < 14.0f) {
+                    ASSERT_EQ(v, 255) << x << ", " << y;
+                } else if (r > 26.0f) {
+                    ASSERT_EQ(v, 0) << x << ", " << y;
+                }
+                lit += v != 0;
+                differ += v != (*reference)[y * w + x];
+            }
+        EXPECT_GT(lit, 900); // pi * 20^2 = 1257
+        EXPECT_LT(differ, lit / 8) << lit;
+    }
 }
 
 TEST(OctreeKernel, TransparentLayersInsertSortedAndEqualDistancesGoBehind)

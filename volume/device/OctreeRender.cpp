@@ -75,9 +75,16 @@ Node ReadRoot(const TezOctreeRenderSource& s, bool onDevice, const char* operati
     return root;
 }
 
-// The kernels start at the root's children, nodes 1 to 8. A tree whose root
-// has none (a constant volume) is one uniform cube of the root's value, and
-// is drawn through a stand-in pool of the root and eight uniform children.
+// The kernels start at the root's children, nodes 1 to 8, so a root without
+// children is drawn through a stand-in pool:
+// - a constant volume (no brick) is one uniform cube of the root's value: the
+//   root and eight uniform children of that value;
+// - a tree of one brick (a source that fits in 16^3 voxels) becomes child 0
+//   of a stand-in root twice its size, beside seven empty children (value 0,
+//   as outside any source). The stand-in tree spans twice the original, so
+//   the object's inverse is scaled by one half: the brick keeps its world box
+//   and t its world scale. The brick is reached at level 0, where the level
+//   limit (at least 2) never cuts the descent.
 class StandInPool
 {
 public:
@@ -86,12 +93,18 @@ public:
         const Node root = ReadRoot(s, onDevice, operation);
         if ((root.children & TezNodeLowMask) != 0)
             return;
-        if ((root.children & TezNodeFlagBit) && (root.data & TezNodeFlagBit))
-            Refuse(operation, "a root with a brick but no children");
         Node nodes[9];
-        nodes[0] = Node{1, root.data, root.state};
-        for (int k = 1; k < 9; ++k)
-            nodes[k] = Node{0, root.data & TezNodeLowMask, root.state};
+        if ((root.children & TezNodeFlagBit) && (root.data & TezNodeFlagBit)) {
+            nodes[0] = Node{1, 0, root.state};
+            nodes[1] = root;
+            for (int k = 2; k < 9; ++k)
+                nodes[k] = Node{0, 0, TezNodeStateEmpty};
+            m_scale = 0.5f;
+        } else {
+            nodes[0] = Node{1, root.data, root.state};
+            for (int k = 1; k < 9; ++k)
+                nodes[k] = Node{0, root.data & TezNodeLowMask, root.state};
+        }
         m_nodes = TezDeviceBuffer(sizeof(nodes), 1, onDevice);
         Check(m_nodes.Upload(nodes, sizeof(nodes)), std::string(operation) + ".root");
         m_source.nodeCount = 9;
@@ -100,9 +113,19 @@ public:
 
     const TezOctreeRenderSource& Source() const { return m_source; }
 
+    // The inverse object matrix (row vectors) mapped into the stand-in
+    // tree's unit cube.
+    void ToPoolSpace(float (&inverse)[16]) const
+    {
+        for (int row = 0; row < 4; ++row)
+            for (int col = 0; col < 3; ++col)
+                inverse[4 * row + col] *= m_scale;
+    }
+
 private:
     TezOctreeRenderSource m_source;
     TezDeviceBuffer m_nodes;
+    float m_scale = 1.0f;
 };
 
 // Byte fill of a pitched buffer on either side, checked with the tag.
@@ -237,6 +260,7 @@ bool RenderSolid(const TezOctreeRenderTarget& t, const TezOctreeRenderSource& so
     Fill(t.onDevice, t.depth, t.depthPitch, 0xFF, static_cast<size_t>(t.width) * 4, t.height, name + ".A");
     float inverse[16], local[16];
     Invert(matrix, inverse);
+    pool.ToPoolSpace(inverse);
     a.transform = StoreTransform(t, inverse, local, name + ".B");
     XSectionRangeFunction range{};
     if (xsection)
@@ -271,6 +295,7 @@ bool RenderTransparent(const TezOctreeRenderTarget& t, const TezOctreeRenderSour
 
     float inverse[16], local[16];
     Invert(matrix, inverse);
+    pool.ToPoolSpace(inverse);
     a.transform = StoreTransform(t, inverse, local, name + ".A");
     XSectionRangeFunction range{};
     if (xsection)

@@ -40,8 +40,10 @@ struct TezOctreeRenderTarget
     uint32_t colourLayersPitch = 0;
     float* rayLayers = nullptr; // layerCount * height rows
     uint32_t rayLayersPitch = 0;
-    // 16 floats the inverse object matrix is copied to. May be null on the
-    // host side, where a local copy is used.
+    // 16 floats the inverse object matrix is copied to, as the kernels read
+    // it: for a tree of one brick, scaled by one half into the stand-in tree
+    // it is drawn through. May be null on the host side, where a local copy
+    // is used.
     float* transform = nullptr;
 };
 
