@@ -7,6 +7,9 @@
 
 #include "core/Application.h"
 #include "platform/Handles.h"
+#include "render/gl/FrameBuffer.h"
+#include "render/scene/Scene.h"
+#include "render/scene/SceneDrawData.h"
 
 #include <string>
 
@@ -20,6 +23,24 @@ struct TezBenchGL
 };
 
 TezBenchGL TezMakeBenchGL(int width, int height);
+
+// The context of one size for a whole benchmark binary, bound again on each
+// call (render views unbind it after every frame).
+TezBenchGL& TezBenchContext(int width, int height);
+
+// A scene drawn into a frame buffer of its own: a perspective camera of 40
+// degrees at (0, 0, eyeZ) looking at the origin, near 1, far `far`. Draw
+// clears, draws and waits for GL, as one timed frame.
+struct TezBenchFrame
+{
+    TezBenchFrame(int width, int height, float eyeZ, float far);
+    void Draw();
+
+    int width, height;
+    TezRef<TezScene> scene;
+    TezSceneDrawData data;
+    TezRef<TezFrameBuffer> buffer;
+};
 
 class TezBenchApplication : public TezApplication
 {

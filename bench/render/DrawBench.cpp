@@ -26,14 +26,7 @@ namespace {
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 
-TezBenchGL& Context()
-{
-    static TezBenchGL context = TezMakeBenchGL(kWidth, kHeight);
-    // Render views unbind the context after every frame: bind it again.
-    if (context.ok)
-        TezGLPlatform::MakeCurrent(context.dc, context.context);
-    return context;
-}
+TezBenchGL& Context() { return TezBenchContext(kWidth, kHeight); }
 
 // 2 x 500 x 1000 = 1,000,000 triangles.
 TezRef<TezIndexedMesh> MillionTriangleSphere()
@@ -50,41 +43,16 @@ void BM_DrawLitMillionTriangles(benchmark::State& state)
         return;
     }
     TezRef<TezIndexedMesh> mesh = MillionTriangleSphere();
-    TezRef<TezScene> scene = TezScene::Create();
+    TezBenchFrame frame(kWidth, kHeight, 4.0f, 10.0f);
     TezRef<TezSceneMesh> object = TezSceneMesh::Create(mesh, TezDefaultEffect::StaticType());
     object->SetColor(TezVector4<float>(0.8f, 0.5f, 0.3f, 1.0f));
-    scene->AddChild(scene->GetRoot(), object);
-    TezRef<TezCameraView> camera = TezCameraView::Create();
-    camera->Resize(kWidth, kHeight);
-    camera->UsePerspective(true);
-    camera->SetEye({0.0f, 0.0f, 4.0f});
-    camera->SetFocus({0.0f, 0.0f, 0.0f});
-    camera->SetFov(40.0f);
-    camera->SetNear(1.0f);
-    camera->SetFar(10.0f);
-    TezSceneDrawData data;
-    data.SetCamera(camera);
-    TezRef<TezFrameBuffer> frame = TezFrameBuffer::Create(kWidth, kHeight);
-    frame->Build();
-
-    auto drawFrame = [&] {
-        frame->Bind();
-        glViewport(0, 0, kWidth, kHeight);
-        glClearColor(0.2f, 0.2f, 0.25f, 1.0f);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glEnable(GL_DEPTH_TEST);
-        scene->Draw(data);
-        glFinish();
-    };
-    drawFrame(); // the upload and the program build are not part of a frame
+    frame.scene->AddChild(frame.scene->GetRoot(), object);
+    frame.Draw(); // the upload and the program build are not part of a frame
     for (auto _ : state)
-        drawFrame();
-    frame->Unbind();
+        frame.Draw();
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(mesh->GetNumTriangles()));
     state.counters["fps"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     state.SetLabel(TezOpenGLSupport::GetContextDescription().c_str());
-    scene = nullptr;
-    frame = nullptr;
 }
 BENCHMARK(BM_DrawLitMillionTriangles)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(3.0);
 

@@ -29,14 +29,7 @@ namespace {
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 
-TezBenchGL& Context()
-{
-    static TezBenchGL context = TezMakeBenchGL(kWidth, kHeight);
-    // Render views unbind the context after every frame: bind it again.
-    if (context.ok)
-        TezGLPlatform::MakeCurrent(context.dc, context.context);
-    return context;
-}
+TezBenchGL& Context() { return TezBenchContext(kWidth, kHeight); }
 
 // 2 x 1000 x 1000 = 2,000,000 triangles on 1,001,000 vertices.
 TezRef<TezIndexedMesh> TwoMillionTriangles()
@@ -85,39 +78,10 @@ void BM_MeshDocumentOpen(benchmark::State& state)
 }
 BENCHMARK(BM_MeshDocumentOpen)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
-struct Frame
+// The two-million-triangle mesh seen whole.
+struct Frame : TezBenchFrame
 {
-    TezRef<TezScene> scene;
-    TezSceneDrawData data;
-    TezRef<TezFrameBuffer> buffer;
-
-    Frame()
-    {
-        scene = TezScene::Create();
-        TezRef<TezCameraView> camera = TezCameraView::Create();
-        camera->Resize(kWidth, kHeight);
-        camera->UsePerspective(true);
-        camera->SetEye({0.0f, 0.0f, 4.0f});
-        camera->SetFocus({0.0f, 0.0f, 0.0f});
-        camera->SetFov(40.0f);
-        camera->SetNear(1.0f);
-        camera->SetFar(10.0f);
-        data.SetCamera(camera);
-        buffer = TezFrameBuffer::Create(kWidth, kHeight);
-        buffer->Build();
-    }
-
-    void Draw()
-    {
-        buffer->Bind();
-        glViewport(0, 0, kWidth, kHeight);
-        glClearColor(0.2f, 0.2f, 0.25f, 1.0f);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glEnable(GL_DEPTH_TEST);
-        scene->Draw(data);
-        glFinish();
-        buffer->Unbind();
-    }
+    Frame() : TezBenchFrame(kWidth, kHeight, 4.0f, 10.0f) {}
 };
 
 // From a document object just made to its first picture: the scene object

@@ -3,7 +3,7 @@
 // of flat text, 100 labels of 100 characters, against the same frame empty.
 // On a machine without a GPU the frames are Mesa's llvmpipe.
 
-#include "platform/gl/GLPlatform.h"
+#include "BenchGL.h"
 #include "render/CameraView.h"
 #include "render/gl/FrameBuffer.h"
 #include "render/gl/OpenGLSupport.h"
@@ -25,35 +25,7 @@ namespace {
 constexpr int kWidth = 1024;
 constexpr int kHeight = 768;
 
-struct TextBenchContext
-{
-    bool ok = false;
-    std::string reason;
-    HWND window = nullptr;
-    HDC dc = nullptr;
-    HGLRC context = nullptr;
-};
-
-TextBenchContext& Context()
-{
-    static TextBenchContext context = [] {
-        TextBenchContext c;
-        c.window = TezGLPlatform::CreateOffscreenWindow(kWidth, kHeight);
-        int const code = TezOpenGLSupport::TezInitializeGLRC(c.window, c.context);
-        if (code != 0) {
-            c.reason = TezOpenGLSupport::TezErrorString(code).c_str();
-            return c;
-        }
-        c.dc = TezGLPlatform::GetDC(c.window);
-        c.ok = TezGLPlatform::MakeCurrent(c.dc, c.context) && TezOpenGLSupport::LoadEntryPoints();
-        if (!c.ok)
-            c.reason = "the GL context cannot be bound";
-        return c;
-    }();
-    if (context.ok)
-        TezGLPlatform::MakeCurrent(context.dc, context.context);
-    return context;
-}
+TezBenchGL& Context() { return TezBenchContext(kWidth, kHeight); }
 
 std::string CacheBase()
 {
@@ -84,12 +56,12 @@ BENCHMARK(BM_FontPagesLoadFromCache)->Unit(benchmark::kMillisecond);
 // frame.
 void DrawLabels(benchmark::State& state, int labels, int lines = 1)
 {
-    TextBenchContext& gl = Context();
+    TezBenchGL& gl = Context();
     if (!gl.ok) {
         state.SkipWithError(gl.reason.c_str());
         return;
     }
-    TezRef<TezScene> scene = TezScene::Create();
+    TezBenchFrame frame(kWidth, kHeight, 10.0f, 20.0f);
     std::string line;
     for (int i = 0; i < 100; ++i)
         line += static_cast<char>('!' + (i * 7) % 90);
@@ -100,37 +72,13 @@ void DrawLabels(benchmark::State& state, int labels, int lines = 1)
         TezRef<TezSceneText> label =
             TezSceneText::Create(line.c_str(), {-4.0f + (i % 2) * 4.0f, -2.9f + (i / 2) * 0.12f, 0.0f});
         label->SetColor({0.9f, 0.9f, 0.9f, 1.0f});
-        scene->AddChild(scene->GetRoot(), TezRef<TezSceneObject>(label));
+        frame.scene->AddChild(frame.scene->GetRoot(), TezRef<TezSceneObject>(label));
     }
-    TezRef<TezCameraView> camera = TezCameraView::Create();
-    camera->Resize(kWidth, kHeight);
-    camera->UsePerspective(true);
-    camera->SetEye({0.0f, 0.0f, 10.0f});
-    camera->SetFocus({0.0f, 0.0f, 0.0f});
-    camera->SetFov(40.0f);
-    camera->SetNear(1.0f);
-    camera->SetFar(20.0f);
-    TezSceneDrawData data;
-    data.SetCamera(camera);
-    TezRef<TezFrameBuffer> frame = TezFrameBuffer::Create(kWidth, kHeight);
-    frame->Build();
-    auto drawFrame = [&] {
-        frame->Bind();
-        glViewport(0, 0, kWidth, kHeight);
-        glClearColor(0.2f, 0.2f, 0.25f, 1.0f);
-        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
-        glEnable(GL_DEPTH_TEST);
-        scene->Draw(data);
-        glFinish();
-    };
-    drawFrame(); // font pages, textures and programs are not part of a frame
+    frame.Draw(); // font pages, textures and programs are not part of a frame
     for (auto _ : state)
-        drawFrame();
-    frame->Unbind();
+        frame.Draw();
     state.SetItemsProcessed(state.iterations() * static_cast<int64_t>(labels) * lines * 100);
     state.counters["fps"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-    scene = nullptr;
-    frame = nullptr;
 }
 
 void BM_DrawEmptyFrame(benchmark::State& state) { DrawLabels(state, 0); }
