@@ -1,5 +1,5 @@
-// The host loops' march (re-entry into the last path, empty subtrees stepped
-// over) against the restart-from-root march, ray by ray, on a built tree.
+// The host loops' march (re-entry into the last path, empty subtrees and
+// empty blocks of bricks stepped over) against the restart-from-root march, ray by ray, on a built tree.
 
 #include "volume/device/OctreeHostMarch.h"
 #include "OctreeTestTrees.h"
@@ -99,6 +99,9 @@ TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
         const std::vector<float> table = StepTable();
         TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
         ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+        std::vector<uint64_t> masks;
+        ASSERT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
+        source.blockMasks = masks.data();
         source.statesValid = true;
         // World = voxels; the transform takes it to the unit cube.
         const float s = 1.0f / 512.0f;
@@ -122,6 +125,26 @@ TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
                               : ExpectSameMarches<uint16_t>(viewed, view.camera, transform);
         }
         EXPECT_GT(hits, 100);
+
+        // The masks are what makes the blocks stepped over: fewer voxels read.
+        MarchCounters with{0, 0}, without{0, 0};
+        Octree masked = TezMakeOctreeRecord(source), plain = masked;
+        plain.blockMasks = nullptr;
+        const Camera& cam = views[0].camera;
+        for (int y = 0; y < cam.height; ++y)
+            for (int x = 0; x < cam.width; ++x) {
+                Ray ray;
+                if (!SetUpRay(cam, transform, x, y, DefaultRangeFunction{}, ray))
+                    continue;
+                if (bits == 8) {
+                    MarchWithPath<uint8_t>(masked, ray, table.data(), false, ray.tEntry, &with);
+                    MarchWithPath<uint8_t>(plain, ray, table.data(), false, ray.tEntry, &without);
+                } else {
+                    MarchWithPath<uint16_t>(masked, ray, table.data(), false, ray.tEntry, &with);
+                    MarchWithPath<uint16_t>(plain, ray, table.data(), false, ray.tEntry, &without);
+                }
+            }
+        EXPECT_LT(with.voxels * 2, without.voxels) << with.voxels << " of " << without.voxels;
     }
 }
 

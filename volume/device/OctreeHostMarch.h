@@ -18,6 +18,12 @@
 //   averages, not samples of the source). The ray leaves it through the
 //   same face as through the last of its children; t may differ from the
 //   child-by-child walk in its last bits.
+// - Empty blocks. Inside a brick, a 4^3 block whose mask bit (Octree::
+//   blockMasks) says it holds no voxel that could end the walk is left in
+//   one step, through the face the voxel walk would leave it by; the next
+//   voxel is found as the voxel walk finds it. Only where the ray passes
+//   within the step epsilon of a block's edge could the two walks enter
+//   different voxels.
 //
 // Host only: the path lives in the caller's stack frame.
 
@@ -32,9 +38,9 @@ inline constexpr int PathLevels = 24;
 
 struct MarchPath
 {
-    int depth = -1;             // the last descent stopped at this level; -1: none yet
-    int cx = 0, cy = 0, cz = 0; // cell of its point at level PathLevels
-    int index[PathLevels + 1];
+    int depth = -1;               // the last descent stopped at this level; -1: none yet
+    int cx = 0, cy = 0, cz = 0;   // cell of its point at level PathLevels
+    int children[PathLevels + 1]; // first child of node index[level], so that re-entry loads no node
 };
 
 // LevelLimit as a table: it depends on t alone, never rises as t grows, and
@@ -125,13 +131,13 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
         level = level < lod ? level : (lod < 0 ? 0 : lod);
     }
     path.cx = cx, path.cy = cy, path.cz = cz;
-    int base = level == 0 ? 1 : static_cast<int>(oct.nodes[path.index[level - 1]].children & TezNodeLowMask);
+    int base = level == 0 ? 1 : path.children[level - 1];
     for (;; ++level) {
         const int shift = PathLevels - level;
         const int index = base + ((cx >> shift) & 1) + 2 * ((cy >> shift) & 1) + 4 * ((cz >> shift) & 1);
-        path.index[level] = index;
         const Node& node = oct.nodes[index];
         const uint32_t children = node.children & TezNodeLowMask;
+        path.children[level] = static_cast<int>(children);
         bool stop = children == 0 || level == lod || level == PathLevels;
         if (!stop && static_cast<int>(node.state) == skipState && level >= blockLevel)
             stop = skip = true; // confirmed below, once the cell's exit is known
@@ -164,6 +170,188 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
     }
 }
 
+inline int ClampInt(int v, int low, int high) { return v < low ? low : (v > high ? high : v); }
+inline int AbsInt(int v) { return v < 0 ? -v : v; }
+
+// Gradient of OctreeKernels.inl from the same 27 samples and weights. All
+// of them are whole numbers and no partial sum reaches 2^24, so sums in
+// integers give the float sums bit for bit; and a neighbouring brick is
+// looked up once, not once for each of its samples.
+template <class V>
+TEZ_KERNEL_STEP float3s GradientOnHost(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x,
+                                       int y, int z)
+{
+    static constexpr int wx[27] = {-1, 0,  1, -3, 0,  3, -1, 0,  1, -3, 0,  3, -6, 0,
+                                   6,  -3, 0, 3,  -1, 0, 1,  -3, 0, 3,  -1, 0, 1};
+    static constexpr int wy[27] = {-1, -3, -1, 0, 0,  0,  1,  3, 1, -3, -6, -3, 0, 0,
+                                   0,  3,  6,  3, -1, -3, -1, 0, 0, 0,  1,  3,  1};
+    static constexpr int wz[27] = {-1, -3, -1, -3, -6, -3, -1, -3, -1, 0, 0, 0, 0, 0,
+                                   0,  0,  0,  0,  1,  3,  1,  3,  6,  3, 1, 3, 1};
+    int sample[27];
+    const bool interior =
+        x > 0 && y > 0 && z > 0 && x < TezBrickEdge - 1 && y < TezBrickEdge - 1 && z < TezBrickEdge - 1;
+    if (interior) {
+        const V* at = brick + BrickIndex(x - 1, y - 1, z - 1);
+        for (int k = 0, dz = 0; dz < 3; ++dz)
+            for (int dy = 0; dy < 3; ++dy, k += 3) {
+                const V* row = at + BrickIndex(0, dy, dz);
+                sample[k] = row[0], sample[k + 1] = row[1], sample[k + 2] = row[2];
+            }
+    } else {
+        // The samples of one neighbouring brick: its node's value, or the
+        // brick (perhaps a coarser one) with the shift and offset that
+        // NeighbourSample reads it at.
+        struct Neighbour
+        {
+            int kind = -1; // -1 not looked up; 0 a value; 1 a brick
+            int value = 0;
+            const V* voxels = nullptr;
+            int shift = 0, ox = 0, oy = 0, oz = 0;
+        } near[27];
+        for (int k = 0, dz = -1; dz <= 1; ++dz)
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx, ++k) {
+                    int cx = x + dx, cy = y + dy, cz = z + dz;
+                    const int mx = cx < 0 ? -1 : (cx >= TezBrickEdge ? 1 : 0);
+                    const int my = cy < 0 ? -1 : (cy >= TezBrickEdge ? 1 : 0);
+                    const int mz = cz < 0 ? -1 : (cz >= TezBrickEdge ? 1 : 0);
+                    cx -= mx * TezBrickEdge, cy -= my * TezBrickEdge, cz -= mz * TezBrickEdge;
+                    if (mx == 0 && my == 0 && mz == 0) {
+                        sample[k] = brick[BrickIndex(cx, cy, cz)];
+                        continue;
+                    }
+                    Neighbour& n = near[(mz + 1) * 9 + (my + 1) * 3 + (mx + 1)];
+                    if (n.kind < 0) {
+                        const int ax = nx + mx, ay = ny + my, az = nz + mz;
+                        n.kind = 0;
+                        if (ax < 0 || ay < 0 || az < 0 || (ax >> level) > 1 || (ay >> level) > 1 || (az >> level) > 1) {
+                            n.value = 0;
+                        } else {
+                            int base = 1, shift = level;
+                            Node node;
+                            for (;;) {
+                                node = oct.nodes[base + ((ax >> shift) & 1) + 2 * ((ay >> shift) & 1) +
+                                                 4 * ((az >> shift) & 1)];
+                                const uint32_t children = node.children & TezNodeLowMask;
+                                if (children == 0 || shift == 0)
+                                    break;
+                                base = static_cast<int>(children);
+                                --shift;
+                            }
+                            if (!(node.children & TezNodeFlagBit)) {
+                                if (node.data > 65535u) // beyond the exact sums: the kernel's own way
+                                    return Gradient(oct, brick, nx, ny, nz, level, x, y, z);
+                                n.value = static_cast<int>(node.data);
+                            } else if (!(node.data & TezNodeFlagBit)) {
+                                n.value = 1;
+                            } else {
+                                const int s = 1 << shift;
+                                n.kind = 1;
+                                n.voxels = static_cast<const V*>(oct.leaves) +
+                                           static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+                                n.shift = shift;
+                                n.ox = (ax & (s - 1)) * TezBrickEdge, n.oy = (ay & (s - 1)) * TezBrickEdge,
+                                n.oz = (az & (s - 1)) * TezBrickEdge;
+                            }
+                        }
+                    }
+                    sample[k] = n.kind == 0 ? n.value
+                                            : n.voxels[BrickIndex((n.ox + cx) >> n.shift, (n.oy + cy) >> n.shift,
+                                                                  (n.oz + cz) >> n.shift)];
+                }
+    }
+    int gx = 0, gy = 0, gz = 0;
+    for (int k = 0; k < 27; ++k) {
+        gx += sample[k] * wx[k];
+        gy += sample[k] * wy[k];
+        gz += sample[k] * wz[k];
+    }
+    return Make3(static_cast<float>(gx), static_cast<float>(gy), static_cast<float>(gz));
+}
+
+// WalkBrick of OctreeKernels.inl with the empty blocks above stepped over
+// (mask: the brick's mask for this march; all bits set where there is
+// none). Everything the loop reads is held in locals: the voxel loads are
+// char loads, which may alias any store, so fields read through references
+// would be loaded again at every step.
+template <class V>
+TEZ_KERNEL_STEP void WalkBrickBlocks(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
+                                     const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
+                                     uint64_t mask, MarchCounters* counters)
+{
+    const float limit = 16.0f * exitLocal;
+    if (!(limit > 0.0f && r.alpha < 1.0f))
+        return;
+    const float3s v0 = Scale(d.f, 16.0f);
+    const float3s inv = ray.inv, bias = ray.exitBias, dir = ray.dir;
+    const float3s blockBias = Scale(bias, 4.0f);
+    const float epsilonCap = 0.5f * ray.unitT;
+    const float valueScale = oct.valueScale;
+    const float voxelCell = d.cell / 16.0f;
+    const bool counting = r.alpha == 0.0f;
+    float hitDepth = r.hitDepth;
+    float3s v = v0;
+    float s = 0.0f;
+    int lastVoxel = -1, voxelRepeats = 0;
+    bool cut = onCut;
+    for (;;) {
+        const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
+        if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
+            break;
+        const int voxel = BrickIndex(bx, by, bz);
+        voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
+        lastVoxel = voxel;
+        const bool block = !cut && !((mask >> ((bx >> 2) + 4 * (by >> 2) + 16 * (bz >> 2))) & 1u);
+        // The corner of the voxel, or of its block: the exit is the same
+        // expression at four times the scale.
+        const int m = block ? ~3 : ~0;
+        const float3s local =
+            Make3(v.x - static_cast<float>(bx & m), v.y - static_cast<float>(by & m), v.z - static_cast<float>(bz & m));
+        const float e = Min3(Add(Mul(inv, local), block ? blockBias : bias));
+        const float epsilon = StepEpsilon(0.001f, voxelRepeats, epsilonCap);
+        s = s + e + epsilon;
+        if (counting) {
+            // The voxel walk adds each voxel's exit, measured from a point
+            // one epsilon past its entry: across a block it counts the
+            // block's exit less an epsilon for each voxel after the first.
+            float walked = e;
+            if (block) {
+                const float3s end = Add(v, Scale(dir, e));
+                const int m0 = bx & ~3, m1 = by & ~3, m2 = bz & ~3;
+                const int ex = ClampInt(ToInt(end.x), m0, m0 + 3), ey = ClampInt(ToInt(end.y), m1, m1 + 3),
+                          ez = ClampInt(ToInt(end.z), m2, m2 + 3);
+                const int later = AbsInt(ex - bx) + AbsInt(ey - by) + AbsInt(ez - bz);
+                walked = e - static_cast<float>(later) * 0.001f;
+            }
+            hitDepth = hitDepth + voxelCell * walked;
+        }
+        if (!block) {
+            if (counters)
+                ++counters->voxels;
+            const float entry = TableEntry(table, valueScale, static_cast<float>(brick[voxel]));
+            if ((entry >= OpaqueThreshold) != inside) {
+                if (cut) {
+                    r.shade = cutShade;
+                } else {
+                    const float3s g = GradientOnHost(oct, brick, d.nx, d.ny, d.nz, d.level, bx, by, bz);
+                    r.shade = ShadeFromGradient(g, ray.viewDir);
+                }
+                r.alpha = 1.0f;
+                r.opacity = entry;
+                cut = false;
+                break;
+            }
+            cut = false;
+        }
+        if (!(s < limit))
+            break;
+        v = Add(v0, Scale(dir, s));
+    }
+    onCut = cut;
+    if (counting)
+        r.hitDepth = hitDepth;
+}
+
 // March of OctreeKernels.inl with the shortcuts above.
 template <class V>
 inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
@@ -176,6 +364,7 @@ inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float*
     const int skipState =
         oct.skipByState && oct.treeSize >= 16 ? static_cast<int>(inside ? TezNodeStateFull : TezNodeStateEmpty) : -1;
     const int blockLevel = BlockLevel(oct);
+    const uint64_t* masks = oct.skipByState ? oct.blockMasks : nullptr;
     MarchPath path;
     const LevelSteps& steps = LevelStepsOf(oct);
     // One root for the limit at the start; the table follows it down.
@@ -220,8 +409,10 @@ inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float*
                 r.hitDepth = t;
             ++stopCounter;
         } else {
-            const V* brick = leaves + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
-            WalkBrick<V>(oct, ray, table, inside, brick, d, exitLocal, onCut, cutShade, r, counters);
+            const uint32_t b = node.data & TezNodeLowMask;
+            const V* brick = leaves + static_cast<size_t>(b) * TezBrickVoxels;
+            const uint64_t mask = masks ? masks[2 * static_cast<size_t>(b) + (inside ? 1 : 0)] : ~uint64_t(0);
+            WalkBrickBlocks<V>(oct, ray, table, inside, brick, d, exitLocal, onCut, cutShade, r, mask, counters);
         }
         t = Advance(t, advance);
     }

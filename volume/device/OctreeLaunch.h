@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace TezOctreeDevice {
 
@@ -87,6 +88,12 @@ struct LaunchBackend
 };
 
 extern const LaunchBackend HostLaunches;
+
+// Octree::blockMasks of every brick a node refers to, on host nodes and
+// leaves whose states hold for `table`; masks is resized to twice the
+// highest brick index plus 2.
+void HostBlockMasks(const Octree& octree, int nodeCount, const float* table, bool sixteenBit,
+                    std::vector<uint64_t>& masks);
 // Null members where the library was built without its device kernels.
 extern const LaunchBackend CudaLaunches;
 bool CudaKernelsBuilt();
