@@ -354,9 +354,12 @@ TEZ_KERNEL_STEP void WalkBrickBlocks(const Octree& oct, const Ray& ray, const fl
 
 // March of OctreeKernels.inl with the shortcuts above.
 template <class V>
-inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
+inline MarchResult MarchWithPath(const Octree& octree, const Ray& rayIn, const float* table, bool inside, float t,
                                  MarchCounters* counters = nullptr)
 {
+    // Copies, so that stores to the result and the path need not reload them.
+    const Octree oct = octree;
+    const Ray ray = rayIn;
     MarchResult r{0.0f, 0.0f, 0.0f, 0.0f};
     const V* leaves = static_cast<const V*>(oct.leaves);
     bool onCut = ray.cutEntry && t <= ray.tEntry && (oct.looks & LookCutShading);
