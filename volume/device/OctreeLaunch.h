@@ -4,6 +4,7 @@
 // (width >> 4) + 1 by (height >> 4) + 1. Pointers in the launch records name
 // memory of the side that runs them. Internal to the library.
 
+#include "platform/Api.h"
 #include "volume/device/OctreeKernelTypes.h"
 
 #include <cstddef>
@@ -88,6 +89,17 @@ struct LaunchBackend
 };
 
 extern const LaunchBackend HostLaunches;
+
+// Pixels [x0, x1) x [y0, y1) of the camera's view outside which no ray of
+// SetUpRay meets the unit cube (T: world to cube, as the launches take it):
+// the box of the cube's corners as the camera sees them, two pixels wider
+// on each side than rounding needs. The whole view where the camera is
+// inside the cube or a corner is not in front of it.
+struct PixelRect
+{
+    int x0, y0, x1, y1;
+};
+TEZ_API PixelRect CubeOnScreen(const Camera& camera, const float* T);
 
 // Octree::blockMasks of every brick a node refers to, on host nodes and
 // leaves whose states hold for `table`; masks is resized to twice the
