@@ -369,7 +369,7 @@ inline MarchResult MarchWithPath(const Octree& octree, const Ray& rayIn, const f
     const int blockLevel = BlockLevel(oct);
     const uint64_t* masks = oct.skipByState ? oct.blockMasks : nullptr;
     MarchPath path;
-    const LevelSteps& steps = LevelStepsOf(oct);
+    const LevelSteps& steps = oct.levelSteps ? *oct.levelSteps : LevelStepsOf(oct);
     // One root for the limit at the start; the table follows it down.
     int lod = LevelLimit(oct, t);
     lod = lod < PathLevels + 1 ? lod : PathLevels + 1;

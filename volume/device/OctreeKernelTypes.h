@@ -24,6 +24,8 @@ inline constexpr float OpaqueThreshold = 0.0001f;
 // are TezNodeState... of volume/VoxelOctreeNode.h).
 inline constexpr uint32_t StateUnseen = 1024;
 
+struct LevelSteps; // host loops only (OctreeHostMarch.h)
+
 struct float3s
 {
     float x, y, z;
@@ -79,6 +81,9 @@ struct Octree
     // blockMasks[2 * b + 1] where it holds a clear one. A march steps over
     // the blocks that cannot change its classification.
     const uint64_t* blockMasks;
+    // Host loops only: the level limit as a table, made once a launch; null
+    // where a march makes its own.
+    const LevelSteps* levelSteps;
 };
 
 // A first hit in a uniform node is shaded by the face the ray came in

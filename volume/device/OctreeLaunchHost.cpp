@@ -51,8 +51,12 @@ void ForEachPixel(int width, int height, const Fn& fn)
     ForEachPixel(width, height, PixelRect{0, 0, width, height}, fn);
 }
 
-void Solid(const SolidLaunch& a, bool sixteenBit, const XSectionRangeFunction* xsection)
+void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
+    SolidLaunch a = launch;
+    LevelSteps steps;
+    steps.Fill(a.octree);
+    a.octree.levelSteps = &steps;
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
         const RayFrame frame = MakeRayFrame(a.camera);
@@ -63,8 +67,12 @@ void Solid(const SolidLaunch& a, bool sixteenBit, const XSectionRangeFunction* x
     });
 }
 
-void Transparent(const TransparentLaunch& a, bool sixteenBit, const XSectionRangeFunction* xsection)
+void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
+    TransparentLaunch a = launch;
+    LevelSteps steps;
+    steps.Fill(a.octree);
+    a.octree.levelSteps = &steps;
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
         const RayFrame frame = MakeRayFrame(a.camera);
