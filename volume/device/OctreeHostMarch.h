@@ -269,157 +269,219 @@ TEZ_KERNEL_STEP float3s GradientOnHost(const Octree& oct, const V* brick, int nx
     return Make3(static_cast<float>(gx), static_cast<float>(gy), static_cast<float>(gz));
 }
 
-// WalkBrick of OctreeKernels.inl with the empty blocks above stepped over
-// (mask: the brick's mask for this march; all bits set where there is
-// none). Everything the loop reads is held in locals: the voxel loads are
-// char loads, which may alias any store, so fields read through references
-// would be loaded again at every step.
-template <class V>
-TEZ_KERNEL_STEP void WalkBrickBlocks(const Octree& oct, const Ray& ray, const float* table, bool inside, const V* brick,
-                                     const Descent& d, float exitLocal, bool& onCut, float cutShade, MarchResult& r,
-                                     uint64_t mask, MarchCounters* counters)
+// What the marches of one launch share: the record, the table, the side
+// they start on and what follows from those.
+struct MarchShared
 {
-    const float limit = 16.0f * exitLocal;
-    if (!(limit > 0.0f && r.alpha < 1.0f))
-        return;
-    const float3s v0 = Scale(d.f, 16.0f);
-    const float3s inv = ray.inv, bias = ray.exitBias, dir = ray.dir;
-    const float3s blockBias = Scale(bias, 4.0f);
-    const float epsilonCap = 0.5f * ray.unitT;
-    const float valueScale = oct.valueScale;
-    const float voxelCell = d.cell / 16.0f;
-    const bool counting = r.alpha == 0.0f;
-    float hitDepth = r.hitDepth;
-    float3s v = v0;
-    float s = 0.0f;
-    int lastVoxel = -1, voxelRepeats = 0;
-    bool cut = onCut;
-    for (;;) {
-        const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
-        if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15))
-            break;
-        const int voxel = BrickIndex(bx, by, bz);
-        voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
-        lastVoxel = voxel;
-        const bool block = !cut && !((mask >> ((bx >> 2) + 4 * (by >> 2) + 16 * (bz >> 2))) & 1u);
-        // The corner of the voxel, or of its block: the exit is the same
-        // expression at four times the scale.
-        const int m = block ? ~3 : ~0;
-        const float3s local =
-            Make3(v.x - static_cast<float>(bx & m), v.y - static_cast<float>(by & m), v.z - static_cast<float>(bz & m));
-        const float e = Min3(Add(Mul(inv, local), block ? blockBias : bias));
-        const float epsilon = StepEpsilon(0.001f, voxelRepeats, epsilonCap);
-        s = s + e + epsilon;
-        if (counting) {
-            // The voxel walk adds each voxel's exit, measured from a point
-            // one epsilon past its entry: across a block it counts the
-            // block's exit less an epsilon for each voxel after the first.
-            float walked = e;
-            if (block) {
-                const float3s end = Add(v, Scale(dir, e));
-                const int m0 = bx & ~3, m1 = by & ~3, m2 = bz & ~3;
-                const int ex = ClampInt(ToInt(end.x), m0, m0 + 3), ey = ClampInt(ToInt(end.y), m1, m1 + 3),
-                          ez = ClampInt(ToInt(end.z), m2, m2 + 3);
-                const int later = AbsInt(ex - bx) + AbsInt(ey - by) + AbsInt(ez - bz);
-                walked = e - static_cast<float>(later) * 0.001f;
-            }
-            hitDepth = hitDepth + voxelCell * walked;
-        }
-        if (!block) {
-            if (counters)
-                ++counters->voxels;
-            const float entry = TableEntry(table, valueScale, static_cast<float>(brick[voxel]));
-            if ((entry >= OpaqueThreshold) != inside) {
-                if (cut) {
-                    r.shade = cutShade;
-                } else {
-                    const float3s g = GradientOnHost(oct, brick, d.nx, d.ny, d.nz, d.level, bx, by, bz);
-                    r.shade = ShadeFromGradient(g, ray.viewDir);
-                }
-                r.alpha = 1.0f;
-                r.opacity = entry;
-                cut = false;
-                break;
-            }
-            cut = false;
-        }
-        if (!(s < limit))
-            break;
-        v = Add(v0, Scale(dir, s));
-    }
-    onCut = cut;
-    if (counting)
-        r.hitDepth = hitDepth;
+    Octree oct;
+    const float* table;
+    bool inside;
+    int skipState;
+    int blockLevel;
+    const uint64_t* masks;
+    const LevelSteps* steps;
+    MarchCounters* counters;
+};
+
+inline MarchShared MakeMarchShared(const Octree& oct, const float* table, bool inside, MarchCounters* counters)
+{
+    MarchShared m;
+    m.oct = oct;
+    m.table = table;
+    m.inside = inside;
+    m.skipState =
+        oct.skipByState && oct.treeSize >= 16 ? static_cast<int>(inside ? TezNodeStateFull : TezNodeStateEmpty) : -1;
+    m.blockLevel = BlockLevel(oct);
+    m.masks = oct.skipByState ? oct.blockMasks : nullptr;
+    m.steps = oct.levelSteps ? oct.levelSteps : &LevelStepsOf(oct);
+    m.counters = counters;
+    return m;
 }
 
-// March of OctreeKernels.inl with the shortcuts above.
+// March of OctreeKernels.inl with the shortcuts above, as a machine that
+// takes one step a call: a descent with what follows it, or one voxel (or
+// block) of the brick being walked. A host thread steps two of them in
+// turn, so that the long chains of dependent arithmetic and loads of one
+// ray overlap with the other's.
 template <class V>
-inline MarchResult MarchWithPath(const Octree& octree, const Ray& rayIn, const float* table, bool inside, float t,
-                                 MarchCounters* counters = nullptr)
+struct MarchLane
 {
-    // Copies, so that stores to the result and the path need not reload them.
-    const Octree oct = octree;
-    const Ray ray = rayIn;
-    MarchResult r{0.0f, 0.0f, 0.0f, 0.0f};
-    const V* leaves = static_cast<const V*>(oct.leaves);
-    bool onCut = ray.cutEntry && t <= ray.tEntry && (oct.looks & LookCutShading);
-    const float cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
-    const int skipState =
-        oct.skipByState && oct.treeSize >= 16 ? static_cast<int>(inside ? TezNodeStateFull : TezNodeStateEmpty) : -1;
-    const int blockLevel = BlockLevel(oct);
-    const uint64_t* masks = oct.skipByState ? oct.blockMasks : nullptr;
+    Ray ray;
+    MarchResult r;
+    float t;
+    int lod;
+    int lastNode, nodeRepeats, stopCounter;
+    bool onCut, walking, done;
+    float cutShade;
+    // The brick being walked: WalkBrick of OctreeKernels.inl, stepping over
+    // the empty blocks (mask: the brick's mask for this march; all bits set
+    // where there is none).
+    const V* brick;
+    uint64_t mask;
+    int nx, ny, nz, level;
+    float3s v0, v;
+    float s, limit, voxelCell, advance;
+    int lastVoxel, voxelRepeats;
     MarchPath path;
-    const LevelSteps& steps = oct.levelSteps ? *oct.levelSteps : LevelStepsOf(oct);
-    // One root for the limit at the start; the table follows it down.
-    int lod = LevelLimit(oct, t);
-    lod = lod < PathLevels + 1 ? lod : PathLevels + 1;
-    int stopCounter = 0;
-    int lastNode = -1, nodeRepeats = 0;
-    while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
+
+    void Start(const MarchShared& m, const Ray& startRay, float start)
+    {
+        ray = startRay;
+        r = MarchResult{0.0f, 0.0f, 0.0f, 0.0f};
+        t = start;
+        onCut = ray.cutEntry && t <= ray.tEntry && (m.oct.looks & LookCutShading);
+        cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
+        path.depth = -1;
+        // One root for the limit at the start; the table follows it down.
+        const int limitAtStart = LevelLimit(m.oct, t);
+        lod = limitAtStart < PathLevels + 1 ? limitAtStart : PathLevels + 1;
+        stopCounter = 0;
+        lastNode = -1, nodeRepeats = 0;
+        walking = false;
+        done = false;
+    }
+
+    TEZ_KERNEL_STEP void Step(const MarchShared& m)
+    {
+        if (walking)
+            WalkStep(m);
+        else
+            DescentStep(m);
+    }
+
+    TEZ_KERNEL_STEP void DescentStep(const MarchShared& m)
+    {
+        const Octree& oct = m.oct;
+        if (!(r.alpha < 1.0f && t < ray.tExit && stopCounter < 1)) {
+            done = true;
+            return;
+        }
         if (r.alpha == 0.0f)
             r.hitDepth = t;
-        if (counters)
-            ++counters->steps;
+        if (m.counters)
+            ++m.counters->steps;
         bool skipSubtree = false;
-        lod = steps.LimitAt(t, lod);
-        const Descent d = DescendFromPath(oct, ray, t, lod, path, skipState, blockLevel, steps, skipSubtree);
+        lod = m.steps->LimitAt(t, lod);
+        const Descent d = DescendFromPath(oct, ray, t, lod, path, m.skipState, m.blockLevel, *m.steps, skipSubtree);
         if (d.left) {
             t = ray.tExit;
-            continue;
+            return;
         }
-
         nodeRepeats = d.index == lastNode ? nodeRepeats + 1 : 0;
         lastNode = d.index;
         const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
-        const float advance = d.cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * d.cell * ray.unitT);
+        const float step = d.cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * d.cell * ray.unitT);
         const Node& node = d.node;
-
         if (skipSubtree) {
             onCut = false;
         } else if (!(node.children & TezNodeFlagBit)) {
-            const float entry = TableEntry(table, oct.valueScale, static_cast<float>(node.data));
-            if ((entry >= OpaqueThreshold) != inside) {
+            const float entry = TableEntry(m.table, oct.valueScale, static_cast<float>(node.data));
+            if ((entry >= OpaqueThreshold) != m.inside) {
                 r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, d.f) : 1.0f);
                 r.alpha = 1.0f;
                 r.opacity = entry;
             }
             onCut = false;
-        } else if (oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
+        } else if (oct.skipByState && node.state == (m.inside ? TezNodeStateFull : TezNodeStateEmpty) &&
                    (node.data & TezNodeFlagBit)) {
             onCut = false;
         } else if (!(node.data & TezNodeFlagBit)) {
             if (stopCounter == 0)
                 r.hitDepth = t;
             ++stopCounter;
-        } else {
+        } else if (16.0f * exitLocal > 0.0f && r.alpha < 1.0f) {
             const uint32_t b = node.data & TezNodeLowMask;
-            const V* brick = leaves + static_cast<size_t>(b) * TezBrickVoxels;
-            const uint64_t mask = masks ? masks[2 * static_cast<size_t>(b) + (inside ? 1 : 0)] : ~uint64_t(0);
-            WalkBrickBlocks<V>(oct, ray, table, inside, brick, d, exitLocal, onCut, cutShade, r, mask, counters);
+            brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(b) * TezBrickVoxels;
+            mask = m.masks ? m.masks[2 * static_cast<size_t>(b) + (m.inside ? 1 : 0)] : ~uint64_t(0);
+            nx = d.nx, ny = d.ny, nz = d.nz, level = d.level;
+            v0 = v = Scale(d.f, 16.0f);
+            s = 0.0f;
+            limit = 16.0f * exitLocal;
+            voxelCell = d.cell / 16.0f;
+            lastVoxel = -1, voxelRepeats = 0;
+            advance = step;
+            walking = true;
+            return;
         }
+        t = Advance(t, step);
+    }
+
+    TEZ_KERNEL_STEP void WalkStep(const MarchShared& m)
+    {
+        const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
+        if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15)) {
+            EndWalk();
+            return;
+        }
+        const int voxel = BrickIndex(bx, by, bz);
+        voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
+        lastVoxel = voxel;
+        const bool block = !onCut && !((mask >> ((bx >> 2) + 4 * (by >> 2) + 16 * (bz >> 2))) & 1u);
+        // The corner of the voxel, or of its block: the exit is the same
+        // expression at four times the scale.
+        const int corner = block ? ~3 : ~0;
+        const float3s local = Make3(v.x - static_cast<float>(bx & corner), v.y - static_cast<float>(by & corner),
+                                    v.z - static_cast<float>(bz & corner));
+        const float e = Min3(Add(Mul(ray.inv, local), block ? Scale(ray.exitBias, 4.0f) : ray.exitBias));
+        s = s + e + StepEpsilon(0.001f, voxelRepeats, 0.5f * ray.unitT);
+        if (r.alpha == 0.0f) {
+            // The voxel walk adds each voxel's exit, measured from a point
+            // one epsilon past its entry: across a block it counts the
+            // block's exit less an epsilon for each voxel after the first.
+            float walked = e;
+            if (block) {
+                const float3s end = Add(v, Scale(ray.dir, e));
+                const int x0 = bx & ~3, y0 = by & ~3, z0 = bz & ~3;
+                const int ex = ClampInt(ToInt(end.x), x0, x0 + 3), ey = ClampInt(ToInt(end.y), y0, y0 + 3),
+                          ez = ClampInt(ToInt(end.z), z0, z0 + 3);
+                walked = e - static_cast<float>(AbsInt(ex - bx) + AbsInt(ey - by) + AbsInt(ez - bz)) * 0.001f;
+            }
+            r.hitDepth = r.hitDepth + voxelCell * walked;
+        }
+        if (!block) {
+            if (m.counters)
+                ++m.counters->voxels;
+            const float entry = TableEntry(m.table, m.oct.valueScale, static_cast<float>(brick[voxel]));
+            if ((entry >= OpaqueThreshold) != m.inside) {
+                if (onCut) {
+                    r.shade = cutShade;
+                } else {
+                    const float3s g = GradientOnHost(m.oct, brick, nx, ny, nz, level, bx, by, bz);
+                    r.shade = ShadeFromGradient(g, ray.viewDir);
+                }
+                r.alpha = 1.0f;
+                r.opacity = entry;
+                onCut = false;
+                EndWalk();
+                return;
+            }
+            onCut = false;
+        }
+        if (!(s < limit)) {
+            EndWalk();
+            return;
+        }
+        v = Add(v0, Scale(ray.dir, s));
+    }
+
+    TEZ_KERNEL_STEP void EndWalk()
+    {
+        walking = false;
         t = Advance(t, advance);
     }
-    return r;
+};
+
+// One march from t to its end.
+template <class V>
+inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
+                                 MarchCounters* counters = nullptr)
+{
+    const MarchShared shared = MakeMarchShared(oct, table, inside, counters);
+    MarchLane<V> lane;
+    lane.Start(shared, ray, t);
+    while (!lane.done)
+        lane.Step(shared);
+    return lane.r;
 }
 
 // The host loops' march, for the pixel kernels' March parameter.

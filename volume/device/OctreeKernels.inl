@@ -617,28 +617,29 @@ TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
            x;
 }
 
+// Colour and depth of a solid pixel from its ray's march: a hit in front
+// of far is written, anything else leaves the pixel as it was.
+TEZ_KERNELFN void WriteSolidPixel(const SolidLaunch& a, const RayFrame& frame, int x, int y, const MarchResult& r)
+{
+    const Camera& cam = a.camera;
+    if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+        return;
+    const float3s& colour = a.colour;
+    *PitchedAt(a.image, a.imagePitch, y, x) =
+        uchar4s{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade), 255};
+    *PitchedAt(a.depth, a.depthPitch, y, x) = DepthWord(cam, frame, x, y, r.hitDepth);
+}
+
 template <class V, class Range, class Marcher = RestartMarch>
 TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const RayFrame& frame, const Range& range, int x, int y)
 {
     const Camera& cam = a.camera;
-    const Octree& oct = a.octree;
-    const float* transform = a.transform;
-    const float3s& colour = a.colour;
-    const uint32_t imagePitch = a.imagePitch, depthPitch = a.depthPitch;
-    uchar4s* image = a.image;
-    uint32_t* depth = a.depth;
-    const LookupTransferFunction& lookup = a.lookup;
     if (x >= cam.width || y >= cam.height)
         return;
     Ray ray;
-    if (!SetUpRay(cam, frame, transform, x, y, range, ray))
+    if (!SetUpRay(cam, frame, a.transform, x, y, range, ray))
         return;
-    const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, false, ray.tEntry);
-    if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
-        return;
-    *PitchedAt(image, imagePitch, y, x) =
-        uchar4s{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade), 255};
-    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, frame, x, y, r.hitDepth);
+    WriteSolidPixel(a, frame, x, y, Marcher::template Run<V>(a.octree, ray, a.lookup.table, false, ray.tEntry));
 }
 
 template <class V, class Range, class Marcher = RestartMarch>

@@ -22,8 +22,11 @@ constexpr int TileEdge = 16;
 // Each tile is one step of the host's progress; once the host asks to stop,
 // the tiles left are skipped and the caller, seeing the stop flag, drops
 // the picture. Pixels outside `only` are left alone.
+// Each tile is one step of the host's progress; once the host asks to stop,
+// the tiles left are skipped and the caller, seeing the stop flag, drops
+// the picture. fn(x0, y0, x1, y1) takes the pixels of a tile inside `only`.
 template <class Fn>
-void ForEachPixel(int width, int height, const PixelRect& only, const Fn& fn)
+void ForEachTile(int width, int height, const PixelRect& only, const Fn& fn)
 {
     if (width <= 0 || height <= 0)
         return;
@@ -37,11 +40,20 @@ void ForEachPixel(int width, int height, const PixelRect& only, const Fn& fn)
             const int tx = (tile % tilesX) * TileEdge, ty = (tile / tilesX) * TileEdge;
             const int x0 = std::max(tx, only.x0), y0 = std::max(ty, only.y0);
             const int x1 = std::min({tx + TileEdge, width, only.x1}), y1 = std::min({ty + TileEdge, height, only.y1});
-            for (int y = y0; y < y1; ++y)
-                for (int x = x0; x < x1; ++x)
-                    fn(x, y);
+            if (x0 < x1 && y0 < y1)
+                fn(x0, y0, x1, y1);
             progress.Step();
         }
+    });
+}
+
+template <class Fn>
+void ForEachPixel(int width, int height, const PixelRect& only, const Fn& fn)
+{
+    ForEachTile(width, height, only, [&](int x0, int y0, int x1, int y1) {
+        for (int y = y0; y < y1; ++y)
+            for (int x = x0; x < x1; ++x)
+                fn(x, y);
     });
 }
 
@@ -49,6 +61,44 @@ template <class Fn>
 void ForEachPixel(int width, int height, const Fn& fn)
 {
     ForEachPixel(width, height, PixelRect{0, 0, width, height}, fn);
+}
+
+// The solid pixels of a tile, two rays marching in turn (MarchLane).
+template <class V, class Range>
+void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared, int x0,
+               int y0, int x1, int y1)
+{
+    MarchLane<V> lanes[2];
+    int px[2] = {0, 0}, py[2] = {0, 0};
+    bool busy[2] = {false, false};
+    int x = x0, y = y0;
+    // Starts lane k on the next pixel whose ray meets the cube.
+    const auto next = [&](int k) {
+        while (y < y1) {
+            const int cx = x, cy = y;
+            if (++x == x1)
+                x = x0, ++y;
+            Ray ray;
+            if (!SetUpRay(a.camera, frame, a.transform, cx, cy, range, ray))
+                continue;
+            lanes[k].Start(shared, ray, ray.tEntry);
+            px[k] = cx, py[k] = cy;
+            return true;
+        }
+        return false;
+    };
+    busy[0] = next(0);
+    busy[1] = next(1);
+    while (busy[0] || busy[1])
+        for (int k = 0; k < 2; ++k) {
+            if (!busy[k])
+                continue;
+            lanes[k].Step(shared);
+            if (lanes[k].done) {
+                WriteSolidPixel(a, frame, px[k], py[k], lanes[k].r);
+                busy[k] = next(k);
+            }
+        }
 }
 
 void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
@@ -60,10 +110,9 @@ void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFuncti
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
         const RayFrame frame = MakeRayFrame(a.camera);
-        const PixelRect cube = CubeOnScreen(a.camera, a.transform);
-        ForEachPixel(a.camera.width, a.camera.height, cube, [&](int x, int y) {
-            RenderSolidPixel<V, std::decay_t<decltype(range)>, PathMarch>(a, frame, range, x, y);
-        });
+        const MarchShared shared = MakeMarchShared(a.octree, a.lookup.table, false, nullptr);
+        ForEachTile(a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
+                    [&](int x0, int y0, int x1, int y1) { SolidTile<V>(a, frame, range, shared, x0, y0, x1, y1); });
     });
 }
 
