@@ -110,17 +110,18 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
     Descent d{};
     skip = false;
     const float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
-    {
-        const int ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
-        if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
-            d.left = true;
-            return d;
-        }
+    // The cells at the finest level. Scaling by a power of two is exact, so
+    // ToInt(q) lies in [0, 1], as the descent from the root asks, exactly
+    // where these lie in (-2^24, 2^25).
+    const float finest = static_cast<float>(1 << PathLevels);
+    int cx = ToInt(q.x * finest), cy = ToInt(q.y * finest), cz = ToInt(q.z * finest);
+    constexpr int low = -(1 << PathLevels), high = 2 << PathLevels;
+    if (cx <= low || cy <= low || cz <= low || cx >= high || cy >= high || cz >= high) {
+        d.left = true;
+        return d;
     }
     // A point a little below 0 descends along the cells at 0 until it would
     // leave; that is checked at the level where the descent stops.
-    const float finest = static_cast<float>(1 << PathLevels);
-    int cx = ToInt(q.x * finest), cy = ToInt(q.y * finest), cz = ToInt(q.z * finest);
     cx = cx < 0 ? 0 : cx, cy = cy < 0 ? 0 : cy, cz = cz < 0 ? 0 : cz;
     int level = 0;
     if (path.depth >= 0) {

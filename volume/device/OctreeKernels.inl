@@ -204,7 +204,7 @@ TEZ_KERNELFN RayFrame MakeRayFrame(const Camera& cam)
 
 // Builds the ray of pixel (x, y); false when it misses the cube.
 template <class Range>
-TEZ_KERNELFN bool SetUpRay(const Camera& cam, const RayFrame& frame, const float* T, int x, int y, const Range& range,
+TEZ_KERNEL_STEP bool SetUpRay(const Camera& cam, const RayFrame& frame, const float* T, int x, int y, const Range& range,
                            Ray& ray)
 {
     const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
