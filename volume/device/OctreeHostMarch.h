@@ -317,12 +317,12 @@ struct MarchLane
     // The brick being walked: WalkBrick of OctreeKernels.inl, stepping over
     // the empty blocks (mask: the brick's mask for this march; all bits set
     // where there is none).
-    const V* brick;
-    uint64_t mask;
-    int nx, ny, nz, level;
-    float3s v0, v;
-    float s, limit, voxelCell, advance;
-    int lastVoxel, voxelRepeats;
+    const V* brick = nullptr;
+    uint64_t mask = 0;
+    int nx = 0, ny = 0, nz = 0, level = 0;
+    float3s v0{0.0f, 0.0f, 0.0f}, v{0.0f, 0.0f, 0.0f};
+    float s = 0.0f, limit = 0.0f, voxelCell = 0.0f, advance = 0.0f;
+    int lastVoxel = -1, voxelRepeats = 0;
     MarchPath path;
 
     void Start(const MarchShared& m, const Ray& startRay, float start)

@@ -204,8 +204,8 @@ TEZ_KERNELFN RayFrame MakeRayFrame(const Camera& cam)
 
 // Builds the ray of pixel (x, y); false when it misses the cube.
 template <class Range>
-TEZ_KERNEL_STEP bool SetUpRay(const Camera& cam, const RayFrame& frame, const float* T, int x, int y, const Range& range,
-                           Ray& ray)
+TEZ_KERNEL_STEP bool SetUpRay(const Camera& cam, const RayFrame& frame, const float* T, int x, int y,
+                              const Range& range, Ray& ray)
 {
     const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
     const float aspect = frame.aspect;
@@ -642,61 +642,84 @@ TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const RayFrame& frame, 
     WriteSolidPixel(a, frame, x, y, Marcher::template Run<V>(a.octree, ray, a.lookup.table, false, ray.tEntry));
 }
 
-template <class V, class Range, class Marcher = RestartMarch>
-TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const RayFrame& frame, const Range& range, int x,
-                                         int y)
+// Where a transparent pixel's marches stand between two of them: the next
+// layer, the side its march starts on, from where, and the opacity of the
+// material the ray is in, for its way out.
+struct LayerWalk
+{
+    int layer;
+    bool inside;
+    float start;
+    float opacity;
+};
+
+TEZ_KERNELFN LayerWalk StartLayers(const TransparentLaunch& a)
+{
+    return LayerWalk{0, a.lookup.flags[0] != 0, 0.0f, 1.0f};
+}
+
+// Files the surface march r found as layer w.layer of pixel (x, y) and sets
+// w up for the next march; false when the pixel has no more layers to seek.
+TEZ_KERNELFN bool StoreLayer(const TransparentLaunch& a, int x, int y, const MarchResult& r, LayerWalk& w)
 {
     const Camera& cam = a.camera;
-    const Octree& oct = a.octree;
-    const float* transform = a.transform;
-    const float4s& colour = a.colour;
     const int layerCount = a.layerCount;
     uchar4s* colourLayers = a.colourLayers;
     float* rayLayers = a.rayLayers;
     const uint32_t colourPitch = a.colourPitch, rayPitch = a.rayPitch;
-    const LookupTransparentTransferFunction& lookup = a.lookup;
-    if (x >= cam.width || y >= cam.height)
+    const float4s& colour = a.colour;
+    if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+        return false;
+    float alpha = r.alpha;
+    if (a.octree.looks & LookTableOpacity) {
+        if (!w.inside)
+            w.opacity = Saturate(r.opacity);
+        alpha = w.opacity;
+    }
+    const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade),
+                      ColourByte(colour.w * alpha)};
+    w.inside = !w.inside;
+
+    // Insert into the layers sorted by distance; 0 marks an empty slot and
+    // an equal distance goes behind the stored one.
+    bool stored = false;
+    for (int j = w.layer; j < layerCount && !stored; ++j) {
+        const float there = *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x);
+        if (there > r.hitDepth || there == 0.0f) {
+            for (int k = layerCount - 1; k > j; --k) {
+                *PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) =
+                    *PitchedAt(rayLayers, rayPitch, (k - 1) * cam.height + y, x);
+                *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x) =
+                    *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
+            }
+            *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x) = r.hitDepth;
+            *PitchedAt(colourLayers, colourPitch, j * cam.height + y, x) = hit;
+            stored = true;
+        }
+    }
+    if (!stored)
+        return false;
+    w.start = r.hitDepth + 4.0f * a.octree.voxelSize;
+    return ++w.layer < layerCount;
+}
+
+template <class V, class Range, class Marcher = RestartMarch>
+TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const RayFrame& frame, const Range& range, int x,
+                                         int y)
+{
+    if (x >= a.camera.width || y >= a.camera.height)
         return;
     Ray ray;
-    if (!SetUpRay(cam, frame, transform, x, y, range, ray))
+    if (!SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
         return;
-    bool inside = lookup.flags[0] != 0;
-    float start = 0.0f;
-    float opacity = 1.0f; // of the material the ray is in, for its way out
-    for (int i = 0; i < layerCount; ++i) {
-        const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, inside, MaxF(ray.tEntry, start));
-        if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+    LayerWalk w = StartLayers(a);
+    if (w.layer >= a.layerCount)
+        return;
+    for (;;) {
+        const MarchResult r =
+            Marcher::template Run<V>(a.octree, ray, a.lookup.table, w.inside, MaxF(ray.tEntry, w.start));
+        if (!StoreLayer(a, x, y, r, w))
             return;
-        float alpha = r.alpha;
-        if (oct.looks & LookTableOpacity) {
-            if (!inside)
-                opacity = Saturate(r.opacity);
-            alpha = opacity;
-        }
-        const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade),
-                          ColourByte(colour.z * r.shade), ColourByte(colour.w * alpha)};
-        inside = !inside;
-
-        // Insert into the layers sorted by distance; 0 marks an empty slot and
-        // an equal distance goes behind the stored one.
-        bool stored = false;
-        for (int j = i; j < layerCount && !stored; ++j) {
-            const float there = *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x);
-            if (there > r.hitDepth || there == 0.0f) {
-                for (int k = layerCount - 1; k > j; --k) {
-                    *PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) =
-                        *PitchedAt(rayLayers, rayPitch, (k - 1) * cam.height + y, x);
-                    *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x) =
-                        *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
-                }
-                *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x) = r.hitDepth;
-                *PitchedAt(colourLayers, colourPitch, j * cam.height + y, x) = hit;
-                stored = true;
-            }
-        }
-        if (!stored)
-            return;
-        start = r.hitDepth + 4.0f * oct.voxelSize;
     }
 }
 

@@ -121,6 +121,57 @@ void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFuncti
     });
 }
 
+// The layers of the pixels of a tile, two pixels' marches in turn.
+template <class V, class Range>
+void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Range& range,
+                     const MarchShared (&shared)[2], int x0, int y0, int x1, int y1)
+{
+    constexpr int Lanes = 2;
+    MarchLane<V> lanes[Lanes];
+    LayerWalk walks[Lanes];
+    int px[Lanes] = {}, py[Lanes] = {};
+    bool busy[Lanes] = {};
+    int x = x0, y = y0;
+    const auto march = [&](int k) {
+        const LayerWalk& w = walks[k];
+        lanes[k].Start(shared[w.inside], lanes[k].ray, MaxF(lanes[k].ray.tEntry, w.start));
+    };
+    // Starts lane k on the next pixel whose ray meets the cube.
+    const auto next = [&](int k) {
+        while (y < y1) {
+            const int cx = x, cy = y;
+            if (++x == x1)
+                x = x0, ++y;
+            if (!SetUpRay(a.camera, frame, a.transform, cx, cy, range, lanes[k].ray))
+                continue;
+            walks[k] = StartLayers(a);
+            if (walks[k].layer >= a.layerCount)
+                continue;
+            march(k);
+            px[k] = cx, py[k] = cy;
+            return true;
+        }
+        return false;
+    };
+    int running = 0;
+    for (int k = 0; k < Lanes; ++k)
+        running += busy[k] = next(k);
+    while (running > 0)
+        for (int k = 0; k < Lanes; ++k) {
+            if (!busy[k])
+                continue;
+            lanes[k].Step(shared[walks[k].inside]);
+            if (!lanes[k].done)
+                continue;
+            if (StoreLayer(a, px[k], py[k], lanes[k].r, walks[k])) {
+                march(k);
+            } else {
+                busy[k] = next(k);
+                running -= !busy[k];
+            }
+        }
+}
+
 void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
     TransparentLaunch a = launch;
@@ -130,10 +181,11 @@ void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectio
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
         using V = decltype(voxel);
         const RayFrame frame = MakeRayFrame(a.camera);
-        const PixelRect cube = CubeOnScreen(a.camera, a.transform);
-        ForEachPixel(a.camera.width, a.camera.height, cube, [&](int x, int y) {
-            RenderTransparentPixel<V, std::decay_t<decltype(range)>, PathMarch>(a, frame, range, x, y);
-        });
+        const MarchShared shared[2] = {MakeMarchShared(a.octree, a.lookup.table, false, nullptr),
+                                       MakeMarchShared(a.octree, a.lookup.table, true, nullptr)};
+        ForEachTile(
+            a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
+            [&](int x0, int y0, int x1, int y1) { TransparentTile<V>(a, frame, range, shared, x0, y0, x1, y1); });
     });
 }
 
