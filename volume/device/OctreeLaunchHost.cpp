@@ -63,30 +63,25 @@ void ForEachPixel(int width, int height, const Fn& fn)
     ForEachPixel(width, height, PixelRect{0, 0, width, height}, fn);
 }
 
-// The solid pixels of a tile, two rays marching in turn (MarchLane): two
-// chains of dependent steps keep this machine's cores busier than one;
-// three gain nothing more.
-template <class V, class Range>
-void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared, int x0,
-               int y0, int x1, int y1)
+// Runs the pixels of a tile through a few marches in turn: two chains of
+// dependent steps keep this machine's cores busier than one; three gain
+// nothing more. begin(k, x, y) starts lane k on pixel (x, y), false where
+// there is nothing to march; step(k) takes one step of lane k, false once
+// its pixel is finished.
+constexpr int Lanes = 2;
+
+template <class Begin, class Step>
+void InTurn(int x0, int y0, int x1, int y1, const Begin& begin, const Step& step)
 {
-    constexpr int Lanes = 2;
-    MarchLane<V> lanes[Lanes];
-    int px[Lanes] = {}, py[Lanes] = {};
     bool busy[Lanes] = {};
     int x = x0, y = y0;
-    // Starts lane k on the next pixel whose ray meets the cube.
     const auto next = [&](int k) {
         while (y < y1) {
             const int cx = x, cy = y;
             if (++x == x1)
                 x = x0, ++y;
-            Ray ray;
-            if (!SetUpRay(a.camera, frame, a.transform, cx, cy, range, ray))
-                continue;
-            lanes[k].Start(shared, ray, ray.tEntry);
-            px[k] = cx, py[k] = cy;
-            return true;
+            if (begin(k, cx, cy))
+                return true;
         }
         return false;
     };
@@ -95,15 +90,37 @@ void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, 
         running += busy[k] = next(k);
     while (running > 0)
         for (int k = 0; k < Lanes; ++k) {
-            if (!busy[k])
+            if (!busy[k] || step(k))
                 continue;
-            lanes[k].Step(shared);
-            if (lanes[k].done) {
-                WriteSolidPixel(a, frame, px[k], py[k], lanes[k].r);
-                busy[k] = next(k);
-                running -= !busy[k];
-            }
+            busy[k] = next(k);
+            running -= !busy[k];
         }
+}
+
+// The solid pixels of a tile.
+template <class V, class Range>
+void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared, int x0,
+               int y0, int x1, int y1)
+{
+    MarchLane<V> lanes[Lanes];
+    int px[Lanes] = {}, py[Lanes] = {};
+    InTurn(
+        x0, y0, x1, y1,
+        [&](int k, int x, int y) {
+            Ray ray;
+            if (!SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
+                return false;
+            lanes[k].Start(shared, ray, ray.tEntry);
+            px[k] = x, py[k] = y;
+            return true;
+        },
+        [&](int k) {
+            lanes[k].Step(shared);
+            if (!lanes[k].done)
+                return true;
+            WriteSolidPixel(a, frame, px[k], py[k], lanes[k].r);
+            return false;
+        });
 }
 
 void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
@@ -121,55 +138,39 @@ void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFuncti
     });
 }
 
-// The layers of the pixels of a tile, two pixels' marches in turn.
+// The layers of the pixels of a tile.
 template <class V, class Range>
 void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Range& range,
                      const MarchShared (&shared)[2], int x0, int y0, int x1, int y1)
 {
-    constexpr int Lanes = 2;
     MarchLane<V> lanes[Lanes];
     LayerWalk walks[Lanes];
     int px[Lanes] = {}, py[Lanes] = {};
-    bool busy[Lanes] = {};
-    int x = x0, y = y0;
     const auto march = [&](int k) {
         const LayerWalk& w = walks[k];
         lanes[k].Start(shared[w.inside], lanes[k].ray, MaxF(lanes[k].ray.tEntry, w.start));
     };
-    // Starts lane k on the next pixel whose ray meets the cube.
-    const auto next = [&](int k) {
-        while (y < y1) {
-            const int cx = x, cy = y;
-            if (++x == x1)
-                x = x0, ++y;
-            if (!SetUpRay(a.camera, frame, a.transform, cx, cy, range, lanes[k].ray))
-                continue;
+    InTurn(
+        x0, y0, x1, y1,
+        [&](int k, int x, int y) {
+            if (!SetUpRay(a.camera, frame, a.transform, x, y, range, lanes[k].ray))
+                return false;
             walks[k] = StartLayers(a);
             if (walks[k].layer >= a.layerCount)
-                continue;
+                return false;
             march(k);
-            px[k] = cx, py[k] = cy;
+            px[k] = x, py[k] = y;
             return true;
-        }
-        return false;
-    };
-    int running = 0;
-    for (int k = 0; k < Lanes; ++k)
-        running += busy[k] = next(k);
-    while (running > 0)
-        for (int k = 0; k < Lanes; ++k) {
-            if (!busy[k])
-                continue;
+        },
+        [&](int k) {
             lanes[k].Step(shared[walks[k].inside]);
             if (!lanes[k].done)
-                continue;
-            if (StoreLayer(a, px[k], py[k], lanes[k].r, walks[k])) {
-                march(k);
-            } else {
-                busy[k] = next(k);
-                running -= !busy[k];
-            }
-        }
+                return true;
+            if (!StoreLayer(a, px[k], py[k], lanes[k].r, walks[k]))
+                return false;
+            march(k);
+            return true;
+        });
 }
 
 void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
