@@ -4,10 +4,8 @@
 #include "core/Logger.h"
 #include "core/Progress.h"
 #include "volume/VolumeData.h"
-#include "volume/VolumeStatistics.h"
 
 #include <tbb/blocked_range.h>
-#include <tbb/combinable.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
 
@@ -61,6 +59,57 @@ SlabBytes AllocateSlab(uint64_t bytes)
     }
 #endif
     return SlabBytes(slab);
+}
+
+// True when the 16 voxels of a brick row all fall into histogram bin `bin`
+// (the value at 8 bits, the high byte at 16).
+template <typename T>
+bool RowIsOneBin(T const* row, unsigned bin)
+{
+#if defined(__SSE2__)
+    auto const* v = reinterpret_cast<__m128i const*>(row);
+    if constexpr (sizeof(T) == 1) {
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(v), _mm_set1_epi8(char(bin)))) == 0xFFFF;
+    } else {
+        __m128i const b = _mm_set1_epi16(short(bin));
+        __m128i const low = _mm_cmpeq_epi16(_mm_srli_epi16(_mm_loadu_si128(v), 8), b);
+        __m128i const high = _mm_cmpeq_epi16(_mm_srli_epi16(_mm_loadu_si128(v + 1), 8), b);
+        return _mm_movemask_epi8(_mm_and_si128(low, high)) == 0xFFFF;
+    }
+#else
+    for (int x = 0; x < kBrickEdge; ++x)
+        if (unsigned(row[x] >> (8 * (sizeof(T) - 1))) != bin)
+            return false;
+    return true;
+#endif
+}
+
+// Adds the voxels of a full-resolution brick to four interleaved tables of
+// 256 bins: consecutive voxels of one value would otherwise wait on each
+// other's increment. A uniform brick counts at once, and so does a row of
+// one bin (air, or 16-bit voxels whose high byte stays put).
+template <typename T>
+void AddBrickHistogram(T const* brick, bool uniform, uint32_t* counts)
+{
+    constexpr int kShift = 8 * (int(sizeof(T)) - 1);
+    if (uniform) {
+        counts[brick[0] >> kShift] += kBrickVoxels;
+        return;
+    }
+    for (int r = 0; r < kBrickEdge * kBrickEdge; ++r) {
+        T const* row = brick + r * kBrickEdge;
+        unsigned const bin = unsigned(row[0] >> kShift);
+        if (RowIsOneBin(row, bin)) {
+            counts[256 * (r & 3) + bin] += kBrickEdge;
+            continue;
+        }
+        for (int x = 0; x < kBrickEdge; x += 4) {
+            ++counts[row[x] >> kShift];
+            ++counts[256 + (row[x + 1] >> kShift)];
+            ++counts[512 + (row[x + 2] >> kShift)];
+            ++counts[768 + (row[x + 3] >> kShift)];
+        }
+    }
 }
 
 // Nodes of a full tree from the 16-voxel level up to a cube of edge `edge`:
@@ -145,7 +194,7 @@ public:
     TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel, TezVoxelOctreePlan const& plan)
         : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8), m_bitsPerPixel(bitsPerPixel),
           m_brickBytes(size_t(kBrickVoxels) * size_t(m_bytesPerVoxel)),
-          m_scratch([bytes = m_brickBytes] { return std::vector<uint8_t>(bytes); })
+          m_workers([bytes = m_brickBytes] { return Worker(bytes); })
     {
     }
 
@@ -164,6 +213,14 @@ private:
         std::vector<uint32_t> octets; // first node of each
         std::vector<uint32_t> bricks;
     };
+    // What each thread that builds blocks keeps: a brick to sample into and
+    // its part of the histogram, four interleaved tables of 256 bins.
+    struct Worker
+    {
+        explicit Worker(size_t brickBytes) : brick(brickBytes), counts(4 * 256, 0) {}
+        std::vector<uint8_t> brick;
+        std::vector<uint32_t> counts;
+    };
     // One pass: a row of blocks along x, rowsPerPass rows deep in y.
     struct Pass
     {
@@ -174,26 +231,27 @@ private:
     // The steps of Run.
     void PrepareBuffers();
     bool PreparePools();
-    bool BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress);
-    void ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress);
+    bool BuildPass(Pass const& pass, TezProgress& progress);
+    bool ViewChunk(Pass const& pass);
+    void ReadChunk(Pass const& pass, TezProgress const& progress);
     void BuildBlocks(Pass const& pass);
     void ClearBlocks(Pass const& pass);
     void ArrangeTree();
     void Summarise(std::vector<uint32_t> const& table);
+    std::vector<uint32_t> CollectHistogram();
 
     template <typename T>
     Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
     Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
-    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, Worker& worker, Taken& taken);
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
-    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken);
+    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, Worker& worker, Taken& taken);
     void PutInBlockOrder();
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
     void ZeroChunk();
     void ZeroAround(int width, int height, int depth);
     void MoveRootOctetToFront();
-    void AddHistogram(int width, int height, int depth, std::vector<uint32_t>& table) const;
     uint32_t BlockNode(int bx, int by, int bz) const;
 
     TezVoxelOctreeNode& Node(uint64_t index) { return *m_tree.m_nodePool.Node(index); }
@@ -212,8 +270,14 @@ private:
     uint64_t m_chunkBytes = 0;
     bool m_chunkZero = false;
     std::vector<uint8_t> m_interpolation;
-    // One brick to sample into for each thread that builds blocks.
-    tbb::enumerable_thread_specific<std::vector<uint8_t>> m_scratch;
+    // Where the blocks of the pass are sampled from: the slab, or the source
+    // itself where it holds them in memory.
+    uint8_t const* m_view = nullptr;
+    uint64_t m_viewRow = 0;
+    uint64_t m_viewSlice = 0;
+    // Zeros sampled beyond the source's edges, which the histogram leaves out.
+    uint64_t m_padding = 0;
+    tbb::enumerable_thread_specific<Worker> m_workers;
     std::atomic<bool> m_stop{false};
     // Every octet and brick in block order: the order of a build on one
     // thread, which the pools are put in once the blocks are built.
@@ -239,16 +303,16 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     for (uint32_t i = 0, acc = 0; i < kBrickEdge; ++i, acc += step)
         offsets[i] = int(acc >> 16);
 
-    uint8_t const* base = m_chunk.get();
+    uint8_t const* base = m_view;
     uint64_t sum = 0;
-    T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride +
+    T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow +
                                                 uint64_t(ox) * sizeof(T));
     bool uniform = true;
     T* out = brick;
     for (int z = 0; z < kBrickEdge; ++z) {
-        uint8_t const* slice = base + uint64_t(oz + offsets[z]) * m_sliceStride;
+        uint8_t const* slice = base + uint64_t(oz + offsets[z]) * m_viewSlice;
         for (int y = 0; y < kBrickEdge; ++y) {
-            T const* row = reinterpret_cast<T const*>(slice + uint64_t(oy + offsets[y]) * m_rowStride) + ox;
+            T const* row = reinterpret_cast<T const*>(slice + uint64_t(oy + offsets[y]) * m_viewRow) + ox;
             if (edge == kBrickEdge) {
                 std::memcpy(out, row, kBrickEdge * sizeof(T));
             } else {
@@ -273,17 +337,16 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     // Full resolution, 8 bits: each brick row is one 16-byte load; the sum
     // comes from SAD against zero and the uniform test from one compare.
     if (m_bytesPerVoxel == 1 && edge == kBrickEdge) {
-        uint8_t const* base = m_chunk.get() + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride + uint64_t(ox);
+        uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox);
         __m128i const first = _mm_set1_epi8(char(*base));
         __m128i const zero = _mm_setzero_si128();
         __m128i sums = zero;
         __m128i same = _mm_set1_epi8(char(0xFF));
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
-            uint8_t const* slice = base + uint64_t(z) * m_sliceStride;
+            uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
             for (int y = 0; y < kBrickEdge; ++y) {
-                __m128i const row =
-                    _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride));
+                __m128i const row = _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_viewRow));
                 _mm_storeu_si128(out++, row);
                 sums = _mm_add_epi64(sums, _mm_sad_epu8(row, zero));
                 same = _mm_and_si128(same, _mm_cmpeq_epi8(row, first));
@@ -296,17 +359,16 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     // The same at 16 bits: two loads a row, sums in 32-bit lanes (at most
     // 256 values of 65535 each per lane).
     if (m_bytesPerVoxel == 2 && edge == kBrickEdge) {
-        uint8_t const* base =
-            m_chunk.get() + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride + uint64_t(ox) * 2;
+        uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox) * 2;
         __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(base)));
         __m128i const zero = _mm_setzero_si128();
         __m128i sums = zero;
         __m128i same = _mm_set1_epi8(char(0xFF));
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
-            uint8_t const* slice = base + uint64_t(z) * m_sliceStride;
+            uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
             for (int y = 0; y < kBrickEdge; ++y) {
-                auto const* row = reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride);
+                auto const* row = reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_viewRow);
                 for (int half = 0; half < 2; ++half) {
                     __m128i const v = _mm_loadu_si128(row + half);
                     _mm_storeu_si128(out++, v);
@@ -349,7 +411,7 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
 // Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
 // and answers the pool index of their octet, or 0 when the cube needs none:
 // eight uniform, equal and childless children are represented by the parent.
-uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken)
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, Worker& worker, Taken& taken)
 {
     int const half = edge / 2;
     if (half < kBrickEdge)
@@ -360,8 +422,17 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
-        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick, taken);
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, worker, taken);
+        uint8_t* brick = worker.brick.data();
         Sample const sample = SampleCube(cx, cy, cz, half, brick);
+        // Every voxel is sampled once at full resolution: the histogram comes
+        // from there, without a pass of its own over the source.
+        if (half == kBrickEdge) {
+            if (m_bytesPerVoxel == 1)
+                AddBrickHistogram(brick, sample.uniform, worker.counts.data());
+            else
+                AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, worker.counts.data());
+        }
         if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
             uint64_t const first = m_tree.m_nodePool.Allocate(8);
             if (first == TezMemoryPoolBase::InvalidIndex) {
@@ -386,14 +457,15 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint
     return octet;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken)
+void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, Worker& worker, Taken& taken)
 {
     int const edge = m_plan.blockSize;
     int const ox = (bx - chunkX) * edge;
     int const oy = (by - chunkY) * edge;
-    uint32_t const first = BuildNode(ox, oy, 0, edge, brick, taken);
+    uint32_t const first = BuildNode(ox, oy, 0, edge, worker, taken);
     uint32_t const index = BlockNode(bx, by, bz);
     Node(index).children = first;
+    uint8_t* brick = worker.brick.data();
     StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick, taken);
 }
 
@@ -446,24 +518,6 @@ void TezVoxelOctreeBuilder::ZeroAround(int width, int height, int depth)
             for (int y = 0; y < height; ++y)
                 std::memset(slice + uint64_t(y) * m_rowStride + rowBytes, 0, size_t(m_rowStride - rowBytes));
         std::memset(slice + boxRows, 0, size_t(m_sliceStride - boxRows));
-    });
-}
-
-// The box's histogram, slab by slab in parallel; the sum is the same as one
-// pass over the whole box.
-void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::vector<uint32_t>& table) const
-{
-    tbb::combinable<std::vector<uint32_t>> partial([] { return std::vector<uint32_t>(256, 0); });
-    int const slab = 8;
-    tbb::parallel_for(0, (depth + slab - 1) / slab, [&](int i) {
-        int const z = i * slab;
-        TezVolumeStatistics::Instance().ComputeHistogram(m_chunk.get() + uint64_t(z) * m_sliceStride, 0, 0, 0, width,
-                                                         height, std::min(slab, depth - z), m_bitsPerPixel, m_rowStride,
-                                                         m_sliceStride, partial.local().data());
-    });
-    partial.combine_each([&](std::vector<uint32_t> const& counts) {
-        for (size_t bin = 0; bin < 256; ++bin)
-            table[bin] += counts[bin];
     });
 }
 
@@ -630,7 +684,6 @@ bool TezVoxelOctreeBuilder::Run(TezProgress& progress)
         return false;
 
     int const blocksInRow = m_plan.blocksInRow;
-    std::vector<uint32_t> table(256, 0);
     progress.Start(uint64_t(CeilDiv(m_source.GetDepth(), m_plan.blockSize)) * uint64_t(blocksInRow) *
                    uint64_t(blocksInRow));
     for (int bz = 0; bz < blocksInRow; ++bz)
@@ -638,18 +691,31 @@ bool TezVoxelOctreeBuilder::Run(TezProgress& progress)
             for (int bx = 0; bx < blocksInRow; bx += m_plan.blocksX) {
                 Pass const pass{bx, by, bz, std::min(m_plan.blocksX, blocksInRow - bx),
                                 std::min(m_plan.rowsPerPass, blocksInRow - by)};
-                if (!BuildPass(pass, table, progress))
+                if (!BuildPass(pass, progress))
                     return false;
             }
     m_chunk.reset();
     m_interpolation = std::vector<uint8_t>();
 
     ArrangeTree();
-    Summarise(table);
+    Summarise(CollectHistogram());
     return true;
 }
 
-// The slab holds rowsPerPass rows of blocksX blocks, one block deep.
+// The threads' tables in one, without the zeros sampled outside the source.
+std::vector<uint32_t> TezVoxelOctreeBuilder::CollectHistogram()
+{
+    std::vector<uint32_t> table(256, 0);
+    for (Worker const& worker : m_workers)
+        for (size_t i = 0; i < worker.counts.size(); ++i)
+            table[i % 256] += worker.counts[i];
+    table[0] -= uint32_t(m_padding);
+    return table;
+}
+
+// The slab holds rowsPerPass rows of blocksX blocks, one block deep. It is
+// allocated by the first pass that copies: a source that holds its voxels in
+// memory may never need it.
 void TezVoxelOctreeBuilder::PrepareBuffers()
 {
     uint64_t const blockSize = uint64_t(m_plan.blockSize);
@@ -658,11 +724,6 @@ void TezVoxelOctreeBuilder::PrepareBuffers()
     m_rowStride = uint64_t(m_bytesPerVoxel) * chunkWidth;
     m_sliceStride = m_rowStride * chunkHeight;
     m_chunkBytes = m_sliceStride * blockSize;
-    m_chunk = AllocateSlab(m_chunkBytes);
-    if (!m_chunk)
-        throw std::bad_alloc();
-    m_chunkZero = true;
-    m_interpolation.resize(2 * m_sliceStride);
 }
 
 // Fresh pools with the full tree above the blocks in place.
@@ -680,12 +741,13 @@ bool TezVoxelOctreeBuilder::PreparePools()
 
 // Builds the pass's blocks, or clears them where they lie outside the
 // source; false when the pools ran out or the host asks to stop.
-bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress)
+bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, TezProgress& progress)
 {
     int const blockSize = m_plan.blockSize;
     if (pass.bx * blockSize < m_source.GetWidth() && pass.by * blockSize < m_source.GetHeight() &&
         pass.bz * blockSize < m_source.GetDepth()) {
-        ReadChunk(pass, table, progress);
+        if (!ViewChunk(pass))
+            ReadChunk(pass, progress);
         BuildBlocks(pass);
     } else {
         ClearBlocks(pass);
@@ -698,9 +760,25 @@ bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, std::vector<uint32_t>& t
     return !progress.StopRequested();
 }
 
+// Samples the pass's blocks where the source holds them, when it holds all
+// of them in memory at the build's depth.
+bool TezVoxelOctreeBuilder::ViewChunk(Pass const& pass)
+{
+    int const blockSize = m_plan.blockSize;
+    uint8_t const* voxels = nullptr;
+    uint64_t rowStride = 0, sliceStride = 0;
+    if (!m_source.ViewBox(pass.bx * blockSize, pass.by * blockSize, pass.bz * blockSize, pass.countX * blockSize,
+                          pass.countY * blockSize, blockSize, m_bitsPerPixel, voxels, rowStride, sliceStride))
+        return false;
+    m_view = voxels;
+    m_viewRow = rowStride;
+    m_viewSlice = sliceStride;
+    return true;
+}
+
 // The part of the source under the pass, zero beyond its edges, into the
-// slab; its values join the histogram.
-void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress)
+// slab, which the blocks are then sampled from.
+void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, TezProgress const& progress)
 {
     int const blockSize = m_plan.blockSize;
     int const x = pass.bx * blockSize;
@@ -712,6 +790,13 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     // The first read lands on a slab that is still all zero. Later, a source
     // that writes all of the box leaves only its surroundings to clear,
     // which saves a pass over the whole slab.
+    if (!m_chunk) {
+        m_chunk = AllocateSlab(m_chunkBytes);
+        if (!m_chunk)
+            throw std::bad_alloc();
+        m_chunkZero = true;
+        m_interpolation.resize(2 * m_sliceStride);
+    }
     bool const fills = m_source.CopyFillsBox();
     if (!m_chunkZero) {
         if (fills)
@@ -729,7 +814,12 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     }
     if (fills && !copied)
         ZeroChunk();
-    AddHistogram(boxWidth, boxHeight, boxDepth, table);
+    m_view = m_chunk.get();
+    m_viewRow = m_rowStride;
+    m_viewSlice = m_sliceStride;
+    uint64_t const blockVoxels = uint64_t(blockSize) * uint64_t(blockSize) * uint64_t(blockSize);
+    m_padding += uint64_t(pass.countX) * uint64_t(pass.countY) * blockVoxels -
+                 uint64_t(boxWidth) * uint64_t(boxHeight) * uint64_t(boxDepth);
 }
 
 // The pass's blocks in parallel, each into its own record of what it took,
@@ -739,9 +829,9 @@ void TezVoxelOctreeBuilder::BuildBlocks(Pass const& pass)
     int const count = pass.countX * pass.countY;
     std::vector<Taken> taken(static_cast<size_t>(count));
     tbb::parallel_for(tbb::blocked_range<int>(0, count), [&](tbb::blocked_range<int> const& blocks) {
-        uint8_t* brick = m_scratch.local().data();
+        Worker& worker = m_workers.local();
         for (int n = blocks.begin(); n < blocks.end() && !m_stop.load(std::memory_order_relaxed); ++n)
-            BuildBlock(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz, pass.bx, pass.by, brick,
+            BuildBlock(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz, pass.bx, pass.by, worker,
                        taken[size_t(n)]);
     });
     for (Taken const& block : taken) {

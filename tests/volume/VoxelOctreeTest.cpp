@@ -319,6 +319,54 @@ TEST(TezVoxelOctree, SavedBytesStayTheSame)
 }
 
 namespace {
+// The same voxels offered only through Copy, so the build reads them into
+// its slab instead of sampling them where they lie.
+class CopiedVolume : public TezVolumeData
+{
+public:
+    explicit CopiedVolume(TezRef<TezMemoryVolume> volume) : m_volume(std::move(volume)) {}
+    uint32_t Type() const override { return m_volume->Type(); }
+    TezString const& TypeName() const override { return m_volume->TypeName(); }
+    bool IsValid() const override { return m_volume->IsValid(); }
+    int GetWidth() const override { return m_volume->GetWidth(); }
+    int GetHeight() const override { return m_volume->GetHeight(); }
+    int GetDepth() const override { return m_volume->GetDepth(); }
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override
+    {
+        return m_volume->Copy(buffer, x, y, z, width, height, depth, bitsPerPixel, rowStride, sliceStride,
+                              interpolationBuffers);
+    }
+
+private:
+    TezRef<TezMemoryVolume> m_volume;
+};
+} // namespace
+
+// A source that holds whole blocks in memory is sampled where it lies; the
+// tree must not change by that. The first slab lies inside the source, the
+// second reaches past its last slice and is copied either way.
+TEST(TezVoxelOctree, SamplingInPlaceBuildsTheSameTree)
+{
+    int const w = 256, h = 256, d = 260;
+    std::vector<uint16_t> wide(size_t(w) * h * d);
+    std::mt19937 random(3);
+    for (size_t i = 0; i < wide.size(); ++i)
+        wide[i] = (i / 9000) % 4 == 0 ? uint16_t(random()) : uint16_t(300 * ((i / 70000) % 3));
+    TezRef<TezMemoryVolume> const sources[2] = {TezMemoryVolume::Create8(w, h, d, MakeBlobs(w, h, d, 4)),
+                                                TezMemoryVolume::Create16(w, h, d, wide)};
+    for (TezRef<TezMemoryVolume> const& source : sources) {
+        int const bits = source->GetBitsPerPixel();
+        auto inPlace = Build(source, bits);
+        auto copied = TezVoxelOctree::CreateFromVolumeData("test", TezRef<TezVolumeData>(new CopiedVolume(source)), 0.5,
+                                                           bits, 512);
+        ASSERT_TRUE(inPlace && copied);
+        EXPECT_GT(inPlace->GetLeafPool().GetNumElements(), 200u);
+        EXPECT_EQ(ArchiveDigest(*inPlace, "in-place.tez"), ArchiveDigest(*copied, "copied.tez")) << bits << " bits";
+    }
+}
+
+namespace {
 class StoppingUI : public TezUICallback
 {
 public:
