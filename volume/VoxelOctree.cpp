@@ -112,6 +112,32 @@ void AddBrickHistogram(T const* brick, bool uniform, uint32_t* counts)
     }
 }
 
+// Levels of bricks in a block of at most 256 voxels: edges 256 down to 16.
+constexpr int kBlockLevels = 5;
+
+// Puts a child's brick, halved, into octant k of its parent's brick: every
+// other voxel along each axis, which is what sampling the parent's cube
+// directly would pick. A uniform child fills its octant with its value.
+template <typename T>
+void ShrinkIntoOctant(T const* child, bool uniform, int k, T* parent)
+{
+    constexpr int kHalf = kBrickEdge / 2;
+    T* octant = parent + ((k >> 2) & 1) * kHalf * kBrickEdge * kBrickEdge + ((k >> 1) & 1) * kHalf * kBrickEdge +
+                (k & 1) * kHalf;
+    for (int z = 0; z < kHalf; ++z)
+        for (int y = 0; y < kHalf; ++y) {
+            T* out = octant + (z * kBrickEdge + y) * kBrickEdge;
+            T const* in = child + (2 * z * kBrickEdge + 2 * y) * kBrickEdge;
+            if (uniform) {
+                for (int x = 0; x < kHalf; ++x)
+                    out[x] = child[0];
+            } else {
+                for (int x = 0; x < kHalf; ++x)
+                    out[x] = in[2 * x];
+            }
+        }
+}
+
 // Nodes of a full tree from the 16-voxel level up to a cube of edge `edge`:
 // 1 + 8 + 64 + ..., one term per doubling.
 uint32_t FullTreeCount(int edge)
@@ -217,8 +243,11 @@ private:
     // its part of the histogram, four interleaved tables of 256 bins.
     struct Worker
     {
-        explicit Worker(size_t brickBytes) : brick(brickBytes), counts(4 * 256, 0) {}
-        std::vector<uint8_t> brick;
+        explicit Worker(size_t brickBytes) : bytes(brickBytes), bricks(kBlockLevels * brickBytes), counts(4 * 256, 0) {}
+        // The sample of the cube being built at each depth below the block.
+        uint8_t* Brick(int depth) { return bricks.data() + size_t(depth) * bytes; }
+        size_t bytes;
+        std::vector<uint8_t> bricks;
         std::vector<uint32_t> counts;
     };
     // One pass: a row of blocks along x, rowsPerPass rows deep in y.
@@ -243,7 +272,8 @@ private:
     template <typename T>
     Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
     Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
-    uint32_t BuildNode(int ox, int oy, int oz, int edge, Worker& worker, Taken& taken);
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken, Sample& sample);
+    Sample Summarise(uint8_t const* brick) const;
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
     void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, Worker& worker, Taken& taken);
     void PutInBlockOrder();
@@ -408,32 +438,82 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
     node.children |= TezNodeFlagBit;
 }
 
-// Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
-// and answers the pool index of their octet, or 0 when the cube needs none:
-// eight uniform, equal and childless children are represented by the parent.
-uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, Worker& worker, Taken& taken)
+// The average and uniform flag of a brick made from its children.
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::Summarise(uint8_t const* brick) const
 {
-    int const half = edge / 2;
-    if (half < kBrickEdge)
+#if defined(__SSE2__)
+    __m128i const zero = _mm_setzero_si128();
+    __m128i sums = zero;
+    __m128i same = _mm_set1_epi8(char(0xFF));
+    auto const* in = reinterpret_cast<__m128i const*>(brick);
+    if (m_bytesPerVoxel == 1) {
+        __m128i const first = _mm_set1_epi8(char(brick[0]));
+        for (int i = 0; i < kBrickVoxels / 16; ++i) {
+            __m128i const v = _mm_loadu_si128(in + i);
+            sums = _mm_add_epi64(sums, _mm_sad_epu8(v, zero));
+            same = _mm_and_si128(same, _mm_cmpeq_epi8(v, first));
+        }
+        uint64_t lanes[2];
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+        return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t((lanes[0] + lanes[1]) / kBrickVoxels)};
+    }
+    __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(brick)));
+    for (int i = 0; i < 2 * kBrickVoxels / 16; ++i) {
+        __m128i const v = _mm_loadu_si128(in + i);
+        sums = _mm_add_epi32(sums, _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
+        same = _mm_and_si128(same, _mm_cmpeq_epi16(v, first));
+    }
+    uint32_t lanes[4];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+    uint64_t const sum = uint64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
+    return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t(sum / kBrickVoxels)};
+#else
+    auto summarise = [](auto const* voxels) {
+        uint64_t sum = 0;
+        bool uniform = true;
+        for (int i = 0; i < kBrickVoxels; ++i) {
+            sum += voxels[i];
+            uniform = uniform && voxels[i] == voxels[0];
+        }
+        return Sample{uniform, uint32_t(sum / kBrickVoxels)};
+    };
+    if (m_bytesPerVoxel == 1)
+        return summarise(brick);
+    return summarise(reinterpret_cast<uint16_t const*>(brick));
+#endif
+}
+
+// Builds the cube of edge `edge` at (ox, oy, oz) of the chunk: its sample,
+// into the worker's brick at `depth`, and below the full resolution the
+// children it needs. Answers the pool index of their octet, or 0 when the
+// cube needs none: eight uniform, equal and childless children are
+// represented by the parent. Only the full resolution reads the chunk; each
+// coarser sample is made from the samples of its children.
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken,
+                                          Sample& sample)
+{
+    uint8_t* brick = worker.Brick(depth);
+    if (edge <= kBrickEdge) {
+        sample = SampleCube(ox, oy, oz, edge, brick);
+        // Every voxel is sampled once at full resolution: the histogram comes
+        // from there, without a pass of its own over the source.
+        if (m_bytesPerVoxel == 1)
+            AddBrickHistogram(brick, sample.uniform, worker.counts.data());
+        else
+            AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, worker.counts.data());
         return 0;
+    }
+    int const half = edge / 2;
+    uint8_t* childBrick = worker.Brick(depth + 1);
     uint32_t octet = 0;
     uint32_t previous = 0;
     for (int k = 0; k < 8; ++k) {
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
-        uint32_t const childFirst = BuildNode(cx, cy, cz, half, worker, taken);
-        uint8_t* brick = worker.brick.data();
-        Sample const sample = SampleCube(cx, cy, cz, half, brick);
-        // Every voxel is sampled once at full resolution: the histogram comes
-        // from there, without a pass of its own over the source.
-        if (half == kBrickEdge) {
-            if (m_bytesPerVoxel == 1)
-                AddBrickHistogram(brick, sample.uniform, worker.counts.data());
-            else
-                AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, worker.counts.data());
-        }
-        if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
+        Sample child{true, 0};
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, depth + 1, worker, taken, child);
+        if (octet == 0 && (!child.uniform || childFirst > 0 || (k > 0 && child.average != previous))) {
             uint64_t const first = m_tree.m_nodePool.Allocate(8);
             if (first == TezMemoryPoolBase::InvalidIndex) {
                 m_stop = true;
@@ -447,13 +527,19 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, Work
                 passed.data = previous;
             }
         }
-        previous = sample.average;
+        previous = child.average;
         if (octet != 0) {
-            TezVoxelOctreeNode& child = Node(octet + k);
-            child.children = (child.children & TezNodeFlagBit) | childFirst;
-            StoreNode(octet + k, sample, brick, taken);
+            TezVoxelOctreeNode& node = Node(octet + k);
+            node.children = (node.children & TezNodeFlagBit) | childFirst;
+            StoreNode(octet + k, child, childBrick, taken);
         }
+        if (m_bytesPerVoxel == 1)
+            ShrinkIntoOctant(childBrick, child.uniform, k, brick);
+        else
+            ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), child.uniform, k,
+                             reinterpret_cast<uint16_t*>(brick));
     }
+    sample = Summarise(brick);
     return octet;
 }
 
@@ -462,11 +548,11 @@ void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int c
     int const edge = m_plan.blockSize;
     int const ox = (bx - chunkX) * edge;
     int const oy = (by - chunkY) * edge;
-    uint32_t const first = BuildNode(ox, oy, 0, edge, worker, taken);
+    Sample sample{true, 0};
+    uint32_t const first = BuildNode(ox, oy, 0, edge, 0, worker, taken, sample);
     uint32_t const index = BlockNode(bx, by, bz);
     Node(index).children = first;
-    uint8_t* brick = worker.brick.data();
-    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick, taken);
+    StoreNode(index, sample, worker.Brick(0), taken);
 }
 
 // Links the full levels above the blocks and gives each of their nodes the
