@@ -262,6 +262,26 @@ private:
     {
         std::vector<uint32_t> octets; // first node of each
         std::vector<uint32_t> bricks;
+        void Append(Taken const& other)
+        {
+            octets.insert(octets.end(), other.octets.begin(), other.octets.end());
+            bricks.insert(bricks.end(), other.bricks.begin(), other.bricks.end());
+        }
+    };
+    // A cube's octet while its children join it in order: the first node
+    // (0 until a child needs it) and the value of the child before.
+    struct Octet
+    {
+        uint32_t first = 0;
+        uint32_t previous = 0;
+    };
+    // One eighth of a block, built by itself: what it took, its sample and
+    // the octet of its own children.
+    struct Part
+    {
+        Taken taken;
+        Sample sample{true, 0};
+        uint32_t first = 0;
     };
     // What each thread that builds blocks keeps: a brick to sample into and
     // its part of the histogram, four interleaved tables of 256 bins.
@@ -302,7 +322,10 @@ private:
     uint32_t BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken, Sample& sample);
     Sample Summarise(uint8_t const* brick) const;
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
-    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, Worker& worker, Taken& taken);
+    bool JoinChild(int k, uint32_t childFirst, Sample const& child, uint8_t const* childBrick, Octet& octet,
+                   uint8_t* brick, Taken& taken);
+    void StartBlock(Pass const& pass, int n, Worker& worker) const;
+    void FinishBlock(Pass const& pass, int n, Part const* parts, uint8_t const* partBricks, Worker& worker);
     void PutInBlockOrder();
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
@@ -558,58 +581,96 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, int 
     }
     int const half = edge / 2;
     uint8_t* childBrick = worker.Brick(depth + 1);
-    uint32_t octet = 0;
-    uint32_t previous = 0;
+    Octet octet;
     for (int k = 0; k < 8; ++k) {
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
         Sample child{true, 0};
         uint32_t const childFirst = BuildNode(cx, cy, cz, half, depth + 1, worker, taken, child);
-        if (octet == 0 && (!child.uniform || childFirst > 0 || (k > 0 && child.average != previous))) {
-            uint64_t const first = m_tree.m_nodePool.Allocate(8);
-            if (first == TezMemoryPoolBase::InvalidIndex) {
-                m_stop = true;
-                return 0;
-            }
-            octet = uint32_t(first);
-            taken.octets.push_back(octet);
-            for (int j = 0; j < k; ++j) {
-                TezVoxelOctreeNode& passed = Node(octet + j);
-                passed.children = 0;
-                passed.data = previous;
-            }
-        }
-        previous = child.average;
-        if (octet != 0) {
-            TezVoxelOctreeNode& node = Node(octet + k);
-            node.children = (node.children & TezNodeFlagBit) | childFirst;
-            StoreNode(octet + k, child, childBrick, taken);
-        }
-        if (m_bytesPerVoxel == 1)
-            ShrinkIntoOctant(childBrick, child.uniform, k, brick);
-        else
-            ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), child.uniform, k,
-                             reinterpret_cast<uint16_t*>(brick));
+        if (!JoinChild(k, childFirst, child, childBrick, octet, brick, taken))
+            return 0;
     }
     sample = Summarise(brick);
-    return octet;
+    return octet.first;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, Worker& worker, Taken& taken)
+// Joins child k, built, to its cube: the octet is taken at the first child
+// that is not uniform, has children or differs from the ones before it
+// (which then become uniform nodes of their common value); the child's
+// brick is stored and, halved, becomes part of the cube's. False when the
+// pools ran out.
+bool TezVoxelOctreeBuilder::JoinChild(int k, uint32_t childFirst, Sample const& child, uint8_t const* childBrick,
+                                      Octet& octet, uint8_t* brick, Taken& taken)
+{
+    if (octet.first == 0 && (!child.uniform || childFirst > 0 || (k > 0 && child.average != octet.previous))) {
+        uint64_t const first = m_tree.m_nodePool.Allocate(8);
+        if (first == TezMemoryPoolBase::InvalidIndex) {
+            m_stop = true;
+            return false;
+        }
+        octet.first = uint32_t(first);
+        taken.octets.push_back(octet.first);
+        for (int j = 0; j < k; ++j) {
+            TezVoxelOctreeNode& passed = Node(octet.first + j);
+            passed.children = 0;
+            passed.data = octet.previous;
+        }
+    }
+    octet.previous = child.average;
+    if (octet.first != 0) {
+        TezVoxelOctreeNode& node = Node(octet.first + k);
+        node.children = (node.children & TezNodeFlagBit) | childFirst;
+        StoreNode(octet.first + k, child, childBrick, taken);
+    }
+    if (m_bytesPerVoxel == 1)
+        ShrinkIntoOctant(childBrick, child.uniform, k, brick);
+    else
+        ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), child.uniform, k,
+                         reinterpret_cast<uint16_t*>(brick));
+    return true;
+}
+
+// Points the worker at block n of the pass (its corner in the chunk).
+void TezVoxelOctreeBuilder::StartBlock(Pass const& pass, int n, Worker& worker) const
 {
     int const edge = m_plan.blockSize;
-    int const ox = (bx - chunkX) * edge;
-    int const oy = (by - chunkY) * edge;
-    worker.blockX = ox;
-    worker.blockY = oy;
+    worker.blockX = (n % pass.countX) * edge;
+    worker.blockY = (n / pass.countX) * edge;
     worker.blockZ = 0;
     worker.blockBricks = edge / kBrickEdge;
-    Sample sample{true, 0};
-    uint32_t const first = BuildNode(ox, oy, 0, edge, 0, worker, taken, sample);
-    uint32_t const index = BlockNode(bx, by, bz);
+}
+
+// Joins the eight parts of block n (one part, the whole block, when the
+// block is a single brick) in the order a build of the whole block would
+// take them, then stores the block's node.
+void TezVoxelOctreeBuilder::FinishBlock(Pass const& pass, int n, Part const* parts, uint8_t const* partBricks,
+                                        Worker& worker)
+{
+    Taken taken;
+    Sample sample = parts[0].sample;
+    uint32_t first = parts[0].first;
+    uint8_t const* brick = partBricks;
+    if (m_plan.blockSize > kBrickEdge) {
+        uint8_t* joined = worker.Brick(0);
+        Octet octet;
+        for (int k = 0; k < 8; ++k) {
+            taken.Append(parts[k].taken);
+            if (!JoinChild(k, parts[k].first, parts[k].sample, partBricks + size_t(k) * m_brickBytes, octet, joined,
+                           taken))
+                return;
+        }
+        sample = Summarise(joined);
+        first = octet.first;
+        brick = joined;
+    } else {
+        taken.Append(parts[0].taken);
+    }
+    uint32_t const index = BlockNode(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz);
     Node(index).children = first;
-    StoreNode(index, sample, worker.Brick(0), taken);
+    StoreNode(index, sample, brick, taken);
+    m_octetOrder.insert(m_octetOrder.end(), taken.octets.begin(), taken.octets.end());
+    m_brickOrder.insert(m_brickOrder.end(), taken.bricks.begin(), taken.bricks.end());
 }
 
 // Links the full levels above the blocks and gives each of their nodes the
@@ -965,22 +1026,33 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, TezProgress const& progr
                  uint64_t(boxWidth) * uint64_t(boxHeight) * uint64_t(boxDepth);
 }
 
-// The pass's blocks in parallel, each into its own record of what it took,
-// which joins the block order afterwards in block order.
+// The pass's blocks in parallel, in eighths so that a few blocks keep every
+// thread busy to the end. Each part keeps its own record of what it took;
+// the blocks join their parts, and the block order, afterwards in order.
 void TezVoxelOctreeBuilder::BuildBlocks(Pass const& pass)
 {
     int const count = pass.countX * pass.countY;
-    std::vector<Taken> taken(static_cast<size_t>(count));
-    tbb::parallel_for(tbb::blocked_range<int>(0, count), [&](tbb::blocked_range<int> const& blocks) {
+    int const edge = m_plan.blockSize;
+    int const parts = edge > kBrickEdge ? 8 : 1;
+    std::vector<Part> built(size_t(count) * size_t(parts));
+    std::vector<uint8_t> bricks(built.size() * m_brickBytes);
+    tbb::parallel_for(tbb::blocked_range<int>(0, count * parts, 1), [&](tbb::blocked_range<int> const& range) {
         Worker& worker = m_workers.local();
-        for (int n = blocks.begin(); n < blocks.end() && !m_stop.load(std::memory_order_relaxed); ++n)
-            BuildBlock(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz, pass.bx, pass.by, worker,
-                       taken[size_t(n)]);
+        for (int n = range.begin(); n < range.end() && !m_stop.load(std::memory_order_relaxed); ++n) {
+            int const block = n / parts, k = n % parts;
+            StartBlock(pass, block, worker);
+            Part& part = built[size_t(n)];
+            int const depth = parts == 8 ? 1 : 0;
+            int const half = parts == 8 ? edge / 2 : edge;
+            part.first = BuildNode(worker.blockX + (k & 1) * half, worker.blockY + ((k >> 1) & 1) * half,
+                                   ((k >> 2) & 1) * half, half, depth, worker, part.taken, part.sample);
+            std::memcpy(bricks.data() + size_t(n) * m_brickBytes, worker.Brick(depth), m_brickBytes);
+        }
     });
-    for (Taken const& block : taken) {
-        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
-        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
-    }
+    Worker& worker = m_workers.local();
+    for (int n = 0; n < count && !m_stop; ++n)
+        FinishBlock(pass, n, &built[size_t(n) * size_t(parts)], bricks.data() + size_t(n) * parts * m_brickBytes,
+                    worker);
 }
 
 // Blocks outside the source are empty: uniform 0, no children.
