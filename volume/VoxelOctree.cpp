@@ -12,6 +12,10 @@
 #if defined(__SSE2__)
 #    include <emmintrin.h>
 #endif
+#if defined(__x86_64__) && defined(__GNUC__)
+#    include <immintrin.h>
+#    define TEZ_OCTREE_WIDE_VECTORS 1
+#endif
 
 #include <algorithm>
 #include <atomic>
@@ -84,18 +88,109 @@ bool RowIsOneBin(T const* row, unsigned bin)
 #endif
 }
 
+// True when every voxel of a 16-bit brick has the same high byte, its
+// histogram bin: then the high bytes of the AND and the OR of them all agree.
+bool BrickIsOneBin(uint16_t const* brick)
+{
+#if defined(__SSE2__)
+    auto const* in = reinterpret_cast<__m128i const*>(brick);
+    __m128i all = _mm_set1_epi8(char(0xFF)), any = _mm_setzero_si128();
+    for (int i = 0; i < kBrickVoxels / 8; ++i) {
+        __m128i const v = _mm_loadu_si128(in + i);
+        all = _mm_and_si128(all, v);
+        any = _mm_or_si128(any, v);
+    }
+    __m128i const high = _mm_set1_epi16(short(0xFF00));
+    all = _mm_and_si128(all, high);
+    any = _mm_and_si128(any, high);
+    // Every lane must agree, and the lanes with each other.
+    uint16_t a[8], o[8];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(a), all);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(o), any);
+    uint16_t andAll = 0xFFFF, orAll = 0;
+    for (int i = 0; i < 8; ++i) {
+        andAll &= a[i];
+        orAll |= o[i];
+    }
+    return andAll == orAll;
+#else
+    for (int i = 1; i < kBrickVoxels; ++i)
+        if ((brick[i] >> 8) != (brick[0] >> 8))
+            return false;
+    return true;
+#endif
+}
+
+#if TEZ_OCTREE_WIDE_VECTORS
+// An 8-bit brick whose values lie within 16 of each other, counted one value
+// at a time with 64-byte compares, each byte lane counting its matches (at
+// most 64 a lane): several times faster than an increment per voxel. False,
+// and nothing counted, for a brick whose values spread wider.
+__attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(uint8_t const* brick, uint32_t* counts)
+{
+    constexpr int kValues = 16;
+    constexpr int kRows = kBrickVoxels / 64;
+    __m512i low = _mm512_set1_epi8(char(0xFF)), high = _mm512_setzero_si512();
+    for (int i = 0; i < kRows; ++i) {
+        __m512i const v = _mm512_loadu_si512(brick + 64 * i);
+        low = _mm512_min_epu8(low, v);
+        high = _mm512_max_epu8(high, v);
+    }
+    alignas(64) uint8_t lows[64], highs[64];
+    _mm512_store_si512(lows, low);
+    _mm512_store_si512(highs, high);
+    unsigned least = 255, most = 0;
+    for (int i = 0; i < 64; ++i) {
+        least = std::min<unsigned>(least, lows[i]);
+        most = std::max<unsigned>(most, highs[i]);
+    }
+    if (most - least >= unsigned(kValues))
+        return false;
+    __m512i const base = _mm512_set1_epi8(char(least));
+    __m512i const one = _mm512_set1_epi8(1);
+    __m512i found[kValues];
+    for (__m512i& f : found)
+        f = _mm512_setzero_si512();
+    for (int i = 0; i < kRows; ++i) {
+        __m512i const offset = _mm512_sub_epi8(_mm512_loadu_si512(brick + 64 * i), base);
+        for (int j = 0; j < kValues; ++j)
+            found[j] = _mm512_mask_add_epi8(found[j], _mm512_cmpeq_epi8_mask(offset, _mm512_set1_epi8(char(j))),
+                                            found[j], one);
+    }
+    for (unsigned j = 0; j <= most - least; ++j) {
+        alignas(64) uint64_t sums[8];
+        _mm512_store_si512(sums, _mm512_sad_epu8(found[j], _mm512_setzero_si512()));
+        counts[least + j] += uint32_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
+    }
+    return true;
+}
+#endif
+
 // Adds the voxels of a full-resolution brick to four interleaved tables of
 // 256 bins: consecutive voxels of one value would otherwise wait on each
-// other's increment. A uniform brick counts at once, and so does a row of
-// one bin (air, or 16-bit voxels whose high byte stays put).
+// other's increment. A uniform brick counts at once, and so do a 16-bit
+// brick in one bin and a row of one bin (air, or 16-bit voxels whose high
+// byte stays put). wide: the processor has 64-byte vectors.
 template <typename T>
-void AddBrickHistogram(T const* brick, bool uniform, uint32_t* counts)
+void AddBrickHistogram(T const* brick, bool uniform, bool wide, uint32_t* counts)
 {
     constexpr int kShift = 8 * (int(sizeof(T)) - 1);
     if (uniform) {
         counts[brick[0] >> kShift] += kBrickVoxels;
         return;
     }
+    if constexpr (sizeof(T) == 2) {
+        if (BrickIsOneBin(brick)) {
+            counts[brick[0] >> kShift] += kBrickVoxels;
+            return;
+        }
+    } else {
+#if TEZ_OCTREE_WIDE_VECTORS
+        if (wide && AddNarrowBrickHistogram(brick, counts))
+            return;
+#endif
+    }
+    (void)wide;
     for (int r = 0; r < kBrickEdge * kBrickEdge; ++r) {
         T const* row = brick + r * kBrickEdge;
         unsigned const bin = unsigned(row[0] >> kShift);
@@ -237,6 +332,18 @@ int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bits
     return INT32_MAX;
 }
 
+namespace {
+bool HasWideVectors()
+{
+#if TEZ_OCTREE_WIDE_VECTORS
+    static bool const has = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
+    return has;
+#else
+    return false;
+#endif
+}
+} // namespace
+
 // The build of one octree; lives for one CreateFromVolumeData call.
 class TezVoxelOctreeBuilder
 {
@@ -341,6 +448,7 @@ private:
     TezVoxelOctreePlan const& m_plan;
     int m_bytesPerVoxel;
     int m_bitsPerPixel;
+    bool m_wideVectors = HasWideVectors();
     size_t m_brickBytes;
     uint64_t m_rowStride = 0;
     uint64_t m_sliceStride = 0;
@@ -574,9 +682,10 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, int 
         // Every voxel is sampled once at full resolution: the histogram comes
         // from there, without a pass of its own over the source.
         if (m_bytesPerVoxel == 1)
-            AddBrickHistogram(brick, sample.uniform, worker.counts.data());
+            AddBrickHistogram(brick, sample.uniform, m_wideVectors, worker.counts.data());
         else
-            AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, worker.counts.data());
+            AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, m_wideVectors,
+                              worker.counts.data());
         return 0;
     }
     int const half = edge / 2;

@@ -318,6 +318,59 @@ TEST(TezVoxelOctree, SavedBytesStayTheSame)
     EXPECT_EQ(ArchiveDigest(*tree16, "golden-16.tez"), 8862878692006235161ull);
 }
 
+// The histogram is counted brick by brick while the tree is sampled, with
+// shortcuts for bricks of one value, of a narrow spread and of one 16-bit
+// bin; it must still be the plain count of the source's voxels, whatever
+// the padding around a ragged source.
+TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
+{
+    int const w = 270, h = 64, d = 48;
+    size_t const n = size_t(w) * h * d;
+    std::mt19937 random(17);
+    std::vector<uint8_t> narrow(n);
+    std::vector<uint16_t> wide(n);
+    for (size_t i = 0; i < n; ++i) {
+        int const x = int(i % size_t(w));
+        // Air, a narrow band of noise, a wide one, and a band at the top of
+        // the range, 32 voxels each along x.
+        int const band = (x / 32) % 4;
+        narrow[i] = band == 0   ? 0
+                    : band == 1 ? uint8_t(60 + random() % 12)
+                    : band == 2 ? uint8_t(random())
+                                : uint8_t(244 + random() % 12);
+        wide[i] = band == 0   ? 0
+                  : band == 1 ? uint16_t(0x0400 + random() % 200)
+                  : band == 2 ? uint16_t(random())
+                              : uint16_t(0xFFF0 + random() % 16);
+    }
+    auto expect = [&](TezVoxelOctree const& tree, auto const& voxels, int shift) {
+        std::vector<uint32_t> counts(256, 0);
+        for (auto v : voxels)
+            ++counts[size_t(v >> shift)];
+        float const scale = 1.0f / float(double(n));
+        ASSERT_EQ(tree.GetHistogram().size(), 256u);
+        for (size_t bin = 0; bin < 256; ++bin)
+            ASSERT_EQ(tree.GetHistogram()[bin], float(counts[bin]) * scale) << "bin " << bin;
+    };
+    auto tree8 = Build(TezMemoryVolume::Create8(w, h, d, narrow), 8);
+    ASSERT_TRUE(tree8);
+    expect(*tree8, narrow, 0);
+    auto tree16 = Build(TezMemoryVolume::Create16(w, h, d, wide), 16);
+    ASSERT_TRUE(tree16);
+    expect(*tree16, wide, 8);
+    // Whole blocks sampled where they lie.
+    std::vector<uint8_t> cube(size_t(256) * 256 * 256);
+    for (size_t i = 0; i < cube.size(); ++i)
+        cube[i] = (i / 4096) % 3 == 0 ? uint8_t(100 + random() % 9) : uint8_t((i / 65536) % 5);
+    auto tree = Build(TezMemoryVolume::Create8(256, 256, 256, cube), 8);
+    ASSERT_TRUE(tree);
+    std::vector<uint32_t> counts(256, 0);
+    for (uint8_t v : cube)
+        ++counts[v];
+    for (size_t bin = 0; bin < 256; ++bin)
+        ASSERT_EQ(tree->GetHistogram()[bin], float(counts[bin]) * (1.0f / float(double(cube.size())))) << bin;
+}
+
 namespace {
 // The same voxels offered only through Copy, so the build reads them into
 // its slab instead of sampling them where they lie.
