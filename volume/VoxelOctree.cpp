@@ -210,8 +210,8 @@ void AddBrickHistogram(T const* brick, bool uniform, bool wide, uint32_t* counts
 // Levels of bricks in a block of at most 256 voxels: edges 256 down to 16.
 constexpr int kBlockLevels = 5;
 // How many full-resolution bricks ahead of the one being sampled the build
-// asks the memory for.
-constexpr uint32_t kPrefetchBricks = 2;
+// asks the memory for: the next cube of 32 voxels (2, 16 and 32 measured slower).
+constexpr uint32_t kPrefetchBricks = 8;
 
 // The build visits the full-resolution bricks of a block in the order of
 // their coordinates' bits interleaved, x lowest (at most 16 bricks an axis).
