@@ -122,17 +122,53 @@ bool BrickIsOneBin(uint16_t const* brick)
 }
 
 #if TEZ_OCTREE_WIDE_VECTORS
-// An 8-bit brick whose values lie within 16 of each other, counted one value
-// at a time with 64-byte compares, each byte lane counting its matches (at
-// most 64 a lane): several times faster than an increment per voxel. False,
-// and nothing counted, for a brick whose values spread wider.
-__attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(uint8_t const* brick, uint32_t* counts)
+// The 4096 bytes of a brick whose values lie within kValues of `least`,
+// counted one value at a time with 64-byte compares, each byte lane counting
+// its matches (at most 64 a lane).
+template <int kValues>
+__attribute__((target("avx512f,avx512bw"))) void CountNarrowBytes(uint8_t const* bytes, unsigned least, unsigned values,
+                                                                  uint32_t* counts)
 {
-    constexpr int kValues = 16;
     constexpr int kRows = kBrickVoxels / 64;
+    __m512i const base = _mm512_set1_epi8(char(least));
+    __m512i const one = _mm512_set1_epi8(1);
+    __m512i found[kValues];
+    for (__m512i& f : found)
+        f = _mm512_setzero_si512();
+    for (int i = 0; i < kRows; ++i) {
+        __m512i const offset = _mm512_sub_epi8(_mm512_loadu_si512(bytes + 64 * i), base);
+        for (int j = 0; j < kValues; ++j)
+            found[j] = _mm512_mask_add_epi8(found[j], _mm512_cmpeq_epi8_mask(offset, _mm512_set1_epi8(char(j))),
+                                            found[j], one);
+    }
+    for (unsigned j = 0; j < values; ++j) {
+        alignas(64) uint64_t sums[8];
+        _mm512_store_si512(sums, _mm512_sad_epu8(found[j], _mm512_setzero_si512()));
+        counts[least + j] += uint32_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
+    }
+}
+
+// The histogram of a brick whose bins lie within 16 of each other, with
+// 64-byte vectors: several times faster than an increment per voxel. At 16
+// bits the high bytes are gathered first (in any order: a histogram does not
+// care). False, and nothing counted, for a brick whose bins spread wider.
+template <typename T>
+__attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(T const* brick, uint32_t* counts)
+{
+    constexpr int kRows = kBrickVoxels / 64;
+    alignas(64) uint8_t gathered[sizeof(T) == 2 ? kBrickVoxels : 1];
+    uint8_t const* bytes = reinterpret_cast<uint8_t const*>(brick);
+    if constexpr (sizeof(T) == 2) {
+        for (int i = 0; i < kRows; ++i) {
+            __m512i const a = _mm512_srli_epi16(_mm512_loadu_si512(brick + 64 * i), 8);
+            __m512i const b = _mm512_srli_epi16(_mm512_loadu_si512(brick + 64 * i + 32), 8);
+            _mm512_store_si512(gathered + 64 * i, _mm512_packus_epi16(a, b));
+        }
+        bytes = gathered;
+    }
     __m512i low = _mm512_set1_epi8(char(0xFF)), high = _mm512_setzero_si512();
     for (int i = 0; i < kRows; ++i) {
-        __m512i const v = _mm512_loadu_si512(brick + 64 * i);
+        __m512i const v = _mm512_loadu_si512(bytes + 64 * i);
         low = _mm512_min_epu8(low, v);
         high = _mm512_max_epu8(high, v);
     }
@@ -144,24 +180,13 @@ __attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(uint8_t
         least = std::min<unsigned>(least, lows[i]);
         most = std::max<unsigned>(most, highs[i]);
     }
-    if (most - least >= unsigned(kValues))
+    unsigned const values = most - least + 1;
+    if (values <= 4)
+        CountNarrowBytes<4>(bytes, least, values, counts);
+    else if (values <= 16)
+        CountNarrowBytes<16>(bytes, least, values, counts);
+    else
         return false;
-    __m512i const base = _mm512_set1_epi8(char(least));
-    __m512i const one = _mm512_set1_epi8(1);
-    __m512i found[kValues];
-    for (__m512i& f : found)
-        f = _mm512_setzero_si512();
-    for (int i = 0; i < kRows; ++i) {
-        __m512i const offset = _mm512_sub_epi8(_mm512_loadu_si512(brick + 64 * i), base);
-        for (int j = 0; j < kValues; ++j)
-            found[j] = _mm512_mask_add_epi8(found[j], _mm512_cmpeq_epi8_mask(offset, _mm512_set1_epi8(char(j))),
-                                            found[j], one);
-    }
-    for (unsigned j = 0; j <= most - least; ++j) {
-        alignas(64) uint64_t sums[8];
-        _mm512_store_si512(sums, _mm512_sad_epu8(found[j], _mm512_setzero_si512()));
-        counts[least + j] += uint32_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
-    }
     return true;
 }
 #endif
@@ -184,12 +209,11 @@ void AddBrickHistogram(T const* brick, bool uniform, bool wide, uint32_t* counts
             counts[brick[0] >> kShift] += kBrickVoxels;
             return;
         }
-    } else {
-#if TEZ_OCTREE_WIDE_VECTORS
-        if (wide && AddNarrowBrickHistogram(brick, counts))
-            return;
-#endif
     }
+#if TEZ_OCTREE_WIDE_VECTORS
+    if (wide && AddNarrowBrickHistogram(brick, counts))
+        return;
+#endif
     (void)wide;
     for (int r = 0; r < kBrickEdge * kBrickEdge; ++r) {
         T const* row = brick + r * kBrickEdge;
@@ -250,10 +274,26 @@ void ShrinkIntoOctant(T const* child, bool uniform, int k, T* parent)
             if (uniform) {
                 for (int x = 0; x < kHalf; ++x)
                     out[x] = child[0];
-            } else {
-                for (int x = 0; x < kHalf; ++x)
-                    out[x] = in[2 * x];
+                continue;
             }
+#if defined(__SSE2__)
+            // Even voxels: the low byte of each 16-bit pair, or the low
+            // half of each 32-bit pair (sign-extended to pack back exactly).
+            if constexpr (sizeof(T) == 1) {
+                __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in));
+                __m128i const even = _mm_and_si128(v, _mm_set1_epi16(0x00FF));
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(even, even));
+            } else {
+                __m128i const a = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in));
+                __m128i const b = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in) + 1);
+                __m128i const ea = _mm_srai_epi32(_mm_slli_epi32(a, 16), 16);
+                __m128i const eb = _mm_srai_epi32(_mm_slli_epi32(b, 16), 16);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packs_epi32(ea, eb));
+            }
+#else
+            for (int x = 0; x < kHalf; ++x)
+                out[x] = in[2 * x];
+#endif
         }
 }
 

@@ -331,17 +331,16 @@ TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
     std::vector<uint16_t> wide(n);
     for (size_t i = 0; i < n; ++i) {
         int const x = int(i % size_t(w));
-        // Air, a narrow band of noise, a wide one, and a band at the top of
-        // the range, 32 voxels each along x.
-        int const band = (x / 32) % 4;
-        narrow[i] = band == 0   ? 0
-                    : band == 1 ? uint8_t(60 + random() % 12)
-                    : band == 2 ? uint8_t(random())
-                                : uint8_t(244 + random() % 12);
-        wide[i] = band == 0   ? 0
-                  : band == 1 ? uint16_t(0x0400 + random() % 200)
-                  : band == 2 ? uint16_t(random())
-                              : uint16_t(0xFFF0 + random() % 16);
+        // Bands of 32 voxels along x: air, noise over 3 values (bins at 16
+        // bits), over 12, over all of them, over the top 12, and of one bin.
+        uint32_t const r = uint32_t(random());
+        static uint8_t const low8[6] = {0, 60, 100, 0, 244, 30};
+        static uint32_t const spread8[6] = {1, 3, 12, 256, 12, 1};
+        static uint16_t const low16[6] = {0, 0x0380, 0x0200, 0, 0xF400, 0x0400};
+        static uint32_t const spread16[6] = {1, 0x0300, 0x0C00, 0x10000, 0x0C00, 200};
+        int const band = (x / 32) % 6;
+        narrow[i] = uint8_t(low8[band] + r % spread8[band]);
+        wide[i] = uint16_t(low16[band] + r % spread16[band]);
     }
     auto expect = [&](TezVoxelOctree const& tree, auto const& voxels, int shift) {
         std::vector<uint32_t> counts(256, 0);
