@@ -324,7 +324,7 @@ TEST(TezVoxelOctree, SavedBytesStayTheSame)
 // the padding around a ragged source.
 TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
 {
-    int const w = 270, h = 64, d = 48;
+    int const w = 270, h = 64, d = 48; // eight bands and some, ragged in every direction
     size_t const n = size_t(w) * h * d;
     std::mt19937 random(17);
     std::vector<uint8_t> narrow(n);
@@ -332,15 +332,17 @@ TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
     for (size_t i = 0; i < n; ++i) {
         int const x = int(i % size_t(w));
         // Bands of 32 voxels along x: air, noise over 3 values (bins at 16
-        // bits), over 12, over all of them, over the top 12, and of one bin.
+        // bits), over 12, over all of them, over the top 12, of one bin, and
+        // the last two of noise over 12 mixed with air.
         uint32_t const r = uint32_t(random());
-        static uint8_t const low8[6] = {0, 60, 100, 0, 244, 30};
-        static uint32_t const spread8[6] = {1, 3, 12, 256, 12, 1};
-        static uint16_t const low16[6] = {0, 0x0380, 0x0200, 0, 0xF400, 0x0400};
-        static uint32_t const spread16[6] = {1, 0x0300, 0x0C00, 0x10000, 0x0C00, 200};
-        int const band = (x / 32) % 6;
-        narrow[i] = uint8_t(low8[band] + r % spread8[band]);
-        wide[i] = uint16_t(low16[band] + r % spread16[band]);
+        static uint8_t const low8[8] = {0, 60, 100, 0, 244, 30, 70, 244};
+        static uint32_t const spread8[8] = {1, 3, 12, 256, 12, 1, 12, 12};
+        static uint16_t const low16[8] = {0, 0x0380, 0x0200, 0, 0xF400, 0x0400, 0x0500, 0xF400};
+        static uint32_t const spread16[8] = {1, 0x0300, 0x0C00, 0x10000, 0x0C00, 200, 0x0C00, 0x0C00};
+        int const band = (x / 32) % 8;
+        bool const air = band >= 6 && (r >> 20) % 3 == 0;
+        narrow[i] = air ? 0 : uint8_t(low8[band] + r % spread8[band]);
+        wide[i] = air ? 0 : uint16_t(low16[band] + r % spread16[band]);
     }
     auto expect = [&](TezVoxelOctree const& tree, auto const& voxels, int shift) {
         std::vector<uint32_t> counts(256, 0);
