@@ -148,12 +148,13 @@ __attribute__((target("avx512f,avx512bw"))) void CountNarrowBytes(uint8_t const*
     }
 }
 
-// The histogram of a brick whose bins lie within 16 of each other, with
+// The histogram of a brick whose bins lie within 32 of each other, or do
+// once its zeros are set apart, with
 // 64-byte vectors: several times faster than an increment per voxel. At 16
 // bits the high bytes are gathered first (in any order: a histogram does not
 // care). False, and nothing counted, for a brick whose bins spread wider.
 template <typename T>
-__attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(T const* brick, uint32_t* counts)
+__attribute__((target("avx512f,avx512bw,popcnt"))) bool AddNarrowBrickHistogram(T const* brick, uint32_t* counts)
 {
     constexpr int kRows = kBrickVoxels / 64;
     alignas(64) uint8_t gathered[sizeof(T) == 2 ? kBrickVoxels : 1];
@@ -180,13 +181,37 @@ __attribute__((target("avx512f,avx512bw"))) bool AddNarrowBrickHistogram(T const
         least = std::min<unsigned>(least, lows[i]);
         most = std::max<unsigned>(most, highs[i]);
     }
+    if (least == 0 && most > 32) {
+        // Air beside a narrow spread (the edge of a body): zeros are counted
+        // apart, and lie 256 - leastAboveZero past the base of the others,
+        // beyond the values counted from it.
+        __m512i lowAboveZero = _mm512_set1_epi8(char(0xFF));
+        uint64_t zeros = 0;
+        for (int i = 0; i < kRows; ++i) {
+            __m512i const v = _mm512_loadu_si512(bytes + 64 * i);
+            __mmask64 const zero = _mm512_cmpeq_epi8_mask(v, _mm512_setzero_si512());
+            lowAboveZero = _mm512_min_epu8(lowAboveZero, _mm512_mask_blend_epi8(zero, v, _mm512_set1_epi8(char(0xFF))));
+            zeros += uint64_t(_mm_popcnt_u64(zero));
+        }
+        _mm512_store_si512(lows, lowAboveZero);
+        least = 255;
+        for (int i = 0; i < 64; ++i)
+            least = std::min<unsigned>(least, lows[i]);
+        if (most - least >= 32)
+            return false;
+        counts[0] += uint32_t(zeros);
+    }
     unsigned const values = most - least + 1;
-    if (values <= 4)
+    if (values <= 4) {
         CountNarrowBytes<4>(bytes, least, values, counts);
-    else if (values <= 16)
+    } else if (values <= 16) {
         CountNarrowBytes<16>(bytes, least, values, counts);
-    else
+    } else if (values <= 32) {
+        CountNarrowBytes<16>(bytes, least, 16, counts);
+        CountNarrowBytes<16>(bytes, least + 16, values - 16, counts);
+    } else {
         return false;
+    }
     return true;
 }
 #endif

@@ -331,12 +331,12 @@ TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
     std::vector<uint16_t> wide(n);
     for (size_t i = 0; i < n; ++i) {
         int const x = int(i % size_t(w));
-        // Bands of 32 voxels along x: air, noise over 3 values (bins at 16
-        // bits), over 12, over all of them, over the top 12, of one bin, and
-        // the last two of noise over 12 mixed with air.
+        // Bands of 32 voxels along x: air, noise over 3 values (or bins at
+        // 16 bits), over 24 (12 bins), over all of them, over the top 12, of
+        // one value, and the last two of noise over 20 and 12 mixed with air.
         uint32_t const r = uint32_t(random());
         static uint8_t const low8[8] = {0, 60, 100, 0, 244, 30, 70, 244};
-        static uint32_t const spread8[8] = {1, 3, 12, 256, 12, 1, 12, 12};
+        static uint32_t const spread8[8] = {1, 3, 24, 256, 12, 1, 20, 12};
         static uint16_t const low16[8] = {0, 0x0380, 0x0200, 0, 0xF400, 0x0400, 0x0500, 0xF400};
         static uint32_t const spread16[8] = {1, 0x0300, 0x0C00, 0x10000, 0x0C00, 200, 0x0C00, 0x0C00};
         int const band = (x / 32) % 8;
