@@ -149,10 +149,10 @@ __attribute__((target("avx512f,avx512bw"))) void CountNarrowBytes(uint8_t const*
 }
 
 // The histogram of a brick whose bins lie within 32 of each other, or do
-// once its zeros are set apart, with
-// 64-byte vectors: several times faster than an increment per voxel. At 16
-// bits the high bytes are gathered first (in any order: a histogram does not
-// care). False, and nothing counted, for a brick whose bins spread wider.
+// once its zeros are set apart, with 64-byte vectors: several times faster
+// than an increment per voxel. At 16 bits the high bytes are gathered first
+// (in any order: a histogram does not care). False, and nothing counted, for
+// a brick whose bins spread wider.
 template <typename T>
 __attribute__((target("avx512f,avx512bw,popcnt"))) bool AddNarrowBrickHistogram(T const* brick, uint32_t* counts)
 {
