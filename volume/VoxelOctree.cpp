@@ -1361,6 +1361,7 @@ TezVoxelOctree& TezVoxelOctree::operator=(TezVoxelOctree const& other)
     m_dimensions = other.m_dimensions;
     m_leafsPerSlice = other.m_leafsPerSlice;
     m_histogram = other.m_histogram;
+    m_blockMasks = other.m_blockMasks;
     auto& from = const_cast<TezVoxelOctree&>(other);
     m_leafPool.SetElementSize(from.m_leafPool.GetElementSize());
     CopyPool(from.m_nodePool, m_nodePool);
@@ -1415,6 +1416,7 @@ void TezVoxelOctree::Load(TezRef<TezArchive> archive)
 {
     // A histogram or level table larger than this is not an octree's.
     constexpr uint64_t kMaxTable = 1u << 20;
+    m_blockMasks.clear();
     bool first = true;
     for (;;) {
         TezString const tag = archive->ReadTag();

@@ -56,6 +56,11 @@ public:
     TezVoxelOctreeLeafVolumePool& GetLeafPool() { return m_leafPool; }
     TezVoxelOctreeLeafVolumePool const& GetLeafPool() const { return m_leafPool; }
 
+    // Block masks of the bricks under the node states last computed on the
+    // host (TezVoxelOctreeCalculateNodeStates), two words a brick; empty
+    // where there are none. Not saved.
+    std::vector<uint64_t>& GetBlockMasks() { return m_blockMasks; }
+
     // Saving compresses both pools; they expand again on first touch.
     void Save(TezRef<TezArchive> archive);
     void Load(TezRef<TezArchive> archive);
@@ -71,6 +76,7 @@ private:
     TezVoxelOctreeLeafVolumePool m_leafPool;
     std::vector<int32_t> m_leafsPerSlice;
     std::vector<float> m_histogram;
+    std::vector<uint64_t> m_blockMasks;
 };
 
 // The build plan for a source of the given size: tree and block sizes, how the

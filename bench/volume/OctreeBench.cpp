@@ -257,6 +257,7 @@ struct RenderScene
     TezRef<TezVoxelOctree> tree;
     TezOctreeRenderSource source;
     std::vector<float> table = std::vector<float>(256, 0.0f);
+    std::vector<uint64_t> masks;
     TezOctreeDevice::Camera camera;
     TezMatrix44<float> matrix;
 
@@ -277,6 +278,8 @@ struct RenderScene
         source.leaves = leaves.GetCUDA();
         source.nodeCount = int32_t(nodes.GetNumElements());
         TezCalculateOctreeNodeStates(source, table.data(), false);
+        TezCalculateOctreeBlockMasks(source, table.data(), masks);
+        source.blockMasks = masks.data();
         source.statesValid = true;
 
         TezRef<TezCameraView> view = TezCameraView::Create();

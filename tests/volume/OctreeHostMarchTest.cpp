@@ -1,10 +1,11 @@
-// The host loops' march (re-entry into the last path, empty subtrees stepped
-// over) against the restart-from-root march, ray by ray, on a built tree.
+// The host loops' march (re-entry into the last path, empty subtrees and
+// empty blocks of bricks stepped over) against the restart-from-root march, ray by ray, on a built tree.
 
 #include "volume/device/OctreeHostMarch.h"
 #include "OctreeTestTrees.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
+#include "volume/device/OctreeLaunch.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include <gtest/gtest.h>
@@ -99,6 +100,9 @@ TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
         const std::vector<float> table = StepTable();
         TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
         ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+        std::vector<uint64_t> masks;
+        ASSERT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
+        source.blockMasks = masks.data();
         source.statesValid = true;
         // World = voxels; the transform takes it to the unit cube.
         const float s = 1.0f / 512.0f;
@@ -122,6 +126,60 @@ TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
                               : ExpectSameMarches<uint16_t>(viewed, view.camera, transform);
         }
         EXPECT_GT(hits, 100);
+
+        // The masks are what makes the blocks stepped over: fewer voxels read.
+        MarchCounters with{0, 0}, without{0, 0};
+        Octree masked = TezMakeOctreeRecord(source), plain = masked;
+        plain.blockMasks = nullptr;
+        const Camera& cam = views[0].camera;
+        for (int y = 0; y < cam.height; ++y)
+            for (int x = 0; x < cam.width; ++x) {
+                Ray ray;
+                if (!SetUpRay(cam, transform, x, y, DefaultRangeFunction{}, ray))
+                    continue;
+                if (bits == 8) {
+                    MarchWithPath<uint8_t>(masked, ray, table.data(), false, ray.tEntry, &with);
+                    MarchWithPath<uint8_t>(plain, ray, table.data(), false, ray.tEntry, &without);
+                } else {
+                    MarchWithPath<uint16_t>(masked, ray, table.data(), false, ray.tEntry, &with);
+                    MarchWithPath<uint16_t>(plain, ray, table.data(), false, ray.tEntry, &without);
+                }
+            }
+        EXPECT_LT(with.voxels * 2, without.voxels) << with.voxels << " of " << without.voxels;
+    }
+}
+
+// The host loops set up rays only inside the cube's box on screen: no
+// pixel outside it may have a ray that meets the cube.
+TEST(OctreeHostMarch, NoRayOutsideTheCubesBoxMeetsTheCube)
+{
+    const float s = 1.0f / 300.0f;
+    const float transform[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0.1f, 0.2f, 0.0f, 1};
+    const struct
+    {
+        Camera camera;
+        bool smaller; // the box leaves part of the view out
+    } views[] = {
+        {LookAt(true, {150, -400, 90}, {140, 20, 50}, 120, 90), true},
+        {LookAt(true, {-900, -800, 700}, {150, 150, 150}, 64, 48), true},
+        {LookAt(false, {190, -40, -600}, {150, 120, 100}, 80, 60), true},
+        {LookAt(true, {100, 100, 100}, {200, 180, 150}, 40, 30), false}, // inside the cube
+        {LookAt(true, {100, -30, 100}, {100, 200, 100}, 40, 30), false}, // corners beside the eye
+    };
+    for (const auto& view : views) {
+        const Camera& cam = view.camera;
+        const PixelRect box = CubeOnScreen(cam, transform);
+        int inside = 0;
+        for (int y = 0; y < cam.height; ++y)
+            for (int x = 0; x < cam.width; ++x) {
+                Ray ray;
+                const bool meets = SetUpRay(cam, transform, x, y, DefaultRangeFunction{}, ray);
+                const bool inBox = x >= box.x0 && x < box.x1 && y >= box.y0 && y < box.y1;
+                ASSERT_TRUE(inBox || !meets) << x << ", " << y;
+                inside += meets;
+            }
+        EXPECT_GT(inside, 0);
+        EXPECT_EQ(view.smaller, (box.x1 - box.x0) * (box.y1 - box.y0) < cam.width * cam.height);
     }
 }
 

@@ -583,20 +583,31 @@ TEST(OctreeKernel, BuiltOctreeOfASphereRendersItsSilhouetteAndStates)
     for (uint32_t i = 1; i <= 8; ++i)
         EXPECT_EQ(octree->GetNodePool().Node(i)->state, TezNodeStateBoundary) << i;
 
-    // With valid states the empty bricks are stepped over: same pictures.
+    // With valid states the empty bricks and blocks are stepped over: the
+    // same pictures. A block stepped over adds its length to the distance in
+    // one sum instead of voxel by voxel, so distances may differ in their
+    // last bit.
+    const auto expectNearDepths = [](const std::vector<uint32_t>& a, const std::vector<uint32_t>& b) {
+        ASSERT_EQ(a.size(), b.size());
+        for (size_t i = 0; i < a.size(); ++i)
+            ASSERT_LE(std::abs(int64_t(a[i]) - int64_t(b[i])), 1) << i;
+    };
     TezOctreeRenderSource skipping = TezMakeOctreeRenderSource(*octree);
     skipping.statesValid = true;
     TezOctreeRenderBuffers again(w, w, 2, TezDeviceIsCuda()), layered(w, w, 2, TezDeviceIsCuda());
     ASSERT_TRUE(
         TezRenderOctreeSolid(again.GetTarget(), skipping, OrthoCamera(w, w), Identity(), {1, 1, 1, 1}, table.data()));
-    EXPECT_EQ(again.ReadDepth(), depth);
+    expectNearDepths(again.ReadDepth(), depth);
     EXPECT_EQ(again.ReadImage(), buffers.ReadImage());
     for (auto* target : {&again, &layered}) {
         TezClearOctreeLayers(target->GetTarget());
         ASSERT_TRUE(TezRenderOctreeTransparent(target->GetTarget(), target == &again ? skipping : source,
                                                OrthoCamera(w, w), Identity(), {1, 1, 1, 0.5f}, table.data()));
     }
-    EXPECT_EQ(again.ReadRayLayers(), layered.ReadRayLayers());
+    const std::vector<float> distances = again.ReadRayLayers(), reference = layered.ReadRayLayers();
+    ASSERT_EQ(distances.size(), reference.size());
+    for (size_t i = 0; i < distances.size(); ++i)
+        ASSERT_NEAR(distances[i], reference[i], 1e-6f * reference[i]) << i;
     EXPECT_EQ(again.ReadColourLayers(), layered.ReadColourLayers());
 }
 

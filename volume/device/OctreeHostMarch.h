@@ -18,6 +18,12 @@
 //   averages, not samples of the source). The ray leaves it through the
 //   same face as through the last of its children; t may differ from the
 //   child-by-child walk in its last bits.
+// - Empty blocks. Inside a brick, a 4^3 block whose mask bit (Octree::
+//   blockMasks) says it holds no voxel that could end the walk is left in
+//   one step, through the face the voxel walk would leave it by; the next
+//   voxel is found as the voxel walk finds it. Only where the ray passes
+//   within the step epsilon of a block's edge could the two walks enter
+//   different voxels.
 //
 // Host only: the path lives in the caller's stack frame.
 
@@ -32,9 +38,9 @@ inline constexpr int PathLevels = 24;
 
 struct MarchPath
 {
-    int depth = -1;             // the last descent stopped at this level; -1: none yet
-    int cx = 0, cy = 0, cz = 0; // cell of its point at level PathLevels
-    int index[PathLevels + 1];
+    int depth = -1;               // the last descent stopped at this level; -1: none yet
+    int cx = 0, cy = 0, cz = 0;   // cell of its point at level PathLevels
+    int children[PathLevels + 1]; // first child of node index[level], so that re-entry loads no node
 };
 
 // LevelLimit as a table: it depends on t alone, never rises as t grows, and
@@ -104,17 +110,18 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
     Descent d{};
     skip = false;
     const float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
-    {
-        const int ix = ToInt(q.x), iy = ToInt(q.y), iz = ToInt(q.z);
-        if (OutsideUnit(ix, 1) || OutsideUnit(iy, 1) || OutsideUnit(iz, 1)) {
-            d.left = true;
-            return d;
-        }
+    // The cells at the finest level. Scaling by a power of two is exact, so
+    // ToInt(q) lies in [0, 1], as the descent from the root asks, exactly
+    // where these lie in (-2^24, 2^25).
+    const float finest = static_cast<float>(1 << PathLevels);
+    int cx = ToInt(q.x * finest), cy = ToInt(q.y * finest), cz = ToInt(q.z * finest);
+    constexpr int low = -(1 << PathLevels), high = 2 << PathLevels;
+    if (cx <= low || cy <= low || cz <= low || cx >= high || cy >= high || cz >= high) {
+        d.left = true;
+        return d;
     }
     // A point a little below 0 descends along the cells at 0 until it would
     // leave; that is checked at the level where the descent stops.
-    const float finest = static_cast<float>(1 << PathLevels);
-    int cx = ToInt(q.x * finest), cy = ToInt(q.y * finest), cz = ToInt(q.z * finest);
     cx = cx < 0 ? 0 : cx, cy = cy < 0 ? 0 : cy, cz = cz < 0 ? 0 : cz;
     int level = 0;
     if (path.depth >= 0) {
@@ -125,13 +132,13 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
         level = level < lod ? level : (lod < 0 ? 0 : lod);
     }
     path.cx = cx, path.cy = cy, path.cz = cz;
-    int base = level == 0 ? 1 : static_cast<int>(oct.nodes[path.index[level - 1]].children & TezNodeLowMask);
+    int base = level == 0 ? 1 : path.children[level - 1];
     for (;; ++level) {
         const int shift = PathLevels - level;
         const int index = base + ((cx >> shift) & 1) + 2 * ((cy >> shift) & 1) + 4 * ((cz >> shift) & 1);
-        path.index[level] = index;
         const Node& node = oct.nodes[index];
         const uint32_t children = node.children & TezNodeLowMask;
+        path.children[level] = static_cast<int>(children);
         bool stop = children == 0 || level == lod || level == PathLevels;
         if (!stop && static_cast<int>(node.state) == skipState && level >= blockLevel)
             stop = skip = true; // confirmed below, once the cell's exit is known
@@ -164,68 +171,318 @@ TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float
     }
 }
 
-// March of OctreeKernels.inl with the shortcuts above.
+inline int ClampInt(int v, int low, int high) { return v < low ? low : (v > high ? high : v); }
+inline int AbsInt(int v) { return v < 0 ? -v : v; }
+
+// Gradient of OctreeKernels.inl from the same 27 samples and weights. All
+// of them are whole numbers and no partial sum reaches 2^24, so sums in
+// integers give the float sums bit for bit; and a neighbouring brick is
+// looked up once, not once for each of its samples.
 template <class V>
-inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
-                                 MarchCounters* counters = nullptr)
+TEZ_KERNEL_STEP float3s GradientOnHost(const Octree& oct, const V* brick, int nx, int ny, int nz, int level, int x,
+                                       int y, int z)
 {
-    MarchResult r{0.0f, 0.0f, 0.0f, 0.0f};
-    const V* leaves = static_cast<const V*>(oct.leaves);
-    bool onCut = ray.cutEntry && t <= ray.tEntry && (oct.looks & LookCutShading);
-    const float cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
-    const int skipState =
+    static constexpr int wx[27] = {-1, 0,  1, -3, 0,  3, -1, 0,  1, -3, 0,  3, -6, 0,
+                                   6,  -3, 0, 3,  -1, 0, 1,  -3, 0, 3,  -1, 0, 1};
+    static constexpr int wy[27] = {-1, -3, -1, 0, 0,  0,  1,  3, 1, -3, -6, -3, 0, 0,
+                                   0,  3,  6,  3, -1, -3, -1, 0, 0, 0,  1,  3,  1};
+    static constexpr int wz[27] = {-1, -3, -1, -3, -6, -3, -1, -3, -1, 0, 0, 0, 0, 0,
+                                   0,  0,  0,  0,  1,  3,  1,  3,  6,  3, 1, 3, 1};
+    int sample[27];
+    const bool interior =
+        x > 0 && y > 0 && z > 0 && x < TezBrickEdge - 1 && y < TezBrickEdge - 1 && z < TezBrickEdge - 1;
+    if (interior) {
+        const V* at = brick + BrickIndex(x - 1, y - 1, z - 1);
+        for (int k = 0, dz = 0; dz < 3; ++dz)
+            for (int dy = 0; dy < 3; ++dy, k += 3) {
+                const V* row = at + BrickIndex(0, dy, dz);
+                sample[k] = row[0], sample[k + 1] = row[1], sample[k + 2] = row[2];
+            }
+    } else {
+        // The samples of one neighbouring brick: its node's value, or the
+        // brick (perhaps a coarser one) with the shift and offset that
+        // NeighbourSample reads it at.
+        struct Neighbour
+        {
+            int kind = -1; // -1 not looked up; 0 a value; 1 a brick
+            int value = 0;
+            const V* voxels = nullptr;
+            int shift = 0, ox = 0, oy = 0, oz = 0;
+        } near[27];
+        for (int k = 0, dz = -1; dz <= 1; ++dz)
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx, ++k) {
+                    int cx = x + dx, cy = y + dy, cz = z + dz;
+                    const int mx = cx < 0 ? -1 : (cx >= TezBrickEdge ? 1 : 0);
+                    const int my = cy < 0 ? -1 : (cy >= TezBrickEdge ? 1 : 0);
+                    const int mz = cz < 0 ? -1 : (cz >= TezBrickEdge ? 1 : 0);
+                    cx -= mx * TezBrickEdge, cy -= my * TezBrickEdge, cz -= mz * TezBrickEdge;
+                    if (mx == 0 && my == 0 && mz == 0) {
+                        sample[k] = brick[BrickIndex(cx, cy, cz)];
+                        continue;
+                    }
+                    Neighbour& n = near[(mz + 1) * 9 + (my + 1) * 3 + (mx + 1)];
+                    if (n.kind < 0) {
+                        const int ax = nx + mx, ay = ny + my, az = nz + mz;
+                        n.kind = 0;
+                        if (ax < 0 || ay < 0 || az < 0 || (ax >> level) > 1 || (ay >> level) > 1 || (az >> level) > 1) {
+                            n.value = 0;
+                        } else {
+                            int base = 1, shift = level;
+                            Node node;
+                            for (;;) {
+                                node = oct.nodes[base + ((ax >> shift) & 1) + 2 * ((ay >> shift) & 1) +
+                                                 4 * ((az >> shift) & 1)];
+                                const uint32_t children = node.children & TezNodeLowMask;
+                                if (children == 0 || shift == 0)
+                                    break;
+                                base = static_cast<int>(children);
+                                --shift;
+                            }
+                            if (!(node.children & TezNodeFlagBit)) {
+                                if (node.data > 65535u) // beyond the exact sums: the kernel's own way
+                                    return Gradient(oct, brick, nx, ny, nz, level, x, y, z);
+                                n.value = static_cast<int>(node.data);
+                            } else if (!(node.data & TezNodeFlagBit)) {
+                                n.value = 1;
+                            } else {
+                                const int s = 1 << shift;
+                                n.kind = 1;
+                                n.voxels = static_cast<const V*>(oct.leaves) +
+                                           static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
+                                n.shift = shift;
+                                n.ox = (ax & (s - 1)) * TezBrickEdge, n.oy = (ay & (s - 1)) * TezBrickEdge,
+                                n.oz = (az & (s - 1)) * TezBrickEdge;
+                            }
+                        }
+                    }
+                    sample[k] = n.kind == 0 ? n.value
+                                            : n.voxels[BrickIndex((n.ox + cx) >> n.shift, (n.oy + cy) >> n.shift,
+                                                                  (n.oz + cz) >> n.shift)];
+                }
+    }
+    int gx = 0, gy = 0, gz = 0;
+    for (int k = 0; k < 27; ++k) {
+        gx += sample[k] * wx[k];
+        gy += sample[k] * wy[k];
+        gz += sample[k] * wz[k];
+    }
+    return Make3(static_cast<float>(gx), static_cast<float>(gy), static_cast<float>(gz));
+}
+
+// What the marches of one launch share: the record, the table, the side
+// they start on and what follows from those.
+struct MarchShared
+{
+    Octree oct;
+    const float* table;
+    bool inside;
+    int skipState;
+    int blockLevel;
+    const uint64_t* masks;
+    const LevelSteps* steps;
+    MarchCounters* counters;
+};
+
+inline MarchShared MakeMarchShared(const Octree& oct, const float* table, bool inside, MarchCounters* counters)
+{
+    MarchShared m;
+    m.oct = oct;
+    m.table = table;
+    m.inside = inside;
+    m.skipState =
         oct.skipByState && oct.treeSize >= 16 ? static_cast<int>(inside ? TezNodeStateFull : TezNodeStateEmpty) : -1;
-    const int blockLevel = BlockLevel(oct);
+    m.blockLevel = BlockLevel(oct);
+    m.masks = oct.skipByState ? oct.blockMasks : nullptr;
+    m.steps = oct.levelSteps ? oct.levelSteps : &LevelStepsOf(oct);
+    m.counters = counters;
+    return m;
+}
+
+// March of OctreeKernels.inl with the shortcuts above, as a machine that
+// takes one step a call: a descent with what follows it, or one voxel (or
+// block) of the brick being walked. A host thread steps two of them in
+// turn, so that the long chains of dependent arithmetic and loads of one
+// ray overlap with the other's.
+template <class V>
+struct MarchLane
+{
+    Ray ray;
+    MarchResult r;
+    float t;
+    int lod;
+    int lastNode, nodeRepeats, stopCounter;
+    bool onCut, walking, done;
+    float cutShade;
+    // The brick being walked: WalkBrick of OctreeKernels.inl, stepping over
+    // the empty blocks (mask: the brick's mask for this march; all bits set
+    // where there is none).
+    const V* brick = nullptr;
+    uint64_t mask = 0;
+    int nx = 0, ny = 0, nz = 0, level = 0;
+    float3s v0{0.0f, 0.0f, 0.0f}, v{0.0f, 0.0f, 0.0f};
+    float s = 0.0f, limit = 0.0f, voxelCell = 0.0f, advance = 0.0f;
+    int lastVoxel = -1, voxelRepeats = 0;
     MarchPath path;
-    const LevelSteps& steps = LevelStepsOf(oct);
-    // One root for the limit at the start; the table follows it down.
-    int lod = LevelLimit(oct, t);
-    lod = lod < PathLevels + 1 ? lod : PathLevels + 1;
-    int stopCounter = 0;
-    int lastNode = -1, nodeRepeats = 0;
-    while (r.alpha < 1.0f && t < ray.tExit && stopCounter < 1) {
+
+    void Start(const MarchShared& m, const Ray& startRay, float start)
+    {
+        ray = startRay;
+        r = MarchResult{0.0f, 0.0f, 0.0f, 0.0f};
+        t = start;
+        onCut = ray.cutEntry && t <= ray.tEntry && (m.oct.looks & LookCutShading);
+        cutShade = Saturate(Dot(ray.viewDir, ray.cutNormal) + 0.2f);
+        path.depth = -1;
+        // One root for the limit at the start; the table follows it down.
+        const int limitAtStart = LevelLimit(m.oct, t);
+        lod = limitAtStart < PathLevels + 1 ? limitAtStart : PathLevels + 1;
+        stopCounter = 0;
+        lastNode = -1, nodeRepeats = 0;
+        walking = false;
+        done = false;
+    }
+
+    TEZ_KERNEL_STEP void Step(const MarchShared& m)
+    {
+        if (walking)
+            WalkStep(m);
+        else
+            DescentStep(m);
+    }
+
+    TEZ_KERNEL_STEP void DescentStep(const MarchShared& m)
+    {
+        const Octree& oct = m.oct;
+        if (!(r.alpha < 1.0f && t < ray.tExit && stopCounter < 1)) {
+            done = true;
+            return;
+        }
         if (r.alpha == 0.0f)
             r.hitDepth = t;
-        if (counters)
-            ++counters->steps;
+        if (m.counters)
+            ++m.counters->steps;
         bool skipSubtree = false;
-        lod = steps.LimitAt(t, lod);
-        const Descent d = DescendFromPath(oct, ray, t, lod, path, skipState, blockLevel, steps, skipSubtree);
+        lod = m.steps->LimitAt(t, lod);
+        const Descent d = DescendFromPath(oct, ray, t, lod, path, m.skipState, m.blockLevel, *m.steps, skipSubtree);
         if (d.left) {
             t = ray.tExit;
-            continue;
+            return;
         }
-
         nodeRepeats = d.index == lastNode ? nodeRepeats + 1 : 0;
         lastNode = d.index;
         const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
-        const float advance = d.cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * d.cell * ray.unitT);
+        const float step = d.cell * exitLocal + StepEpsilon(0.0005f, nodeRepeats, 0.5f * d.cell * ray.unitT);
         const Node& node = d.node;
-
         if (skipSubtree) {
             onCut = false;
         } else if (!(node.children & TezNodeFlagBit)) {
-            const float entry = TableEntry(table, oct.valueScale, static_cast<float>(node.data));
-            if ((entry >= OpaqueThreshold) != inside) {
+            const float entry = TableEntry(m.table, oct.valueScale, static_cast<float>(node.data));
+            if ((entry >= OpaqueThreshold) != m.inside) {
                 r.shade = onCut ? cutShade : ((oct.looks & LookFaceShading) ? FaceShade(ray, d.f) : 1.0f);
                 r.alpha = 1.0f;
                 r.opacity = entry;
             }
             onCut = false;
-        } else if (oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
+        } else if (oct.skipByState && node.state == (m.inside ? TezNodeStateFull : TezNodeStateEmpty) &&
                    (node.data & TezNodeFlagBit)) {
             onCut = false;
         } else if (!(node.data & TezNodeFlagBit)) {
             if (stopCounter == 0)
                 r.hitDepth = t;
             ++stopCounter;
-        } else {
-            const V* brick = leaves + static_cast<size_t>(node.data & TezNodeLowMask) * TezBrickVoxels;
-            WalkBrick<V>(oct, ray, table, inside, brick, d, exitLocal, onCut, cutShade, r, counters);
+        } else if (16.0f * exitLocal > 0.0f && r.alpha < 1.0f) {
+            const uint32_t b = node.data & TezNodeLowMask;
+            brick = static_cast<const V*>(oct.leaves) + static_cast<size_t>(b) * TezBrickVoxels;
+            mask = m.masks ? m.masks[2 * static_cast<size_t>(b) + (m.inside ? 1 : 0)] : ~uint64_t(0);
+            nx = d.nx, ny = d.ny, nz = d.nz, level = d.level;
+            v0 = v = Scale(d.f, 16.0f);
+            s = 0.0f;
+            limit = 16.0f * exitLocal;
+            voxelCell = d.cell / 16.0f;
+            lastVoxel = -1, voxelRepeats = 0;
+            advance = step;
+            walking = true;
+            return;
         }
+        t = Advance(t, step);
+    }
+
+    TEZ_KERNEL_STEP void WalkStep(const MarchShared& m)
+    {
+        const int bx = ToInt(v.x), by = ToInt(v.y), bz = ToInt(v.z);
+        if (OutsideUnit(bx, 15) || OutsideUnit(by, 15) || OutsideUnit(bz, 15)) {
+            EndWalk();
+            return;
+        }
+        const int voxel = BrickIndex(bx, by, bz);
+        voxelRepeats = voxel == lastVoxel ? voxelRepeats + 1 : 0;
+        lastVoxel = voxel;
+        const bool block = !onCut && !((mask >> ((bx >> 2) + 4 * (by >> 2) + 16 * (bz >> 2))) & 1u);
+        // The corner of the voxel, or of its block: the exit is the same
+        // expression at four times the scale.
+        const int corner = block ? ~3 : ~0;
+        const float3s local = Make3(v.x - static_cast<float>(bx & corner), v.y - static_cast<float>(by & corner),
+                                    v.z - static_cast<float>(bz & corner));
+        const float e = Min3(Add(Mul(ray.inv, local), block ? Scale(ray.exitBias, 4.0f) : ray.exitBias));
+        s = s + e + StepEpsilon(0.001f, voxelRepeats, 0.5f * ray.unitT);
+        if (r.alpha == 0.0f) {
+            // The voxel walk adds each voxel's exit, measured from a point
+            // one epsilon past its entry: across a block it counts the
+            // block's exit less an epsilon for each voxel after the first.
+            float walked = e;
+            if (block) {
+                const float3s end = Add(v, Scale(ray.dir, e));
+                const int x0 = bx & ~3, y0 = by & ~3, z0 = bz & ~3;
+                const int ex = ClampInt(ToInt(end.x), x0, x0 + 3), ey = ClampInt(ToInt(end.y), y0, y0 + 3),
+                          ez = ClampInt(ToInt(end.z), z0, z0 + 3);
+                walked = e - static_cast<float>(AbsInt(ex - bx) + AbsInt(ey - by) + AbsInt(ez - bz)) * 0.001f;
+            }
+            r.hitDepth = r.hitDepth + voxelCell * walked;
+        }
+        if (!block) {
+            if (m.counters)
+                ++m.counters->voxels;
+            const float entry = TableEntry(m.table, m.oct.valueScale, static_cast<float>(brick[voxel]));
+            if ((entry >= OpaqueThreshold) != m.inside) {
+                if (onCut) {
+                    r.shade = cutShade;
+                } else {
+                    const float3s g = GradientOnHost(m.oct, brick, nx, ny, nz, level, bx, by, bz);
+                    r.shade = ShadeFromGradient(g, ray.viewDir);
+                }
+                r.alpha = 1.0f;
+                r.opacity = entry;
+                onCut = false;
+                EndWalk();
+                return;
+            }
+            onCut = false;
+        }
+        if (!(s < limit)) {
+            EndWalk();
+            return;
+        }
+        v = Add(v0, Scale(ray.dir, s));
+    }
+
+    TEZ_KERNEL_STEP void EndWalk()
+    {
+        walking = false;
         t = Advance(t, advance);
     }
-    return r;
+};
+
+// One march from t to its end.
+template <class V>
+inline MarchResult MarchWithPath(const Octree& oct, const Ray& ray, const float* table, bool inside, float t,
+                                 MarchCounters* counters = nullptr)
+{
+    const MarchShared shared = MakeMarchShared(oct, table, inside, counters);
+    MarchLane<V> lane;
+    lane.Start(shared, ray, t);
+    while (!lane.done)
+        lane.Step(shared);
+    return lane.r;
 }
 
 // The host loops' march, for the pixel kernels' March parameter.

@@ -24,6 +24,8 @@ inline constexpr float OpaqueThreshold = 0.0001f;
 // are TezNodeState... of volume/VoxelOctreeNode.h).
 inline constexpr uint32_t StateUnseen = 1024;
 
+struct LevelSteps; // host loops only (OctreeHostMarch.h)
+
 struct float3s
 {
     float x, y, z;
@@ -73,6 +75,15 @@ struct Octree
     // Looks beyond the plain kernels, a bit each (Look...): all clear gives
     // the plain pictures.
     uint32_t looks;
+    // Host loops only, with valid node states (null otherwise): per brick b,
+    // blockMasks[2 * b] has bit (x / 4) + 4 * (y / 4) + 16 * (z / 4) set
+    // where that 4^3 block of the brick holds an opaque voxel, and
+    // blockMasks[2 * b + 1] where it holds a clear one. A march steps over
+    // the blocks that cannot change its classification.
+    const uint64_t* blockMasks;
+    // Host loops only: the level limit as a table, made once a launch; null
+    // where a march makes its own.
+    const LevelSteps* levelSteps;
 };
 
 // A first hit in a uniform node is shaded by the face the ray came in

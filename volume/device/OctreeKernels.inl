@@ -59,7 +59,25 @@ TEZ_KERNELFN float Min3(const float3s& a)
     return m < a.x ? m : a.x;
 #endif
 }
-TEZ_KERNELFN float Max3(const float3s& a) { return fmaxf(a.x, fmaxf(a.y, a.z)); }
+// fmaxf and fminf as glibc's give them (maxss/minss, the other operand where
+// one is NaN); on the host a compare, where the two would be library calls.
+TEZ_KERNELFN float MaxF(float a, float b)
+{
+#if defined(__CUDA_ARCH__)
+    return fmaxf(a, b);
+#else
+    return a > b ? a : (b != b ? a : b);
+#endif
+}
+TEZ_KERNELFN float MinF(float a, float b)
+{
+#if defined(__CUDA_ARCH__)
+    return fminf(a, b);
+#else
+    return a < b ? a : (b != b ? a : b);
+#endif
+}
+TEZ_KERNELFN float Max3(const float3s& a) { return MaxF(a.x, MaxF(a.y, a.z)); }
 TEZ_KERNELFN float Saturate(float v) { return v < 0.0f ? 0.0f : (v > 1.0f ? 1.0f : v); }
 
 // Float to int as the device converts: out-of-range values saturate and NaN
@@ -154,13 +172,13 @@ TEZ_KERNELFN void ApplyRange(const XSectionRangeFunction& range, const float3s& 
     float& tEntry = ray.tEntry;
     float& tExit = ray.tExit;
     const float denom = Dot(range.normal, dir);
-    const float tp = fmaxf(Dot(range.normal, Sub(range.root, origin)) / denom, 0.0f);
+    const float tp = MaxF(Dot(range.normal, Sub(range.root, origin)) / denom, 0.0f);
     const float nearT = denom > 0.0f ? tp : 0.0f;
     const float farT = denom > 0.0f ? TezInfinityf : tp;
     ray.cutEntry = nearT > tEntry;
     ray.cutNormal = range.normal;
-    tEntry = fmaxf(tEntry, nearT);
-    tExit = fminf(tExit, farT);
+    tEntry = MaxF(tEntry, nearT);
+    tExit = MinF(tExit, farT);
 }
 
 // Keeps a direction component away from zero, so that every slab time is
@@ -170,14 +188,29 @@ TEZ_KERNELFN void ApplyRange(const XSectionRangeFunction& range, const float3s& 
 // are short, by whole voxels sideways.
 TEZ_KERNELFN float ClampAxis(float d, float floor) { return fabsf(d) < floor ? copysignf(floor, d) : d; }
 
+// What every pixel of a camera shares: its aspect and the tangent of half
+// its field of view. A device thread makes its own; the host loops make one
+// a launch.
+struct RayFrame
+{
+    float aspect;
+    float h;
+};
+
+TEZ_KERNELFN RayFrame MakeRayFrame(const Camera& cam)
+{
+    return RayFrame{static_cast<float>(cam.width) / static_cast<float>(cam.height), tanf(cam.fov / 2.0f)};
+}
+
 // Builds the ray of pixel (x, y); false when it misses the cube.
 template <class Range>
-TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, const Range& range, Ray& ray)
+TEZ_KERNEL_STEP bool SetUpRay(const Camera& cam, const RayFrame& frame, const float* T, int x, int y,
+                              const Range& range, Ray& ray)
 {
     const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
-    const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
+    const float aspect = frame.aspect;
     const float u = (1.0f - 2.0f * (static_cast<float>(x) + 0.5f) / static_cast<float>(cam.width)) * aspect;
-    const float h = tanf(cam.fov / 2.0f);
+    const float h = frame.h;
 
     float3s origin, dir;
     if (cam.perspective) {
@@ -204,20 +237,26 @@ TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, cons
     const float len = sqrtf(Dot(d, d));
     ray.origin = o;
     ray.viewDir = Make3(d.x / len, d.y / len, d.z / len);
-    const float floor = TezEpsilonf * fminf(len, 1.0f);
+    const float floor = TezEpsilonf * MinF(len, 1.0f);
     ray.dir = Make3(ClampAxis(d.x, floor), ClampAxis(d.y, floor), ClampAxis(d.z, floor));
     ray.inv = Make3(-1.0f / ray.dir.x, -1.0f / ray.dir.y, -1.0f / ray.dir.z);
     ray.unitT = 1.0f / Max3(Make3(fabsf(ray.dir.x), fabsf(ray.dir.y), fabsf(ray.dir.z)));
     const float3s corner = Make3(ray.dir.x < 0.0f ? ray.inv.x : 0.0f, ray.dir.y < 0.0f ? ray.inv.y : 0.0f,
                                  ray.dir.z < 0.0f ? ray.inv.z : 0.0f);
     const float3s pos = Mul(o, ray.inv);
-    ray.tEntry = fmaxf(Max3(Sub(pos, corner)) + 0.0005f, 0.0f);
+    ray.tEntry = MaxF(Max3(Sub(pos, corner)) + 0.0005f, 0.0f);
     ray.exitBias = Sub(corner, ray.inv);
-    ray.tExit = fminf(Min3(Add(pos, ray.exitBias)), TezInfinityf);
+    ray.tExit = MinF(Min3(Add(pos, ray.exitBias)), TezInfinityf);
     ray.cutEntry = false;
     ray.cutNormal = Make3(0.0f, 0.0f, 0.0f);
     ApplyRange(range, o, d, ray);
     return ray.tEntry < ray.tExit;
+}
+
+template <class Range>
+TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, const Range& range, Ray& ray)
+{
+    return SetUpRay(cam, MakeRayFrame(cam), T, x, y, range, ray);
 }
 
 // A sample for the gradient at brick coordinates (cx, cy, cz), which may lie
@@ -538,10 +577,10 @@ struct RestartMarch
 };
 
 // The 24-bit depth of a distance along the ray of pixel (x, y), in a word.
-TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, int x, int y, float hitDepth)
+TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, const RayFrame& frame, int x, int y, float hitDepth)
 {
-    const float aspect = static_cast<float>(cam.width) / static_cast<float>(cam.height);
-    const float h = tanf(cam.fov / 2.0f);
+    const float aspect = frame.aspect;
+    const float h = frame.h;
     const float ndcX = 2.0f * static_cast<float>(x) / static_cast<float>(cam.width) - 1.0f;
     const float ndcY = 2.0f * static_cast<float>(y) / static_cast<float>(cam.height) - 1.0f;
     const float a = aspect * ndcX * h;
@@ -556,6 +595,11 @@ TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, int x, int y, float hitDepth)
     }
     const double scaled = 16777216.0 * static_cast<double>(ndc * 0.5f + 0.5f);
     return ToUint(floorf(static_cast<float>(scaled)));
+}
+
+TEZ_KERNELFN uint32_t DepthWord(const Camera& cam, int x, int y, float hitDepth)
+{
+    return DepthWord(cam, MakeRayFrame(cam), x, y, hitDepth);
 }
 
 TEZ_KERNELFN uint8_t ColourByte(float v) { return static_cast<uint8_t>(ToUint(Saturate(v) * 255.0f)); }
@@ -573,89 +617,114 @@ TEZ_KERNELFN const T* PitchedAt(const T* base, uint32_t pitch, int row, int x)
            x;
 }
 
-template <class V, class Range, class Marcher = RestartMarch>
-TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const Range& range, int x, int y)
+// Colour and depth of a solid pixel from its ray's march: a hit in front
+// of far is written, anything else leaves the pixel as it was.
+TEZ_KERNELFN void WriteSolidPixel(const SolidLaunch& a, const RayFrame& frame, int x, int y, const MarchResult& r)
 {
     const Camera& cam = a.camera;
-    const Octree& oct = a.octree;
-    const float* transform = a.transform;
-    const float3s& colour = a.colour;
-    const uint32_t imagePitch = a.imagePitch, depthPitch = a.depthPitch;
-    uchar4s* image = a.image;
-    uint32_t* depth = a.depth;
-    const LookupTransferFunction& lookup = a.lookup;
-    if (x >= cam.width || y >= cam.height)
-        return;
-    Ray ray;
-    if (!SetUpRay(cam, transform, x, y, range, ray))
-        return;
-    const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, false, ray.tEntry);
     if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
         return;
-    *PitchedAt(image, imagePitch, y, x) =
+    const float3s& colour = a.colour;
+    *PitchedAt(a.image, a.imagePitch, y, x) =
         uchar4s{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade), 255};
-    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, x, y, r.hitDepth);
+    *PitchedAt(a.depth, a.depthPitch, y, x) = DepthWord(cam, frame, x, y, r.hitDepth);
 }
 
 template <class V, class Range, class Marcher = RestartMarch>
-TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const Range& range, int x, int y)
+TEZ_KERNELFN void RenderSolidPixel(const SolidLaunch& a, const RayFrame& frame, const Range& range, int x, int y)
 {
     const Camera& cam = a.camera;
-    const Octree& oct = a.octree;
-    const float* transform = a.transform;
-    const float4s& colour = a.colour;
+    if (x >= cam.width || y >= cam.height)
+        return;
+    Ray ray;
+    if (!SetUpRay(cam, frame, a.transform, x, y, range, ray))
+        return;
+    WriteSolidPixel(a, frame, x, y, Marcher::template Run<V>(a.octree, ray, a.lookup.table, false, ray.tEntry));
+}
+
+// Where a transparent pixel's marches stand between two of them: the next
+// layer, the side its march starts on, from where, and the opacity of the
+// material the ray is in, for its way out.
+struct LayerWalk
+{
+    int layer;
+    bool inside;
+    float start;
+    float opacity;
+};
+
+TEZ_KERNELFN LayerWalk StartLayers(const TransparentLaunch& a)
+{
+    return LayerWalk{0, a.lookup.flags[0] != 0, 0.0f, 1.0f};
+}
+
+// Files the surface march r found as layer w.layer of pixel (x, y) and sets
+// w up for the next march; false when the pixel has no more layers to seek.
+TEZ_KERNELFN bool StoreLayer(const TransparentLaunch& a, int x, int y, const MarchResult& r, LayerWalk& w)
+{
+    const Camera& cam = a.camera;
     const int layerCount = a.layerCount;
     uchar4s* colourLayers = a.colourLayers;
     float* rayLayers = a.rayLayers;
     const uint32_t colourPitch = a.colourPitch, rayPitch = a.rayPitch;
-    const LookupTransparentTransferFunction& lookup = a.lookup;
-    if (x >= cam.width || y >= cam.height)
+    const float4s& colour = a.colour;
+    if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+        return false;
+    float alpha = r.alpha;
+    if (a.octree.looks & LookTableOpacity) {
+        if (!w.inside)
+            w.opacity = Saturate(r.opacity);
+        alpha = w.opacity;
+    }
+    const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade), ColourByte(colour.z * r.shade),
+                      ColourByte(colour.w * alpha)};
+    w.inside = !w.inside;
+
+    // Insert into the layers sorted by distance; 0 marks an empty slot and
+    // an equal distance goes behind the stored one.
+    bool stored = false;
+    for (int j = w.layer; j < layerCount && !stored; ++j) {
+        const float there = *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x);
+        if (there > r.hitDepth || there == 0.0f) {
+            for (int k = layerCount - 1; k > j; --k) {
+                *PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) =
+                    *PitchedAt(rayLayers, rayPitch, (k - 1) * cam.height + y, x);
+                *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x) =
+                    *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
+            }
+            *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x) = r.hitDepth;
+            *PitchedAt(colourLayers, colourPitch, j * cam.height + y, x) = hit;
+            stored = true;
+        }
+    }
+    if (!stored)
+        return false;
+    w.start = r.hitDepth + 4.0f * a.octree.voxelSize;
+    return ++w.layer < layerCount;
+}
+
+template <class V, class Range, class Marcher = RestartMarch>
+TEZ_KERNELFN void RenderTransparentPixel(const TransparentLaunch& a, const RayFrame& frame, const Range& range, int x,
+                                         int y)
+{
+    if (x >= a.camera.width || y >= a.camera.height)
         return;
     Ray ray;
-    if (!SetUpRay(cam, transform, x, y, range, ray))
+    if (!SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
         return;
-    bool inside = lookup.flags[0] != 0;
-    float start = 0.0f;
-    float opacity = 1.0f; // of the material the ray is in, for its way out
-    for (int i = 0; i < layerCount; ++i) {
-        const MarchResult r = Marcher::template Run<V>(oct, ray, lookup.table, inside, fmaxf(ray.tEntry, start));
-        if (!(r.alpha > 0.0f && r.hitDepth <= cam.far))
+    LayerWalk w = StartLayers(a);
+    if (w.layer >= a.layerCount)
+        return;
+    for (;;) {
+        const MarchResult r =
+            Marcher::template Run<V>(a.octree, ray, a.lookup.table, w.inside, MaxF(ray.tEntry, w.start));
+        if (!StoreLayer(a, x, y, r, w))
             return;
-        float alpha = r.alpha;
-        if (oct.looks & LookTableOpacity) {
-            if (!inside)
-                opacity = Saturate(r.opacity);
-            alpha = opacity;
-        }
-        const uchar4s hit{ColourByte(colour.x * r.shade), ColourByte(colour.y * r.shade),
-                          ColourByte(colour.z * r.shade), ColourByte(colour.w * alpha)};
-        inside = !inside;
-
-        // Insert into the layers sorted by distance; 0 marks an empty slot and
-        // an equal distance goes behind the stored one.
-        bool stored = false;
-        for (int j = i; j < layerCount && !stored; ++j) {
-            const float there = *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x);
-            if (there > r.hitDepth || there == 0.0f) {
-                for (int k = layerCount - 1; k > j; --k) {
-                    *PitchedAt(rayLayers, rayPitch, k * cam.height + y, x) =
-                        *PitchedAt(rayLayers, rayPitch, (k - 1) * cam.height + y, x);
-                    *PitchedAt(colourLayers, colourPitch, k * cam.height + y, x) =
-                        *PitchedAt(colourLayers, colourPitch, (k - 1) * cam.height + y, x);
-                }
-                *PitchedAt(rayLayers, rayPitch, j * cam.height + y, x) = r.hitDepth;
-                *PitchedAt(colourLayers, colourPitch, j * cam.height + y, x) = hit;
-                stored = true;
-            }
-        }
-        if (!stored)
-            return;
-        start = r.hitDepth + 4.0f * oct.voxelSize;
     }
 }
 
 // Composites the layers of pixel (x, y) back to front into image and depth.
-TEZ_KERNELFN void BlendPixel(const BlendLaunch& a, int x, int y)
+TEZ_KERNELFN void BlendPixel(const BlendLaunch& a, const RayFrame& frame, int x, int y)
 {
     const Camera& cam = a.camera;
     const int layerCount = a.layerCount;
@@ -670,7 +739,7 @@ TEZ_KERNELFN void BlendPixel(const BlendLaunch& a, int x, int y)
     const float first = *PitchedAt(rayLayers, rayPitch, y, x);
     if (!(first > 0.0f))
         return;
-    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, x, y, first);
+    *PitchedAt(depth, depthPitch, y, x) = DepthWord(cam, frame, x, y, first);
 
     uint32_t running[3] = {0, 0, 0};
     bool met = false;

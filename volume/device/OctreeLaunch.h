@@ -4,11 +4,13 @@
 // (width >> 4) + 1 by (height >> 4) + 1. Pointers in the launch records name
 // memory of the side that runs them. Internal to the library.
 
+#include "platform/Api.h"
 #include "volume/device/OctreeKernelTypes.h"
 
 #include <cstddef>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace TezOctreeDevice {
 
@@ -87,6 +89,23 @@ struct LaunchBackend
 };
 
 extern const LaunchBackend HostLaunches;
+
+// Pixels [x0, x1) x [y0, y1) of the camera's view outside which no ray of
+// SetUpRay meets the unit cube (T: world to cube, as the launches take it):
+// the box of the cube's corners as the camera sees them, two pixels wider
+// on each side than rounding needs. The whole view where the camera is
+// inside the cube or a corner is not in front of it.
+struct PixelRect
+{
+    int x0, y0, x1, y1;
+};
+TEZ_API PixelRect CubeOnScreen(const Camera& camera, const float* T);
+
+// Octree::blockMasks of every brick a node refers to, on host nodes and
+// leaves whose states hold for `table`; masks is resized to twice the
+// highest brick index plus 2.
+void HostBlockMasks(const Octree& octree, int nodeCount, const float* table, bool sixteenBit,
+                    std::vector<uint64_t>& masks);
 // Null members where the library was built without its device kernels.
 extern const LaunchBackend CudaLaunches;
 bool CudaKernelsBuilt();

@@ -24,7 +24,7 @@ __global__ void RenderSolid(SolidLaunch launch, Range range)
 {
     const int x = blockIdx.x * blockDim.x + threadIdx.x;
     const int y = blockIdx.y * blockDim.y + threadIdx.y;
-    RenderSolidPixel<V>(launch, range, x, y);
+    RenderSolidPixel<V>(launch, MakeRayFrame(launch.camera), range, x, y);
 }
 
 template <class V, class Range>
@@ -32,7 +32,7 @@ __global__ void RenderTransparent(TransparentLaunch launch, Range range)
 {
     const int x = blockIdx.x * blockDim.x + threadIdx.x;
     const int y = blockIdx.y * blockDim.y + threadIdx.y;
-    RenderTransparentPixel<V>(launch, range, x, y);
+    RenderTransparentPixel<V>(launch, MakeRayFrame(launch.camera), range, x, y);
 }
 
 template <class V>
@@ -54,7 +54,7 @@ __global__ void blendAccumlatedBuffers(BlendLaunch launch)
 {
     const int x = blockIdx.x * blockDim.x + threadIdx.x;
     const int y = blockIdx.y * blockDim.y + threadIdx.y;
-    BlendPixel(launch, x, y);
+    BlendPixel(launch, MakeRayFrame(launch.camera), x, y);
 }
 
 namespace {

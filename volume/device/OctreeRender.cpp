@@ -229,6 +229,7 @@ Octree TezMakeOctreeRecord(const TezOctreeRenderSource& source)
     o.treeSize = source.treeSize;
     o.skipByState = source.statesValid ? 1 : 0;
     o.looks = source.looks;
+    o.blockMasks = source.statesValid ? source.blockMasks : nullptr;
     return o;
 }
 
@@ -391,6 +392,13 @@ bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const flo
     if (onDevice)
         Check(TezDeviceMemcpy(source.nodes, hostNodes, bytes, TezDeviceHostToDevice),
               "TezCalculateOctreeNodeStates.WriteToCUDA");
+    return true;
+}
+
+bool TezCalculateOctreeBlockMasks(const TezOctreeRenderSource& source, const float* table, std::vector<uint64_t>& masks)
+{
+    CheckSource("TezCalculateOctreeBlockMasks", source, table);
+    HostBlockMasks(TezMakeOctreeRecord(source), source.nodeCount, table, source.bitsPerPixel == 16, masks);
     return true;
 }
 

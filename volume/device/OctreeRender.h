@@ -66,6 +66,10 @@ struct TezOctreeRenderSource
     // pictures (face-lit uniform nodes, flat-lit cut faces, transparent
     // layers blended by the table's opacity). 0 gives the plain pictures.
     uint32_t looks = 0;
+    // Host renders with valid states: the masks TezCalculateOctreeBlockMasks
+    // made for the same table, or null. They let a march step over the
+    // empty 4^3 blocks of a brick; the picture is the same.
+    const uint64_t* blockMasks = nullptr;
 };
 
 // Camera record from plain fields; fovDegrees is converted to radians.
@@ -124,6 +128,12 @@ TEZ_API bool TezClearOctreeLayers(const TezOctreeRenderTarget& target);
 // written back. On the host, hostNodes may be null: source.nodes is used.
 TEZ_API bool TezCalculateOctreeNodeStates(const TezOctreeRenderSource& source, const float* transferFunction,
                                           bool onDevice, TezOctreeDevice::Node* hostNodes = nullptr);
+
+// The block masks of every brick (two words a brick) for host renders with
+// valid states: source's pools are host memory and its states hold for
+// transferFunction. Set source.blockMasks to masks.data() to use them.
+TEZ_API bool TezCalculateOctreeBlockMasks(const TezOctreeRenderSource& source, const float* transferFunction,
+                                          std::vector<uint64_t>& masks);
 
 // Turns full childless nodes next to a node that is not full into boundary
 // nodes; needs source.treeSize.

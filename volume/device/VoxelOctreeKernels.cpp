@@ -24,6 +24,8 @@ TezOctreeRenderSource TezMakeOctreeRenderSource(TezVoxelOctree& octree)
     s.nodes = static_cast<Node*>(nodes.GetCUDA());
     s.leaves = leaves.GetCUDA();
     s.nodeCount = static_cast<int32_t>(nodes.GetNumElements());
+    const std::vector<uint64_t>& masks = octree.GetBlockMasks();
+    s.blockMasks = masks.empty() ? nullptr : masks.data();
     return s;
 }
 
@@ -48,5 +50,12 @@ bool TezVoxelOctreeCalculateNodeStates(TezRef<TezVoxelOctree> octree, const floa
         pool.Node(0)->state =
             CombineChildStates([&pool](uint32_t i) -> Node& { return *pool.Node(i); }, pool.GetNumElements(), 1, 0);
     pool.WriteToCUDA();
+    // The host render's block masks follow the states; a device render has
+    // no use for them.
+    if (onDevice)
+        octree->GetBlockMasks().clear();
+    else
+        HostBlockMasks(TezMakeOctreeRecord(source), source.nodeCount, table, source.bitsPerPixel == 16,
+                       octree->GetBlockMasks());
     return true;
 }
