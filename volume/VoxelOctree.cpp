@@ -283,24 +283,38 @@ void SplitBits(uint32_t code, int& x, int& y, int& z)
     }
 }
 
+constexpr int kHalfEdge = kBrickEdge / 2;
+
+// Octant k of a brick: x, y, z halves from bits 0, 1, 2.
+template <typename T>
+T* Octant(T* brick, int k)
+{
+    return brick + ((k >> 2) & 1) * kHalfEdge * kBrickEdge * kBrickEdge + ((k >> 1) & 1) * kHalfEdge * kBrickEdge +
+           (k & 1) * kHalfEdge;
+}
+
+// A uniform child's part of its parent's brick: its octant, all its value.
+template <typename T>
+void FillOctant(T value, int k, T* parent)
+{
+    T* octant = Octant(parent, k);
+    for (int z = 0; z < kHalfEdge; ++z)
+        for (int y = 0; y < kHalfEdge; ++y)
+            std::fill_n(octant + (z * kBrickEdge + y) * kBrickEdge, kHalfEdge, value);
+}
+
 // Puts a child's brick, halved, into octant k of its parent's brick: every
 // other voxel along each axis, which is what sampling the parent's cube
-// directly would pick. A uniform child fills its octant with its value.
+// directly would pick.
 template <typename T>
-void ShrinkIntoOctant(T const* child, bool uniform, int k, T* parent)
+void ShrinkIntoOctant(T const* child, int k, T* parent)
 {
-    constexpr int kHalf = kBrickEdge / 2;
-    T* octant = parent + ((k >> 2) & 1) * kHalf * kBrickEdge * kBrickEdge + ((k >> 1) & 1) * kHalf * kBrickEdge +
-                (k & 1) * kHalf;
+    constexpr int kHalf = kHalfEdge;
+    T* octant = Octant(parent, k);
     for (int z = 0; z < kHalf; ++z)
         for (int y = 0; y < kHalf; ++y) {
             T* out = octant + (z * kBrickEdge + y) * kBrickEdge;
             T const* in = child + (2 * z * kBrickEdge + 2 * y) * kBrickEdge;
-            if (uniform) {
-                for (int x = 0; x < kHalf; ++x)
-                    out[x] = child[0];
-                continue;
-            }
 #if defined(__SSE2__)
             // Even voxels: the low byte of each 16-bit pair, or the low
             // half of each 32-bit pair (sign-extended to pack back exactly).
@@ -442,10 +456,15 @@ private:
     };
     // A cube's octet while its children join it in order: the first node
     // (0 until a child needs it) and the value of the child before.
+    // Uniform children wait to the end to fill their octants of the cube's
+    // brick: when all eight are one value the cube is too, and only the
+    // first voxel of its brick is read again.
     struct Octet
     {
         uint32_t first = 0;
         uint32_t previous = 0;
+        uint32_t uniform = 0; // one bit a child
+        uint32_t values[8] = {};
     };
     // One eighth of a block, built by itself: what it took, its sample and
     // the octet of its own children.
@@ -493,6 +512,7 @@ private:
     uint8_t const* BrickAhead(Worker const& worker, int ox, int oy, int oz) const;
     uint32_t BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken, Sample& sample);
     Sample Summarise(uint8_t const* brick) const;
+    Sample CloseCube(Octet const& octet, uint8_t* brick) const;
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
     bool JoinChild(int k, uint32_t childFirst, Sample const& child, uint8_t const* childBrick, Octet& octet,
                    uint8_t* brick, Taken& taken);
@@ -779,7 +799,7 @@ uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, int 
         if (!JoinChild(k, childFirst, child, childBrick, octet, brick, taken))
             return 0;
     }
-    sample = Summarise(brick);
+    sample = CloseCube(octet, brick);
     return octet.first;
 }
 
@@ -811,12 +831,39 @@ bool TezVoxelOctreeBuilder::JoinChild(int k, uint32_t childFirst, Sample const& 
         node.children = (node.children & TezNodeFlagBit) | childFirst;
         StoreNode(octet.first + k, child, childBrick, taken);
     }
-    if (m_bytesPerVoxel == 1)
-        ShrinkIntoOctant(childBrick, child.uniform, k, brick);
-    else
-        ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), child.uniform, k,
-                         reinterpret_cast<uint16_t*>(brick));
+    if (child.uniform) {
+        octet.uniform |= 1u << k;
+        octet.values[k] = child.average;
+    } else if (m_bytesPerVoxel == 1) {
+        ShrinkIntoOctant(childBrick, k, brick);
+    } else {
+        ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), k, reinterpret_cast<uint16_t*>(brick));
+    }
     return true;
+}
+
+// The sample of a cube once its eight children have joined it: one value
+// when they are all that one value, else its brick completed with the
+// octants of its uniform children and summarised.
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::CloseCube(Octet const& octet, uint8_t* brick) const
+{
+    uint32_t const value = octet.values[0];
+    if (octet.uniform == 0xFFu && std::all_of(octet.values, octet.values + 8, [&](uint32_t v) { return v == value; })) {
+        if (m_bytesPerVoxel == 1)
+            brick[0] = uint8_t(value);
+        else
+            *reinterpret_cast<uint16_t*>(brick) = uint16_t(value);
+        return {true, value};
+    }
+    for (int k = 0; k < 8; ++k) {
+        if (!(octet.uniform & (1u << k)))
+            continue;
+        if (m_bytesPerVoxel == 1)
+            FillOctant(uint8_t(octet.values[k]), k, brick);
+        else
+            FillOctant(uint16_t(octet.values[k]), k, reinterpret_cast<uint16_t*>(brick));
+    }
+    return Summarise(brick);
 }
 
 // Points the worker at block n of the pass (its corner in the chunk).
@@ -848,7 +895,7 @@ void TezVoxelOctreeBuilder::FinishBlock(Pass const& pass, int n, Part const* par
                            taken))
                 return;
         }
-        sample = Summarise(joined);
+        sample = CloseCube(octet, joined);
         first = octet.first;
         brick = joined;
     } else {
