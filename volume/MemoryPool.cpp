@@ -79,6 +79,7 @@ void TezMemoryPoolBase::FreeBlocks()
     for (uint8_t* block : m_storage->compressedBlocks)
         std::free(block);
     m_storage->blocks.clear();
+    m_capacity.store(0, std::memory_order_release);
     m_storage->compressedBlocks.clear();
     m_storage->compressedSizes.clear();
 }
@@ -107,6 +108,7 @@ bool TezMemoryPoolBase::AddBlock()
     if (!block)
         return false;
     m_storage->blocks.push_back(block);
+    m_capacity.store(uint64_t(m_storage->blocks.size()) * m_blockSize, std::memory_order_release);
     return true;
 }
 
@@ -135,13 +137,24 @@ void TezMemoryPoolBase::SetElementSize(uint64_t bytes)
 
 uint64_t TezMemoryPoolBase::Allocate(uint64_t count)
 {
+    // Within the blocks there are, no lock: one compare-and-swap.
+    uint64_t first = m_numElements.load(std::memory_order_relaxed);
+    while (count <= ~uint64_t(0) - first && first + count <= m_capacity.load(std::memory_order_acquire)) {
+        if (m_numElements.compare_exchange_weak(first, first + count, std::memory_order_relaxed)) {
+            m_dirty.store(true, std::memory_order_relaxed);
+            return first;
+        }
+    }
     std::lock_guard<std::mutex> lock(m_storage->allocation);
-    uint64_t first = m_numElements;
-    if (!EnsureCapacity(first, count))
-        return InvalidIndex;
-    m_numElements = first + count;
-    m_dirty = true;
-    return first;
+    for (;;) {
+        first = m_numElements.load(std::memory_order_relaxed);
+        if (!EnsureCapacity(first, count))
+            return InvalidIndex;
+        if (m_numElements.compare_exchange_strong(first, first + count, std::memory_order_relaxed)) {
+            m_dirty.store(true, std::memory_order_relaxed);
+            return first;
+        }
+    }
 }
 
 void* TezMemoryPoolBase::ElementBytes(uint64_t index)
@@ -200,6 +213,7 @@ void TezMemoryPoolBase::Compress()
         throw;
     }
     s.blocks.clear();
+    m_capacity.store(0, std::memory_order_release);
     m_isCompressed.store(true, std::memory_order_release);
 }
 
@@ -230,6 +244,7 @@ void TezMemoryPoolBase::Uncompress()
     s.blocks.clear();
     for (uint8_t* block : restored)
         s.blocks.push_back(block);
+    m_capacity.store(uint64_t(s.blocks.size()) * m_blockSize, std::memory_order_release);
     for (uint8_t* block : s.compressedBlocks)
         std::free(block);
     s.compressedBlocks.clear();
@@ -288,7 +303,7 @@ void TezMemoryPoolBase::Save(TezArchive& archive)
     Storage& s = *m_storage;
     archive.WriteStartSection("pool");
     archive.WriteSizet("blockSize", m_blockSize);
-    archive.WriteSizet("numElements", m_numElements);
+    archive.WriteSizet("numElements", GetNumElements());
     archive.WriteSizet("numBlocks", s.compressedBlocks.size());
     for (size_t i = 0; i < s.compressedBlocks.size(); ++i)
         archive.WriteCompressedBinary("", s.compressedBlocks[i], BlockBytes(), s.compressedSizes[i]);
@@ -333,7 +348,7 @@ void TezMemoryPoolBase::Load(TezArchive& archive)
         }
     }
     if (m_numElements > s.compressedBlocks.size() * m_blockSize)
-        Refuse(std::to_string(m_numElements) + " elements in " + std::to_string(s.compressedBlocks.size()) +
+        Refuse(std::to_string(GetNumElements()) + " elements in " + std::to_string(s.compressedBlocks.size()) +
                " blocks of " + std::to_string(m_blockSize));
     m_dirty = true;
 }

@@ -12,11 +12,12 @@
 // compressed; EnsureCapacity may run while other threads read elements that
 // already exist.
 //
-// Allocate is thread-safe: it holds the pool's lock only to bump the element
-// count, mark the device copy dirty and grow. It answers the index of the
-// first of count consecutive new, zero-filled elements, or InvalidIndex when
-// the pool cannot grow (out of memory). Writing into elements needs no lock
-// while the pool is not compressed. Every accessor climbs back from the compressed state by
+// Allocate is thread-safe: within the blocks there are it bumps the element
+// count with one compare-and-swap, and it holds the pool's lock only to grow.
+// It marks the device copy dirty and answers the index of the first of count
+// consecutive new, zero-filled elements, or InvalidIndex when the pool cannot
+// grow (out of memory). Writing into elements needs no lock while the pool is
+// not compressed. Every accessor climbs back from the compressed state by
 // itself (Uncompress), so callers never see a compressed pool.
 //
 // Compress turns each block, by itself, into a compressed frame (level 1) and
@@ -73,7 +74,7 @@ public:
     void* ElementBytes(uint64_t index);
 
     uint64_t GetBlockSize() const { return m_blockSize; }
-    uint64_t GetNumElements() const { return m_numElements; }
+    uint64_t GetNumElements() const { return m_numElements.load(std::memory_order_relaxed); }
     uint64_t GetNumBlocks() const;
     // Element size * blockSize * blocks, in whichever form they are.
     uint64_t GetSizeBytes() const;
@@ -112,10 +113,13 @@ private:
     uint64_t m_elementSize;
     uint64_t const m_minBlockSize;
     uint64_t m_blockSize = 512;
-    uint64_t m_numElements = 0;
+    std::atomic<uint64_t> m_numElements{0};
+    // Elements the blocks hold, published once a block is in place: what
+    // Allocate may hand out without the lock.
+    std::atomic<uint64_t> m_capacity{0};
     void* m_cudaData = nullptr;
     uint64_t m_cudaBytes = 0;
-    bool m_dirty = true;
+    std::atomic<bool> m_dirty{true};
     std::atomic<bool> m_isCompressed{false};
 };
 

@@ -105,3 +105,17 @@ bool TezMemoryVolume::Copy(void* buffer, int x, int y, int z, int width, int hei
     }
     return true;
 }
+
+bool TezMemoryVolume::ViewBox(int x, int y, int z, int width, int height, int depth, int bitsPerPixel,
+                              uint8_t const*& voxels, uint64_t& rowStride, uint64_t& sliceStride) const
+{
+    if (bitsPerPixel != m_bits || x < 0 || y < 0 || z < 0 || width < 0 || height < 0 || depth < 0 ||
+        x + width > m_width || y + height > m_height || z + depth > m_depth)
+        return false;
+    uint64_t const bytes = uint64_t(m_bits / 8);
+    rowStride = uint64_t(m_width) * bytes;
+    sliceStride = rowStride * uint64_t(m_height);
+    uint8_t const* data = m_bits == 8 ? m_voxels8.data() : reinterpret_cast<uint8_t const*>(m_voxels16.data());
+    voxels = data + uint64_t(z) * sliceStride + uint64_t(y) * rowStride + uint64_t(x) * bytes;
+    return true;
+}

@@ -31,6 +31,9 @@ public:
     bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
               uint64_t sliceStride, uint8_t** interpolationBuffers) override;
     bool CopyFillsBox() const override { return true; }
+    // Any box inside the volume, at the depth the voxels are held in.
+    bool ViewBox(int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint8_t const*& voxels,
+                 uint64_t& rowStride, uint64_t& sliceStride) const override;
 
     uint8_t const* Data8() const { return m_voxels8.data(); }
     uint16_t const* Data16() const { return m_voxels16.data(); }

@@ -34,6 +34,18 @@ public:
     // as they were (a missing file, say) answer false.
     virtual bool CopyFillsBox() const { return false; }
 
+    // Where the source already holds the box in memory at bitsPerPixel, x
+    // fastest: points `voxels` at its corner, sets the strides in bytes and
+    // answers true, so that a reader can use the voxels where they lie
+    // instead of copying them. The voxels stay valid and unchanged while the
+    // source lives. False (the default) when the box must be copied.
+    virtual bool ViewBox(int /*x*/, int /*y*/, int /*z*/, int /*width*/, int /*height*/, int /*depth*/,
+                         int /*bitsPerPixel*/, uint8_t const*& /*voxels*/, uint64_t& /*rowStride*/,
+                         uint64_t& /*sliceStride*/) const
+    {
+        return false;
+    }
+
     // Distance between neighbouring voxel centres along x, y and z, in the
     // source's own unit (millimetres for scans); (1, 1, 1) for sources that
     // carry none, such as image stacks.

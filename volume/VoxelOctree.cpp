@@ -4,15 +4,17 @@
 #include "core/Logger.h"
 #include "core/Progress.h"
 #include "volume/VolumeData.h"
-#include "volume/VolumeStatistics.h"
 
 #include <tbb/blocked_range.h>
-#include <tbb/combinable.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
 
 #if defined(__SSE2__)
 #    include <emmintrin.h>
+#endif
+#if defined(__x86_64__) && defined(__GNUC__)
+#    include <immintrin.h>
+#    define TEZ_OCTREE_WIDE_VECTORS 1
 #endif
 
 #include <algorithm>
@@ -61,6 +63,277 @@ SlabBytes AllocateSlab(uint64_t bytes)
     }
 #endif
     return SlabBytes(slab);
+}
+
+// True when the 16 voxels of a brick row all fall into histogram bin `bin`
+// (the value at 8 bits, the high byte at 16).
+template <typename T>
+bool RowIsOneBin(T const* row, unsigned bin)
+{
+#if defined(__SSE2__)
+    auto const* v = reinterpret_cast<__m128i const*>(row);
+    if constexpr (sizeof(T) == 1) {
+        return _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_loadu_si128(v), _mm_set1_epi8(char(bin)))) == 0xFFFF;
+    } else {
+        __m128i const b = _mm_set1_epi16(short(bin));
+        __m128i const low = _mm_cmpeq_epi16(_mm_srli_epi16(_mm_loadu_si128(v), 8), b);
+        __m128i const high = _mm_cmpeq_epi16(_mm_srli_epi16(_mm_loadu_si128(v + 1), 8), b);
+        return _mm_movemask_epi8(_mm_and_si128(low, high)) == 0xFFFF;
+    }
+#else
+    for (int x = 0; x < kBrickEdge; ++x)
+        if (unsigned(row[x] >> (8 * (sizeof(T) - 1))) != bin)
+            return false;
+    return true;
+#endif
+}
+
+// True when every voxel of a 16-bit brick has the same high byte, its
+// histogram bin: then the high bytes of the AND and the OR of them all agree.
+bool BrickIsOneBin(uint16_t const* brick)
+{
+#if defined(__SSE2__)
+    auto const* in = reinterpret_cast<__m128i const*>(brick);
+    __m128i all = _mm_set1_epi8(char(0xFF)), any = _mm_setzero_si128();
+    for (int i = 0; i < kBrickVoxels / 8; ++i) {
+        __m128i const v = _mm_loadu_si128(in + i);
+        all = _mm_and_si128(all, v);
+        any = _mm_or_si128(any, v);
+    }
+    __m128i const high = _mm_set1_epi16(short(0xFF00));
+    all = _mm_and_si128(all, high);
+    any = _mm_and_si128(any, high);
+    // Every lane must agree, and the lanes with each other.
+    uint16_t a[8], o[8];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(a), all);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(o), any);
+    uint16_t andAll = 0xFFFF, orAll = 0;
+    for (int i = 0; i < 8; ++i) {
+        andAll &= a[i];
+        orAll |= o[i];
+    }
+    return andAll == orAll;
+#else
+    for (int i = 1; i < kBrickVoxels; ++i)
+        if ((brick[i] >> 8) != (brick[0] >> 8))
+            return false;
+    return true;
+#endif
+}
+
+#if TEZ_OCTREE_WIDE_VECTORS
+// The 4096 bytes of a brick whose values lie within kValues of `least`,
+// counted one value at a time with 64-byte compares, each byte lane counting
+// its matches (at most 64 a lane).
+template <int kValues>
+__attribute__((target("avx512f,avx512bw"))) void CountNarrowBytes(uint8_t const* bytes, unsigned least, unsigned values,
+                                                                  uint32_t* counts)
+{
+    constexpr int kRows = kBrickVoxels / 64;
+    __m512i const base = _mm512_set1_epi8(char(least));
+    __m512i const one = _mm512_set1_epi8(1);
+    __m512i found[kValues];
+    for (__m512i& f : found)
+        f = _mm512_setzero_si512();
+    for (int i = 0; i < kRows; ++i) {
+        __m512i const offset = _mm512_sub_epi8(_mm512_loadu_si512(bytes + 64 * i), base);
+        for (int j = 0; j < kValues; ++j)
+            found[j] = _mm512_mask_add_epi8(found[j], _mm512_cmpeq_epi8_mask(offset, _mm512_set1_epi8(char(j))),
+                                            found[j], one);
+    }
+    for (unsigned j = 0; j < values; ++j) {
+        alignas(64) uint64_t sums[8];
+        _mm512_store_si512(sums, _mm512_sad_epu8(found[j], _mm512_setzero_si512()));
+        counts[least + j] += uint32_t(sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7]);
+    }
+}
+
+// The histogram of a brick whose bins lie within 32 of each other, or do
+// once its zeros are set apart, with 64-byte vectors: several times faster
+// than an increment per voxel. At 16 bits the high bytes are gathered first
+// (in any order: a histogram does not care). False, and nothing counted, for
+// a brick whose bins spread wider.
+template <typename T>
+__attribute__((target("avx512f,avx512bw,popcnt"))) bool AddNarrowBrickHistogram(T const* brick, uint32_t* counts)
+{
+    constexpr int kRows = kBrickVoxels / 64;
+    alignas(64) uint8_t gathered[sizeof(T) == 2 ? kBrickVoxels : 1];
+    uint8_t const* bytes = reinterpret_cast<uint8_t const*>(brick);
+    if constexpr (sizeof(T) == 2) {
+        for (int i = 0; i < kRows; ++i) {
+            __m512i const a = _mm512_srli_epi16(_mm512_loadu_si512(brick + 64 * i), 8);
+            __m512i const b = _mm512_srli_epi16(_mm512_loadu_si512(brick + 64 * i + 32), 8);
+            _mm512_store_si512(gathered + 64 * i, _mm512_packus_epi16(a, b));
+        }
+        bytes = gathered;
+    }
+    __m512i low = _mm512_set1_epi8(char(0xFF)), high = _mm512_setzero_si512();
+    for (int i = 0; i < kRows; ++i) {
+        __m512i const v = _mm512_loadu_si512(bytes + 64 * i);
+        low = _mm512_min_epu8(low, v);
+        high = _mm512_max_epu8(high, v);
+    }
+    alignas(64) uint8_t lows[64], highs[64];
+    _mm512_store_si512(lows, low);
+    _mm512_store_si512(highs, high);
+    unsigned least = 255, most = 0;
+    for (int i = 0; i < 64; ++i) {
+        least = std::min<unsigned>(least, lows[i]);
+        most = std::max<unsigned>(most, highs[i]);
+    }
+    if (least == 0 && most > 32) {
+        // Air beside a narrow spread (the edge of a body): zeros are counted
+        // apart, and lie 256 - leastAboveZero past the base of the others,
+        // beyond the values counted from it.
+        __m512i lowAboveZero = _mm512_set1_epi8(char(0xFF));
+        uint64_t zeros = 0;
+        for (int i = 0; i < kRows; ++i) {
+            __m512i const v = _mm512_loadu_si512(bytes + 64 * i);
+            __mmask64 const zero = _mm512_cmpeq_epi8_mask(v, _mm512_setzero_si512());
+            lowAboveZero = _mm512_min_epu8(lowAboveZero, _mm512_mask_blend_epi8(zero, v, _mm512_set1_epi8(char(0xFF))));
+            zeros += uint64_t(_mm_popcnt_u64(zero));
+        }
+        _mm512_store_si512(lows, lowAboveZero);
+        least = 255;
+        for (int i = 0; i < 64; ++i)
+            least = std::min<unsigned>(least, lows[i]);
+        if (most - least >= 32)
+            return false;
+        counts[0] += uint32_t(zeros);
+    }
+    unsigned const values = most - least + 1;
+    if (values <= 4) {
+        CountNarrowBytes<4>(bytes, least, values, counts);
+    } else if (values <= 16) {
+        CountNarrowBytes<16>(bytes, least, values, counts);
+    } else if (values <= 32) {
+        CountNarrowBytes<16>(bytes, least, 16, counts);
+        CountNarrowBytes<16>(bytes, least + 16, values - 16, counts);
+    } else {
+        return false;
+    }
+    return true;
+}
+#endif
+
+// Adds the voxels of a full-resolution brick to four interleaved tables of
+// 256 bins: consecutive voxels of one value would otherwise wait on each
+// other's increment. A uniform brick counts at once, and so do a 16-bit
+// brick in one bin and a row of one bin (air, or 16-bit voxels whose high
+// byte stays put). wide: the processor has 64-byte vectors.
+template <typename T>
+void AddBrickHistogram(T const* brick, bool uniform, bool wide, uint32_t* counts)
+{
+    constexpr int kShift = 8 * (int(sizeof(T)) - 1);
+    if (uniform) {
+        counts[brick[0] >> kShift] += kBrickVoxels;
+        return;
+    }
+    if constexpr (sizeof(T) == 2) {
+        if (BrickIsOneBin(brick)) {
+            counts[brick[0] >> kShift] += kBrickVoxels;
+            return;
+        }
+    }
+#if TEZ_OCTREE_WIDE_VECTORS
+    if (wide && AddNarrowBrickHistogram(brick, counts))
+        return;
+#endif
+    (void)wide;
+    for (int r = 0; r < kBrickEdge * kBrickEdge; ++r) {
+        T const* row = brick + r * kBrickEdge;
+        unsigned const bin = unsigned(row[0] >> kShift);
+        if (RowIsOneBin(row, bin)) {
+            counts[256 * (r & 3) + bin] += kBrickEdge;
+            continue;
+        }
+        for (int x = 0; x < kBrickEdge; x += 4) {
+            ++counts[row[x] >> kShift];
+            ++counts[256 + (row[x + 1] >> kShift)];
+            ++counts[512 + (row[x + 2] >> kShift)];
+            ++counts[768 + (row[x + 3] >> kShift)];
+        }
+    }
+}
+
+// Levels of bricks in a block of at most 256 voxels: edges 256 down to 16.
+constexpr int kBlockLevels = 5;
+// How many full-resolution bricks ahead of the one being sampled the build
+// asks the memory for: the next cube of 32 voxels (2, 16 and 32 measured slower).
+constexpr uint32_t kPrefetchBricks = 8;
+
+// The build visits the full-resolution bricks of a block in the order of
+// their coordinates' bits interleaved, x lowest (at most 16 bricks an axis).
+uint32_t InterleaveBits(int x, int y, int z)
+{
+    uint32_t code = 0;
+    for (int b = 0; b < 4; ++b)
+        code |= uint32_t((x >> b) & 1) << (3 * b) | uint32_t((y >> b) & 1) << (3 * b + 1) |
+                uint32_t((z >> b) & 1) << (3 * b + 2);
+    return code;
+}
+
+void SplitBits(uint32_t code, int& x, int& y, int& z)
+{
+    x = y = z = 0;
+    for (int b = 0; b < 4; ++b) {
+        x |= int((code >> (3 * b)) & 1) << b;
+        y |= int((code >> (3 * b + 1)) & 1) << b;
+        z |= int((code >> (3 * b + 2)) & 1) << b;
+    }
+}
+
+constexpr int kHalfEdge = kBrickEdge / 2;
+
+// Octant k of a brick: x, y, z halves from bits 0, 1, 2.
+template <typename T>
+T* Octant(T* brick, int k)
+{
+    return brick + ((k >> 2) & 1) * kHalfEdge * kBrickEdge * kBrickEdge + ((k >> 1) & 1) * kHalfEdge * kBrickEdge +
+           (k & 1) * kHalfEdge;
+}
+
+// A uniform child's part of its parent's brick: its octant, all its value.
+template <typename T>
+void FillOctant(T value, int k, T* parent)
+{
+    T* octant = Octant(parent, k);
+    for (int z = 0; z < kHalfEdge; ++z)
+        for (int y = 0; y < kHalfEdge; ++y)
+            std::fill_n(octant + (z * kBrickEdge + y) * kBrickEdge, kHalfEdge, value);
+}
+
+// Puts a child's brick, halved, into octant k of its parent's brick: every
+// other voxel along each axis, which is what sampling the parent's cube
+// directly would pick.
+template <typename T>
+void ShrinkIntoOctant(T const* child, int k, T* parent)
+{
+    constexpr int kHalf = kHalfEdge;
+    T* octant = Octant(parent, k);
+    for (int z = 0; z < kHalf; ++z)
+        for (int y = 0; y < kHalf; ++y) {
+            T* out = octant + (z * kBrickEdge + y) * kBrickEdge;
+            T const* in = child + (2 * z * kBrickEdge + 2 * y) * kBrickEdge;
+#if defined(__SSE2__)
+            // Even voxels: the low byte of each 16-bit pair, or the low
+            // half of each 32-bit pair (sign-extended to pack back exactly).
+            if constexpr (sizeof(T) == 1) {
+                __m128i const v = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in));
+                __m128i const even = _mm_and_si128(v, _mm_set1_epi16(0x00FF));
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(even, even));
+            } else {
+                __m128i const a = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in));
+                __m128i const b = _mm_loadu_si128(reinterpret_cast<__m128i const*>(in) + 1);
+                __m128i const ea = _mm_srai_epi32(_mm_slli_epi32(a, 16), 16);
+                __m128i const eb = _mm_srai_epi32(_mm_slli_epi32(b, 16), 16);
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packs_epi32(ea, eb));
+            }
+#else
+            for (int x = 0; x < kHalf; ++x)
+                out[x] = in[2 * x];
+#endif
+        }
 }
 
 // Nodes of a full tree from the 16-voxel level up to a cube of edge `edge`:
@@ -138,6 +411,18 @@ int TezVoxelOctreeSmallestMemoryLimit(int width, int height, int depth, int bits
     return INT32_MAX;
 }
 
+namespace {
+bool HasWideVectors()
+{
+#if TEZ_OCTREE_WIDE_VECTORS
+    static bool const has = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
+    return has;
+#else
+    return false;
+#endif
+}
+} // namespace
+
 // The build of one octree; lives for one CreateFromVolumeData call.
 class TezVoxelOctreeBuilder
 {
@@ -145,7 +430,7 @@ public:
     TezVoxelOctreeBuilder(TezVoxelOctree& tree, TezVolumeData& source, int bitsPerPixel, TezVoxelOctreePlan const& plan)
         : m_tree(tree), m_source(source), m_plan(plan), m_bytesPerVoxel(bitsPerPixel / 8), m_bitsPerPixel(bitsPerPixel),
           m_brickBytes(size_t(kBrickVoxels) * size_t(m_bytesPerVoxel)),
-          m_scratch([bytes = m_brickBytes] { return std::vector<uint8_t>(bytes); })
+          m_workers([bytes = m_brickBytes] { return Worker(bytes); })
     {
     }
 
@@ -163,6 +448,44 @@ private:
     {
         std::vector<uint32_t> octets; // first node of each
         std::vector<uint32_t> bricks;
+        void Append(Taken const& other)
+        {
+            octets.insert(octets.end(), other.octets.begin(), other.octets.end());
+            bricks.insert(bricks.end(), other.bricks.begin(), other.bricks.end());
+        }
+    };
+    // A cube's octet while its children join it in order: the first node
+    // (0 until a child needs it) and the value of the child before.
+    // Uniform children wait to the end to fill their octants of the cube's
+    // brick: when all eight are one value the cube is too, and only the
+    // first voxel of its brick is read again.
+    struct Octet
+    {
+        uint32_t first = 0;
+        uint32_t previous = 0;
+        uint32_t uniform = 0; // one bit a child
+        uint32_t values[8] = {};
+    };
+    // One eighth of a block, built by itself: what it took, its sample and
+    // the octet of its own children.
+    struct Part
+    {
+        Taken taken;
+        Sample sample{true, 0};
+        uint32_t first = 0;
+    };
+    // What each thread that builds blocks keeps: a brick to sample into and
+    // its part of the histogram, four interleaved tables of 256 bins.
+    struct Worker
+    {
+        explicit Worker(size_t brickBytes) : bytes(brickBytes), bricks(kBlockLevels * brickBytes), counts(4 * 256, 0) {}
+        // The sample of the cube being built at each depth below the block.
+        uint8_t* Brick(int depth) { return bricks.data() + size_t(depth) * bytes; }
+        size_t bytes;
+        // The block being built: its corner in the chunk, bricks per axis.
+        int blockX = 0, blockY = 0, blockZ = 0, blockBricks = 1;
+        std::vector<uint8_t> bricks;
+        std::vector<uint32_t> counts;
     };
     // One pass: a row of blocks along x, rowsPerPass rows deep in y.
     struct Pass
@@ -174,26 +497,33 @@ private:
     // The steps of Run.
     void PrepareBuffers();
     bool PreparePools();
-    bool BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress);
-    void ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress);
+    bool BuildPass(Pass const& pass, TezProgress& progress);
+    bool ViewChunk(Pass const& pass);
+    void ReadChunk(Pass const& pass, TezProgress const& progress);
     void BuildBlocks(Pass const& pass);
     void ClearBlocks(Pass const& pass);
     void ArrangeTree();
     void Summarise(std::vector<uint32_t> const& table);
+    std::vector<uint32_t> CollectHistogram();
 
     template <typename T>
     Sample SampleCube(int ox, int oy, int oz, int edge, T* brick) const;
-    Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const;
-    uint32_t BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken);
+    Sample SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick, uint8_t const* ahead = nullptr) const;
+    uint8_t const* BrickAhead(Worker const& worker, int ox, int oy, int oz) const;
+    uint32_t BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken, Sample& sample);
+    Sample Summarise(uint8_t const* brick) const;
+    Sample CloseCube(Octet const& octet, uint8_t* brick) const;
     void StoreNode(uint64_t index, Sample const& sample, uint8_t const* brick, Taken& taken);
-    void BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken);
+    bool JoinChild(int k, uint32_t childFirst, Sample const& child, uint8_t const* childBrick, Octet& octet,
+                   uint8_t* brick, Taken& taken);
+    void StartBlock(Pass const& pass, int n, Worker& worker) const;
+    void FinishBlock(Pass const& pass, int n, Part const* parts, uint8_t const* partBricks, Worker& worker);
     void PutInBlockOrder();
     uint32_t LinkPyramid(int x, int y, int z, uint32_t dim, uint32_t levelStart, uint32_t node);
     void CountLeafs(uint32_t node, size_t level);
     void ZeroChunk();
     void ZeroAround(int width, int height, int depth);
     void MoveRootOctetToFront();
-    void AddHistogram(int width, int height, int depth, std::vector<uint32_t>& table) const;
     uint32_t BlockNode(int bx, int by, int bz) const;
 
     TezVoxelOctreeNode& Node(uint64_t index) { return *m_tree.m_nodePool.Node(index); }
@@ -203,6 +533,7 @@ private:
     TezVoxelOctreePlan const& m_plan;
     int m_bytesPerVoxel;
     int m_bitsPerPixel;
+    bool m_wideVectors = HasWideVectors();
     size_t m_brickBytes;
     uint64_t m_rowStride = 0;
     uint64_t m_sliceStride = 0;
@@ -212,8 +543,14 @@ private:
     uint64_t m_chunkBytes = 0;
     bool m_chunkZero = false;
     std::vector<uint8_t> m_interpolation;
-    // One brick to sample into for each thread that builds blocks.
-    tbb::enumerable_thread_specific<std::vector<uint8_t>> m_scratch;
+    // Where the blocks of the pass are sampled from: the slab, or the source
+    // itself where it holds them in memory.
+    uint8_t const* m_view = nullptr;
+    uint64_t m_viewRow = 0;
+    uint64_t m_viewSlice = 0;
+    // Zeros sampled beyond the source's edges, which the histogram leaves out.
+    uint64_t m_padding = 0;
+    tbb::enumerable_thread_specific<Worker> m_workers;
     std::atomic<bool> m_stop{false};
     // Every octet and brick in block order: the order of a build on one
     // thread, which the pools are put in once the blocks are built.
@@ -239,16 +576,16 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     for (uint32_t i = 0, acc = 0; i < kBrickEdge; ++i, acc += step)
         offsets[i] = int(acc >> 16);
 
-    uint8_t const* base = m_chunk.get();
+    uint8_t const* base = m_view;
     uint64_t sum = 0;
-    T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride +
+    T const first = *reinterpret_cast<T const*>(base + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow +
                                                 uint64_t(ox) * sizeof(T));
     bool uniform = true;
     T* out = brick;
     for (int z = 0; z < kBrickEdge; ++z) {
-        uint8_t const* slice = base + uint64_t(oz + offsets[z]) * m_sliceStride;
+        uint8_t const* slice = base + uint64_t(oz + offsets[z]) * m_viewSlice;
         for (int y = 0; y < kBrickEdge; ++y) {
-            T const* row = reinterpret_cast<T const*>(slice + uint64_t(oy + offsets[y]) * m_rowStride) + ox;
+            T const* row = reinterpret_cast<T const*>(slice + uint64_t(oy + offsets[y]) * m_viewRow) + ox;
             if (edge == kBrickEdge) {
                 std::memcpy(out, row, kBrickEdge * sizeof(T));
             } else {
@@ -267,23 +604,44 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     return {uniform, uint32_t(sum / kBrickVoxels)};
 }
 
-TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick) const
+// Where the full-resolution brick a few ahead of the one at (ox, oy, oz)
+// starts in the chunk, for the sampling to prefetch; null past the block.
+uint8_t const* TezVoxelOctreeBuilder::BrickAhead(Worker const& worker, int ox, int oy, int oz) const
+{
+    int const n = worker.blockBricks;
+    uint32_t const next = InterleaveBits((ox - worker.blockX) / kBrickEdge, (oy - worker.blockY) / kBrickEdge,
+                                         (oz - worker.blockZ) / kBrickEdge) +
+                          kPrefetchBricks;
+    if (next >= uint32_t(n * n * n))
+        return nullptr;
+    int x = 0, y = 0, z = 0;
+    SplitBits(next, x, y, z);
+    return m_view + uint64_t(worker.blockZ + z * kBrickEdge) * m_viewSlice +
+           uint64_t(worker.blockY + y * kBrickEdge) * m_viewRow +
+           uint64_t(worker.blockX + x * kBrickEdge) * uint64_t(m_bytesPerVoxel);
+}
+
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, int oz, int edge, uint8_t* brick,
+                                                                uint8_t const* ahead) const
 {
 #if defined(__SSE2__)
     // Full resolution, 8 bits: each brick row is one 16-byte load; the sum
     // comes from SAD against zero and the uniform test from one compare.
     if (m_bytesPerVoxel == 1 && edge == kBrickEdge) {
-        uint8_t const* base = m_chunk.get() + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride + uint64_t(ox);
+        uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox);
         __m128i const first = _mm_set1_epi8(char(*base));
         __m128i const zero = _mm_setzero_si128();
         __m128i sums = zero;
         __m128i same = _mm_set1_epi8(char(0xFF));
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
-            uint8_t const* slice = base + uint64_t(z) * m_sliceStride;
+            uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
             for (int y = 0; y < kBrickEdge; ++y) {
-                __m128i const row =
-                    _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride));
+                if (ahead)
+                    _mm_prefetch(
+                        reinterpret_cast<char const*>(ahead + uint64_t(z) * m_viewSlice + uint64_t(y) * m_viewRow),
+                        _MM_HINT_T0);
+                __m128i const row = _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_viewRow));
                 _mm_storeu_si128(out++, row);
                 sums = _mm_add_epi64(sums, _mm_sad_epu8(row, zero));
                 same = _mm_and_si128(same, _mm_cmpeq_epi8(row, first));
@@ -296,17 +654,20 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     // The same at 16 bits: two loads a row, sums in 32-bit lanes (at most
     // 256 values of 65535 each per lane).
     if (m_bytesPerVoxel == 2 && edge == kBrickEdge) {
-        uint8_t const* base =
-            m_chunk.get() + uint64_t(oz) * m_sliceStride + uint64_t(oy) * m_rowStride + uint64_t(ox) * 2;
+        uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox) * 2;
         __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(base)));
         __m128i const zero = _mm_setzero_si128();
         __m128i sums = zero;
         __m128i same = _mm_set1_epi8(char(0xFF));
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
-            uint8_t const* slice = base + uint64_t(z) * m_sliceStride;
+            uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
             for (int y = 0; y < kBrickEdge; ++y) {
-                auto const* row = reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_rowStride);
+                if (ahead)
+                    _mm_prefetch(
+                        reinterpret_cast<char const*>(ahead + uint64_t(z) * m_viewSlice + uint64_t(y) * m_viewRow),
+                        _MM_HINT_T0);
+                auto const* row = reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_viewRow);
                 for (int half = 0; half < 2; ++half) {
                     __m128i const v = _mm_loadu_si128(row + half);
                     _mm_storeu_si128(out++, v);
@@ -341,60 +702,210 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
         return;
     }
     taken.bricks.push_back(uint32_t(leaf));
-    std::memcpy(leaves.Brick(leaf), brick, size_t(kBrickVoxels) * size_t(m_bytesPerVoxel));
+    uint8_t* to = leaves.Brick(leaf);
+#if defined(__SSE2__)
+    // The build does not read its bricks again; streaming them out spares
+    // the cache and the read of each line before it is written.
+    if ((reinterpret_cast<uintptr_t>(to) & 15) == 0) {
+        auto const* from = reinterpret_cast<__m128i const*>(brick);
+        auto* out = reinterpret_cast<__m128i*>(to);
+        for (size_t i = 0; i < m_brickBytes / 16; ++i)
+            _mm_stream_si128(out + i, _mm_loadu_si128(from + i));
+    } else {
+        std::memcpy(to, brick, m_brickBytes);
+    }
+#else
+    std::memcpy(to, brick, m_brickBytes);
+#endif
     node.data = uint32_t(leaf) | TezNodeFlagBit;
     node.children |= TezNodeFlagBit;
 }
 
-// Builds the children of the cube of edge `edge` at (ox, oy, oz) of the chunk
-// and answers the pool index of their octet, or 0 when the cube needs none:
-// eight uniform, equal and childless children are represented by the parent.
-uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, uint8_t* brick, Taken& taken)
+// The average and uniform flag of a brick made from its children.
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::Summarise(uint8_t const* brick) const
 {
-    int const half = edge / 2;
-    if (half < kBrickEdge)
+#if defined(__SSE2__)
+    __m128i const zero = _mm_setzero_si128();
+    __m128i sums = zero;
+    __m128i same = _mm_set1_epi8(char(0xFF));
+    auto const* in = reinterpret_cast<__m128i const*>(brick);
+    if (m_bytesPerVoxel == 1) {
+        __m128i const first = _mm_set1_epi8(char(brick[0]));
+        for (int i = 0; i < kBrickVoxels / 16; ++i) {
+            __m128i const v = _mm_loadu_si128(in + i);
+            sums = _mm_add_epi64(sums, _mm_sad_epu8(v, zero));
+            same = _mm_and_si128(same, _mm_cmpeq_epi8(v, first));
+        }
+        uint64_t lanes[2];
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+        return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t((lanes[0] + lanes[1]) / kBrickVoxels)};
+    }
+    __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(brick)));
+    for (int i = 0; i < 2 * kBrickVoxels / 16; ++i) {
+        __m128i const v = _mm_loadu_si128(in + i);
+        sums = _mm_add_epi32(sums, _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
+        same = _mm_and_si128(same, _mm_cmpeq_epi16(v, first));
+    }
+    uint32_t lanes[4];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+    uint64_t const sum = uint64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
+    return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t(sum / kBrickVoxels)};
+#else
+    auto summarise = [](auto const* voxels) {
+        uint64_t sum = 0;
+        bool uniform = true;
+        for (int i = 0; i < kBrickVoxels; ++i) {
+            sum += voxels[i];
+            uniform = uniform && voxels[i] == voxels[0];
+        }
+        return Sample{uniform, uint32_t(sum / kBrickVoxels)};
+    };
+    if (m_bytesPerVoxel == 1)
+        return summarise(brick);
+    return summarise(reinterpret_cast<uint16_t const*>(brick));
+#endif
+}
+
+// Builds the cube of edge `edge` at (ox, oy, oz) of the chunk: its sample,
+// into the worker's brick at `depth`, and below the full resolution the
+// children it needs. Answers the pool index of their octet, or 0 when the
+// cube needs none: eight uniform, equal and childless children are
+// represented by the parent. Only the full resolution reads the chunk; each
+// coarser sample is made from the samples of its children.
+uint32_t TezVoxelOctreeBuilder::BuildNode(int ox, int oy, int oz, int edge, int depth, Worker& worker, Taken& taken,
+                                          Sample& sample)
+{
+    uint8_t* brick = worker.Brick(depth);
+    if (edge <= kBrickEdge) {
+        sample = SampleCube(ox, oy, oz, edge, brick, BrickAhead(worker, ox, oy, oz));
+        // Every voxel is sampled once at full resolution: the histogram comes
+        // from there, without a pass of its own over the source.
+        if (m_bytesPerVoxel == 1)
+            AddBrickHistogram(brick, sample.uniform, m_wideVectors, worker.counts.data());
+        else
+            AddBrickHistogram(reinterpret_cast<uint16_t const*>(brick), sample.uniform, m_wideVectors,
+                              worker.counts.data());
         return 0;
-    uint32_t octet = 0;
-    uint32_t previous = 0;
+    }
+    int const half = edge / 2;
+    uint8_t* childBrick = worker.Brick(depth + 1);
+    Octet octet;
     for (int k = 0; k < 8; ++k) {
         int const cx = ox + (k & 1) * half;
         int const cy = oy + ((k >> 1) & 1) * half;
         int const cz = oz + ((k >> 2) & 1) * half;
-        uint32_t const childFirst = BuildNode(cx, cy, cz, half, brick, taken);
-        Sample const sample = SampleCube(cx, cy, cz, half, brick);
-        if (octet == 0 && (!sample.uniform || childFirst > 0 || (k > 0 && sample.average != previous))) {
-            uint64_t const first = m_tree.m_nodePool.Allocate(8);
-            if (first == TezMemoryPoolBase::InvalidIndex) {
-                m_stop = true;
-                return 0;
-            }
-            octet = uint32_t(first);
-            taken.octets.push_back(octet);
-            for (int j = 0; j < k; ++j) {
-                TezVoxelOctreeNode& passed = Node(octet + j);
-                passed.children = 0;
-                passed.data = previous;
-            }
-        }
-        previous = sample.average;
-        if (octet != 0) {
-            TezVoxelOctreeNode& child = Node(octet + k);
-            child.children = (child.children & TezNodeFlagBit) | childFirst;
-            StoreNode(octet + k, sample, brick, taken);
-        }
+        Sample child{true, 0};
+        uint32_t const childFirst = BuildNode(cx, cy, cz, half, depth + 1, worker, taken, child);
+        if (!JoinChild(k, childFirst, child, childBrick, octet, brick, taken))
+            return 0;
     }
-    return octet;
+    sample = CloseCube(octet, brick);
+    return octet.first;
 }
 
-void TezVoxelOctreeBuilder::BuildBlock(int bx, int by, int bz, int chunkX, int chunkY, uint8_t* brick, Taken& taken)
+// Joins child k, built, to its cube: the octet is taken at the first child
+// that is not uniform, has children or differs from the ones before it
+// (which then become uniform nodes of their common value); the child's
+// brick is stored and, halved, becomes part of the cube's. False when the
+// pools ran out.
+bool TezVoxelOctreeBuilder::JoinChild(int k, uint32_t childFirst, Sample const& child, uint8_t const* childBrick,
+                                      Octet& octet, uint8_t* brick, Taken& taken)
+{
+    if (octet.first == 0 && (!child.uniform || childFirst > 0 || (k > 0 && child.average != octet.previous))) {
+        uint64_t const first = m_tree.m_nodePool.Allocate(8);
+        if (first == TezMemoryPoolBase::InvalidIndex) {
+            m_stop = true;
+            return false;
+        }
+        octet.first = uint32_t(first);
+        taken.octets.push_back(octet.first);
+        for (int j = 0; j < k; ++j) {
+            TezVoxelOctreeNode& passed = Node(octet.first + j);
+            passed.children = 0;
+            passed.data = octet.previous;
+        }
+    }
+    octet.previous = child.average;
+    if (octet.first != 0) {
+        TezVoxelOctreeNode& node = Node(octet.first + k);
+        node.children = (node.children & TezNodeFlagBit) | childFirst;
+        StoreNode(octet.first + k, child, childBrick, taken);
+    }
+    if (child.uniform) {
+        octet.uniform |= 1u << k;
+        octet.values[k] = child.average;
+    } else if (m_bytesPerVoxel == 1) {
+        ShrinkIntoOctant(childBrick, k, brick);
+    } else {
+        ShrinkIntoOctant(reinterpret_cast<uint16_t const*>(childBrick), k, reinterpret_cast<uint16_t*>(brick));
+    }
+    return true;
+}
+
+// The sample of a cube once its eight children have joined it: one value
+// when they are all that one value, else its brick completed with the
+// octants of its uniform children and summarised.
+TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::CloseCube(Octet const& octet, uint8_t* brick) const
+{
+    uint32_t const value = octet.values[0];
+    if (octet.uniform == 0xFFu && std::all_of(octet.values, octet.values + 8, [&](uint32_t v) { return v == value; })) {
+        if (m_bytesPerVoxel == 1)
+            brick[0] = uint8_t(value);
+        else
+            *reinterpret_cast<uint16_t*>(brick) = uint16_t(value);
+        return {true, value};
+    }
+    for (int k = 0; k < 8; ++k) {
+        if (!(octet.uniform & (1u << k)))
+            continue;
+        if (m_bytesPerVoxel == 1)
+            FillOctant(uint8_t(octet.values[k]), k, brick);
+        else
+            FillOctant(uint16_t(octet.values[k]), k, reinterpret_cast<uint16_t*>(brick));
+    }
+    return Summarise(brick);
+}
+
+// Points the worker at block n of the pass (its corner in the chunk).
+void TezVoxelOctreeBuilder::StartBlock(Pass const& pass, int n, Worker& worker) const
 {
     int const edge = m_plan.blockSize;
-    int const ox = (bx - chunkX) * edge;
-    int const oy = (by - chunkY) * edge;
-    uint32_t const first = BuildNode(ox, oy, 0, edge, brick, taken);
-    uint32_t const index = BlockNode(bx, by, bz);
+    worker.blockX = (n % pass.countX) * edge;
+    worker.blockY = (n / pass.countX) * edge;
+    worker.blockZ = 0;
+    worker.blockBricks = edge / kBrickEdge;
+}
+
+// Joins the eight parts of block n (one part, the whole block, when the
+// block is a single brick) in the order a build of the whole block would
+// take them, then stores the block's node.
+void TezVoxelOctreeBuilder::FinishBlock(Pass const& pass, int n, Part const* parts, uint8_t const* partBricks,
+                                        Worker& worker)
+{
+    Taken taken;
+    Sample sample = parts[0].sample;
+    uint32_t first = parts[0].first;
+    uint8_t const* brick = partBricks;
+    if (m_plan.blockSize > kBrickEdge) {
+        uint8_t* joined = worker.Brick(0);
+        Octet octet;
+        for (int k = 0; k < 8; ++k) {
+            taken.Append(parts[k].taken);
+            if (!JoinChild(k, parts[k].first, parts[k].sample, partBricks + size_t(k) * m_brickBytes, octet, joined,
+                           taken))
+                return;
+        }
+        sample = CloseCube(octet, joined);
+        first = octet.first;
+        brick = joined;
+    } else {
+        taken.Append(parts[0].taken);
+    }
+    uint32_t const index = BlockNode(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz);
     Node(index).children = first;
-    StoreNode(index, SampleCube(ox, oy, 0, edge, brick), brick, taken);
+    StoreNode(index, sample, brick, taken);
+    m_octetOrder.insert(m_octetOrder.end(), taken.octets.begin(), taken.octets.end());
+    m_brickOrder.insert(m_brickOrder.end(), taken.bricks.begin(), taken.bricks.end());
 }
 
 // Links the full levels above the blocks and gives each of their nodes the
@@ -446,24 +957,6 @@ void TezVoxelOctreeBuilder::ZeroAround(int width, int height, int depth)
             for (int y = 0; y < height; ++y)
                 std::memset(slice + uint64_t(y) * m_rowStride + rowBytes, 0, size_t(m_rowStride - rowBytes));
         std::memset(slice + boxRows, 0, size_t(m_sliceStride - boxRows));
-    });
-}
-
-// The box's histogram, slab by slab in parallel; the sum is the same as one
-// pass over the whole box.
-void TezVoxelOctreeBuilder::AddHistogram(int width, int height, int depth, std::vector<uint32_t>& table) const
-{
-    tbb::combinable<std::vector<uint32_t>> partial([] { return std::vector<uint32_t>(256, 0); });
-    int const slab = 8;
-    tbb::parallel_for(0, (depth + slab - 1) / slab, [&](int i) {
-        int const z = i * slab;
-        TezVolumeStatistics::Instance().ComputeHistogram(m_chunk.get() + uint64_t(z) * m_sliceStride, 0, 0, 0, width,
-                                                         height, std::min(slab, depth - z), m_bitsPerPixel, m_rowStride,
-                                                         m_sliceStride, partial.local().data());
-    });
-    partial.combine_each([&](std::vector<uint32_t> const& counts) {
-        for (size_t bin = 0; bin < 256; ++bin)
-            table[bin] += counts[bin];
     });
 }
 
@@ -630,7 +1123,6 @@ bool TezVoxelOctreeBuilder::Run(TezProgress& progress)
         return false;
 
     int const blocksInRow = m_plan.blocksInRow;
-    std::vector<uint32_t> table(256, 0);
     progress.Start(uint64_t(CeilDiv(m_source.GetDepth(), m_plan.blockSize)) * uint64_t(blocksInRow) *
                    uint64_t(blocksInRow));
     for (int bz = 0; bz < blocksInRow; ++bz)
@@ -638,18 +1130,31 @@ bool TezVoxelOctreeBuilder::Run(TezProgress& progress)
             for (int bx = 0; bx < blocksInRow; bx += m_plan.blocksX) {
                 Pass const pass{bx, by, bz, std::min(m_plan.blocksX, blocksInRow - bx),
                                 std::min(m_plan.rowsPerPass, blocksInRow - by)};
-                if (!BuildPass(pass, table, progress))
+                if (!BuildPass(pass, progress))
                     return false;
             }
     m_chunk.reset();
     m_interpolation = std::vector<uint8_t>();
 
     ArrangeTree();
-    Summarise(table);
+    Summarise(CollectHistogram());
     return true;
 }
 
-// The slab holds rowsPerPass rows of blocksX blocks, one block deep.
+// The threads' tables in one, without the zeros sampled outside the source.
+std::vector<uint32_t> TezVoxelOctreeBuilder::CollectHistogram()
+{
+    std::vector<uint32_t> table(256, 0);
+    for (Worker const& worker : m_workers)
+        for (size_t i = 0; i < worker.counts.size(); ++i)
+            table[i % 256] += worker.counts[i];
+    table[0] -= uint32_t(m_padding);
+    return table;
+}
+
+// The slab holds rowsPerPass rows of blocksX blocks, one block deep. It is
+// allocated by the first pass that copies: a source that holds its voxels in
+// memory may never need it.
 void TezVoxelOctreeBuilder::PrepareBuffers()
 {
     uint64_t const blockSize = uint64_t(m_plan.blockSize);
@@ -658,11 +1163,6 @@ void TezVoxelOctreeBuilder::PrepareBuffers()
     m_rowStride = uint64_t(m_bytesPerVoxel) * chunkWidth;
     m_sliceStride = m_rowStride * chunkHeight;
     m_chunkBytes = m_sliceStride * blockSize;
-    m_chunk = AllocateSlab(m_chunkBytes);
-    if (!m_chunk)
-        throw std::bad_alloc();
-    m_chunkZero = true;
-    m_interpolation.resize(2 * m_sliceStride);
 }
 
 // Fresh pools with the full tree above the blocks in place.
@@ -680,12 +1180,13 @@ bool TezVoxelOctreeBuilder::PreparePools()
 
 // Builds the pass's blocks, or clears them where they lie outside the
 // source; false when the pools ran out or the host asks to stop.
-bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, std::vector<uint32_t>& table, TezProgress& progress)
+bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, TezProgress& progress)
 {
     int const blockSize = m_plan.blockSize;
     if (pass.bx * blockSize < m_source.GetWidth() && pass.by * blockSize < m_source.GetHeight() &&
         pass.bz * blockSize < m_source.GetDepth()) {
-        ReadChunk(pass, table, progress);
+        if (!ViewChunk(pass))
+            ReadChunk(pass, progress);
         BuildBlocks(pass);
     } else {
         ClearBlocks(pass);
@@ -698,9 +1199,25 @@ bool TezVoxelOctreeBuilder::BuildPass(Pass const& pass, std::vector<uint32_t>& t
     return !progress.StopRequested();
 }
 
+// Samples the pass's blocks where the source holds them, when it holds all
+// of them in memory at the build's depth.
+bool TezVoxelOctreeBuilder::ViewChunk(Pass const& pass)
+{
+    int const blockSize = m_plan.blockSize;
+    uint8_t const* voxels = nullptr;
+    uint64_t rowStride = 0, sliceStride = 0;
+    if (!m_source.ViewBox(pass.bx * blockSize, pass.by * blockSize, pass.bz * blockSize, pass.countX * blockSize,
+                          pass.countY * blockSize, blockSize, m_bitsPerPixel, voxels, rowStride, sliceStride))
+        return false;
+    m_view = voxels;
+    m_viewRow = rowStride;
+    m_viewSlice = sliceStride;
+    return true;
+}
+
 // The part of the source under the pass, zero beyond its edges, into the
-// slab; its values join the histogram.
-void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& table, TezProgress const& progress)
+// slab, which the blocks are then sampled from.
+void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, TezProgress const& progress)
 {
     int const blockSize = m_plan.blockSize;
     int const x = pass.bx * blockSize;
@@ -712,6 +1229,13 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     // The first read lands on a slab that is still all zero. Later, a source
     // that writes all of the box leaves only its surroundings to clear,
     // which saves a pass over the whole slab.
+    if (!m_chunk) {
+        m_chunk = AllocateSlab(m_chunkBytes);
+        if (!m_chunk)
+            throw std::bad_alloc();
+        m_chunkZero = true;
+        m_interpolation.resize(2 * m_sliceStride);
+    }
     bool const fills = m_source.CopyFillsBox();
     if (!m_chunkZero) {
         if (fills)
@@ -729,25 +1253,47 @@ void TezVoxelOctreeBuilder::ReadChunk(Pass const& pass, std::vector<uint32_t>& t
     }
     if (fills && !copied)
         ZeroChunk();
-    AddHistogram(boxWidth, boxHeight, boxDepth, table);
+    m_view = m_chunk.get();
+    m_viewRow = m_rowStride;
+    m_viewSlice = m_sliceStride;
+    uint64_t const blockVoxels = uint64_t(blockSize) * uint64_t(blockSize) * uint64_t(blockSize);
+    m_padding += uint64_t(pass.countX) * uint64_t(pass.countY) * blockVoxels -
+                 uint64_t(boxWidth) * uint64_t(boxHeight) * uint64_t(boxDepth);
 }
 
-// The pass's blocks in parallel, each into its own record of what it took,
-// which joins the block order afterwards in block order.
+// The pass's blocks in parallel, in eighths so that a few blocks keep every
+// thread busy to the end. Each part keeps its own record of what it took;
+// the blocks join their parts, and the block order, afterwards in order.
 void TezVoxelOctreeBuilder::BuildBlocks(Pass const& pass)
 {
     int const count = pass.countX * pass.countY;
-    std::vector<Taken> taken(static_cast<size_t>(count));
-    tbb::parallel_for(tbb::blocked_range<int>(0, count), [&](tbb::blocked_range<int> const& blocks) {
-        uint8_t* brick = m_scratch.local().data();
-        for (int n = blocks.begin(); n < blocks.end() && !m_stop.load(std::memory_order_relaxed); ++n)
-            BuildBlock(pass.bx + n % pass.countX, pass.by + n / pass.countX, pass.bz, pass.bx, pass.by, brick,
-                       taken[size_t(n)]);
+    int const edge = m_plan.blockSize;
+    int const parts = edge > kBrickEdge ? 8 : 1;
+    std::vector<Part> built(size_t(count) * size_t(parts));
+    std::vector<uint8_t> bricks(built.size() * m_brickBytes);
+    tbb::parallel_for(tbb::blocked_range<int>(0, count * parts, 1), [&](tbb::blocked_range<int> const& range) {
+        Worker& worker = m_workers.local();
+        for (int n = range.begin(); n < range.end() && !m_stop.load(std::memory_order_relaxed); ++n) {
+            int const block = n / parts, k = n % parts;
+            StartBlock(pass, block, worker);
+            Part& part = built[size_t(n)];
+            int const depth = parts == 8 ? 1 : 0;
+            int const half = parts == 8 ? edge / 2 : edge;
+            part.first = BuildNode(worker.blockX + (k & 1) * half, worker.blockY + ((k >> 1) & 1) * half,
+                                   ((k >> 2) & 1) * half, half, depth, worker, part.taken, part.sample);
+            std::memcpy(bricks.data() + size_t(n) * m_brickBytes, worker.Brick(depth), m_brickBytes);
+        }
+#if defined(__SSE2__)
+        _mm_sfence(); // the streamed bricks are seen by whoever reads them next
+#endif
     });
-    for (Taken const& block : taken) {
-        m_octetOrder.insert(m_octetOrder.end(), block.octets.begin(), block.octets.end());
-        m_brickOrder.insert(m_brickOrder.end(), block.bricks.begin(), block.bricks.end());
-    }
+    Worker& worker = m_workers.local();
+    for (int n = 0; n < count && !m_stop; ++n)
+        FinishBlock(pass, n, &built[size_t(n) * size_t(parts)], bricks.data() + size_t(n) * parts * m_brickBytes,
+                    worker);
+#if defined(__SSE2__)
+    _mm_sfence();
+#endif
 }
 
 // Blocks outside the source are empty: uniform 0, no children.

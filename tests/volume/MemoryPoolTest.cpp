@@ -107,6 +107,9 @@ TEST(MemoryPool, ConcurrentAllocationHandsOutDisjointRanges)
     for (std::thread& thread : threads)
         thread.join();
     ASSERT_EQ(pool.GetNumElements(), 4u * 2000 * 8);
+    // No more blocks than the elements need: a saved pool must not depend
+    // on how the threads met.
+    EXPECT_EQ(pool.GetNumBlocks(), (pool.GetNumElements() + 1023) / 1024);
     for (uint64_t i = 0; i < pool.GetNumElements(); ++i)
         ASSERT_EQ(pool.Node(i)->state, 1u) << i;
 }

@@ -318,6 +318,108 @@ TEST(TezVoxelOctree, SavedBytesStayTheSame)
     EXPECT_EQ(ArchiveDigest(*tree16, "golden-16.tez"), 8862878692006235161ull);
 }
 
+// The histogram is counted brick by brick while the tree is sampled, with
+// shortcuts for bricks of one value, of a narrow spread and of one 16-bit
+// bin; it must still be the plain count of the source's voxels, whatever
+// the padding around a ragged source.
+TEST(TezVoxelOctree, HistogramCountsEveryVoxel)
+{
+    int const w = 270, h = 64, d = 48; // eight bands and some, ragged in every direction
+    size_t const n = size_t(w) * h * d;
+    std::mt19937 random(17);
+    std::vector<uint8_t> narrow(n);
+    std::vector<uint16_t> wide(n);
+    for (size_t i = 0; i < n; ++i) {
+        int const x = int(i % size_t(w));
+        // Bands of 32 voxels along x: air, noise over 3 values (or bins at
+        // 16 bits), over 24 (12 bins), over all of them, over the top 12, of
+        // one value, and the last two of noise over 20 and 12 mixed with air.
+        uint32_t const r = uint32_t(random());
+        static uint8_t const low8[8] = {0, 60, 100, 0, 244, 30, 70, 244};
+        static uint32_t const spread8[8] = {1, 3, 24, 256, 12, 1, 20, 12};
+        static uint16_t const low16[8] = {0, 0x0380, 0x0200, 0, 0xF400, 0x0400, 0x0500, 0xF400};
+        static uint32_t const spread16[8] = {1, 0x0300, 0x0C00, 0x10000, 0x0C00, 200, 0x0C00, 0x0C00};
+        int const band = (x / 32) % 8;
+        bool const air = band >= 6 && (r >> 20) % 3 == 0;
+        narrow[i] = air ? 0 : uint8_t(low8[band] + r % spread8[band]);
+        wide[i] = air ? 0 : uint16_t(low16[band] + r % spread16[band]);
+    }
+    auto expect = [&](TezVoxelOctree const& tree, auto const& voxels, int shift) {
+        std::vector<uint32_t> counts(256, 0);
+        for (auto v : voxels)
+            ++counts[size_t(v >> shift)];
+        float const scale = 1.0f / float(double(n));
+        ASSERT_EQ(tree.GetHistogram().size(), 256u);
+        for (size_t bin = 0; bin < 256; ++bin)
+            ASSERT_EQ(tree.GetHistogram()[bin], float(counts[bin]) * scale) << "bin " << bin;
+    };
+    auto tree8 = Build(TezMemoryVolume::Create8(w, h, d, narrow), 8);
+    ASSERT_TRUE(tree8);
+    expect(*tree8, narrow, 0);
+    auto tree16 = Build(TezMemoryVolume::Create16(w, h, d, wide), 16);
+    ASSERT_TRUE(tree16);
+    expect(*tree16, wide, 8);
+    // Whole blocks sampled where they lie.
+    std::vector<uint8_t> cube(size_t(256) * 256 * 256);
+    for (size_t i = 0; i < cube.size(); ++i)
+        cube[i] = (i / 4096) % 3 == 0 ? uint8_t(100 + random() % 9) : uint8_t((i / 65536) % 5);
+    auto tree = Build(TezMemoryVolume::Create8(256, 256, 256, cube), 8);
+    ASSERT_TRUE(tree);
+    std::vector<uint32_t> counts(256, 0);
+    for (uint8_t v : cube)
+        ++counts[v];
+    for (size_t bin = 0; bin < 256; ++bin)
+        ASSERT_EQ(tree->GetHistogram()[bin], float(counts[bin]) * (1.0f / float(double(cube.size())))) << bin;
+}
+
+namespace {
+// The same voxels offered only through Copy, so the build reads them into
+// its slab instead of sampling them where they lie.
+class CopiedVolume : public TezVolumeData
+{
+public:
+    explicit CopiedVolume(TezRef<TezMemoryVolume> volume) : m_volume(std::move(volume)) {}
+    uint32_t Type() const override { return m_volume->Type(); }
+    TezString const& TypeName() const override { return m_volume->TypeName(); }
+    bool IsValid() const override { return m_volume->IsValid(); }
+    int GetWidth() const override { return m_volume->GetWidth(); }
+    int GetHeight() const override { return m_volume->GetHeight(); }
+    int GetDepth() const override { return m_volume->GetDepth(); }
+    bool Copy(void* buffer, int x, int y, int z, int width, int height, int depth, int bitsPerPixel, uint64_t rowStride,
+              uint64_t sliceStride, uint8_t** interpolationBuffers) override
+    {
+        return m_volume->Copy(buffer, x, y, z, width, height, depth, bitsPerPixel, rowStride, sliceStride,
+                              interpolationBuffers);
+    }
+
+private:
+    TezRef<TezMemoryVolume> m_volume;
+};
+} // namespace
+
+// A source that holds whole blocks in memory is sampled where it lies; the
+// tree must not change by that. The first slab lies inside the source, the
+// second reaches past its last slice and is copied either way.
+TEST(TezVoxelOctree, SamplingInPlaceBuildsTheSameTree)
+{
+    int const w = 256, h = 256, d = 260;
+    std::vector<uint16_t> wide(size_t(w) * h * d);
+    std::mt19937 random(3);
+    for (size_t i = 0; i < wide.size(); ++i)
+        wide[i] = (i / 9000) % 4 == 0 ? uint16_t(random()) : uint16_t(300 * ((i / 70000) % 3));
+    TezRef<TezMemoryVolume> const sources[2] = {TezMemoryVolume::Create8(w, h, d, MakeBlobs(w, h, d, 4)),
+                                                TezMemoryVolume::Create16(w, h, d, wide)};
+    for (TezRef<TezMemoryVolume> const& source : sources) {
+        int const bits = source->GetBitsPerPixel();
+        auto inPlace = Build(source, bits);
+        auto copied = TezVoxelOctree::CreateFromVolumeData("test", TezRef<TezVolumeData>(new CopiedVolume(source)), 0.5,
+                                                           bits, 512);
+        ASSERT_TRUE(inPlace && copied);
+        EXPECT_GT(inPlace->GetLeafPool().GetNumElements(), 200u);
+        EXPECT_EQ(ArchiveDigest(*inPlace, "in-place.tez"), ArchiveDigest(*copied, "copied.tez")) << bits << " bits";
+    }
+}
+
 namespace {
 class StoppingUI : public TezUICallback
 {
