@@ -108,26 +108,45 @@ inline int BlockLevel(const Octree& oct)
 
 // Descend of OctreeKernels.inl, entered at the deepest level the last
 // descent shares with this one. skip: the node is an empty subtree to step
-// over (see above); skipState is the state that allows it, or -1.
-inline Descent DescendFromPathScalar(const Octree& oct, const Ray& ray, float t, int lod, MarchPath& path,
-                                     int skipState, int blockLevel, const LevelSteps& steps, bool& skip)
+// over (see above); skipState is the state that allows it, or -1. With SSE2
+// the three axes sit in the lanes of a register (the fourth holds whatever
+// follows in the record and is never looked at): the same operations lane
+// by lane, so the same results.
+TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float t, int lod, MarchPath& path,
+                                        int skipState, int blockLevel, const LevelSteps& steps, bool& skip)
 {
     Descent d{};
     skip = false;
-    const float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
     // The cells at the finest level. Scaling by a power of two is exact, so
     // ToInt(q) lies in [0, 1], as the descent from the root asks, exactly
     // where these lie in (-2^24, 2^25).
     const float finest = static_cast<float>(1 << PathLevels);
-    int cx = ToInt(q.x * finest), cy = ToInt(q.y * finest), cz = ToInt(q.z * finest);
+#if defined(__SSE2__)
+    const __m128 q =
+        _mm_mul_ps(_mm_add_ps(_mm_loadu_ps(&ray.origin.x), _mm_mul_ps(_mm_loadu_ps(&ray.dir.x), _mm_set1_ps(t))),
+                   _mm_set1_ps(2.0f));
+    alignas(16) int c[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(c), _mm_cvttps_epi32(_mm_mul_ps(q, _mm_set1_ps(finest))));
+    if (c[0] == INT_MIN || c[1] == INT_MIN || c[2] == INT_MIN) { // NaN and far points as ToInt takes them
+        alignas(16) float p[4];
+        _mm_store_ps(p, q);
+        c[0] = ToInt(p[0] * finest), c[1] = ToInt(p[1] * finest), c[2] = ToInt(p[2] * finest);
+    }
+#else
+    const float3s q = Scale(Add(ray.origin, Scale(ray.dir, t)), 2.0f);
+    int c[3] = {ToInt(q.x * finest), ToInt(q.y * finest), ToInt(q.z * finest)};
+#endif
     constexpr int low = -(1 << PathLevels), high = 2 << PathLevels;
-    if (cx <= low || cy <= low || cz <= low || cx >= high || cy >= high || cz >= high) {
+    if (c[0] <= low || c[1] <= low || c[2] <= low || c[0] >= high || c[1] >= high || c[2] >= high) {
         d.left = true;
         return d;
     }
     // A point a little below 0 descends along the cells at 0 until it would
     // leave; that is checked at the level where the descent stops.
-    cx = cx < 0 ? 0 : cx, cy = cy < 0 ? 0 : cy, cz = cz < 0 ? 0 : cz;
+    const int cx = c[0] < 0 ? 0 : c[0], cy = c[1] < 0 ? 0 : c[1], cz = c[2] < 0 ? 0 : c[2];
+#if defined(__SSE2__)
+    const __m128i cells = _mm_setr_epi32(cx, cy, cz, 0);
+#endif
     int level = 0;
     if (path.depth >= 0) {
         const unsigned diff =
@@ -140,7 +159,13 @@ inline Descent DescendFromPathScalar(const Octree& oct, const Ray& ray, float t,
     int base = level == 0 ? 1 : path.children[level - 1];
     for (;; ++level) {
         const int shift = PathLevels - level;
-        const int index = base + ((cx >> shift) & 1) + 2 * ((cy >> shift) & 1) + 4 * ((cz >> shift) & 1);
+#if defined(__SSE2__)
+        // Bit `shift` of each axis's cell, moved to the sign and gathered.
+        const int octant = _mm_movemask_ps(_mm_castsi128_ps(_mm_sll_epi32(cells, _mm_cvtsi32_si128(31 - shift)))) & 7;
+#else
+        const int octant = ((cx >> shift) & 1) + 2 * ((cy >> shift) & 1) + 4 * ((cz >> shift) & 1);
+#endif
+        const int index = base + octant;
         const Node& node = oct.nodes[index];
         const uint32_t children = node.children & TezNodeLowMask;
         path.children[level] = static_cast<int>(children);
@@ -154,14 +179,25 @@ inline Descent DescendFromPathScalar(const Octree& oct, const Ray& ray, float t,
             d.level = level;
             d.cell = 0.5f / static_cast<float>(1 << level);
             const float scale = static_cast<float>(1 << level);
+#if defined(__SSE2__)
+            const __m128 scaled = _mm_mul_ps(q, _mm_set1_ps(scale));
+            const __m128i n = _mm_cvttps_epi32(scaled); // below 2^25 here; a NaN point leaves
+            alignas(16) float f[4];
+            alignas(16) int cell[4];
+            _mm_store_ps(f, _mm_sub_ps(scaled, _mm_cvtepi32_ps(n)));
+            _mm_store_si128(reinterpret_cast<__m128i*>(cell), n);
+            d.nx = cell[0], d.ny = cell[1], d.nz = cell[2];
+            d.f = Make3(f[0], f[1], f[2]);
+#else
             const float sx = q.x * scale, sy = q.y * scale, sz = q.z * scale;
             d.nx = ToInt(sx), d.ny = ToInt(sy), d.nz = ToInt(sz);
+            d.f = Make3(sx - static_cast<float>(d.nx), sy - static_cast<float>(d.ny), sz - static_cast<float>(d.nz));
+#endif
             if (d.nx < 0 || d.ny < 0 || d.nz < 0) {
                 d.left = true;
                 skip = false;
                 return d;
             }
-            d.f = Make3(sx - static_cast<float>(d.nx), sy - static_cast<float>(d.ny), sz - static_cast<float>(d.nz));
             if (skip) {
                 const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
                 if (steps.LimitAt(t + d.cell * exitLocal, lod) <= level) {
@@ -175,95 +211,6 @@ inline Descent DescendFromPathScalar(const Octree& oct, const Ray& ray, float t,
         base = static_cast<int>(children);
     }
 }
-
-#if defined(__SSE2__)
-// The same descent with the three axes in the lanes of SSE registers (the
-// fourth lane holds whatever follows in the record and is never looked at):
-// the same operations lane by lane, so the same results. A point whose
-// finest cells come out as INT_MIN (NaN, or far outside) takes the scalar
-// way, which tells those cases apart.
-TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float t, int lod, MarchPath& path,
-                                        int skipState, int blockLevel, const LevelSteps& steps, bool& skip)
-{
-    const __m128 q =
-        _mm_mul_ps(_mm_add_ps(_mm_loadu_ps(&ray.origin.x), _mm_mul_ps(_mm_loadu_ps(&ray.dir.x), _mm_set1_ps(t))),
-                   _mm_set1_ps(2.0f));
-    const __m128i raw = _mm_cvttps_epi32(_mm_mul_ps(q, _mm_set1_ps(static_cast<float>(1 << PathLevels))));
-    if (_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(raw, _mm_set1_epi32(INT_MIN)))) & 7)
-        return DescendFromPathScalar(oct, ray, t, lod, path, skipState, blockLevel, steps, skip);
-    Descent d{};
-    skip = false;
-    constexpr int low = -(1 << PathLevels), high = 2 << PathLevels;
-    const __m128i outside =
-        _mm_or_si128(_mm_cmplt_epi32(raw, _mm_set1_epi32(low + 1)), _mm_cmpgt_epi32(raw, _mm_set1_epi32(high - 1)));
-    if (_mm_movemask_ps(_mm_castsi128_ps(outside)) & 7) {
-        d.left = true;
-        return d;
-    }
-    // A point a little below 0 descends along the cells at 0 until it would
-    // leave; that is checked at the level where the descent stops.
-    const __m128i cells = _mm_andnot_si128(_mm_srai_epi32(raw, 31), raw);
-    alignas(16) int c[4];
-    _mm_store_si128(reinterpret_cast<__m128i*>(c), cells);
-    int level = 0;
-    if (path.depth >= 0) {
-        const unsigned diff =
-            static_cast<unsigned>((c[0] ^ path.cx) | (c[1] ^ path.cy) | (c[2] ^ path.cz)) >> (PathLevels - path.depth);
-        level = diff == 0 ? path.depth : path.depth - (31 - __builtin_clz(diff));
-        level = level < lod ? level : (lod < 0 ? 0 : lod);
-    }
-    path.cx = c[0], path.cy = c[1], path.cz = c[2];
-    int base = level == 0 ? 1 : path.children[level - 1];
-    for (;; ++level) {
-        const int shift = PathLevels - level;
-        // Bit `shift` of each axis's cell, moved to the sign and gathered.
-        const int octant = _mm_movemask_ps(_mm_castsi128_ps(_mm_sll_epi32(cells, _mm_cvtsi32_si128(31 - shift)))) & 7;
-        const int index = base + octant;
-        const Node& node = oct.nodes[index];
-        const uint32_t children = node.children & TezNodeLowMask;
-        path.children[level] = static_cast<int>(children);
-        bool stop = children == 0 || level == lod || level == PathLevels;
-        if (!stop && static_cast<int>(node.state) == skipState && level >= blockLevel)
-            stop = skip = true;
-        if (stop) {
-            path.depth = level;
-            d.node = node;
-            d.index = index;
-            d.level = level;
-            d.cell = 0.5f / static_cast<float>(1 << level);
-            const __m128 scaled = _mm_mul_ps(q, _mm_set1_ps(static_cast<float>(1 << level)));
-            const __m128i n = _mm_cvttps_epi32(scaled);
-            if (_mm_movemask_ps(_mm_castsi128_ps(n)) & 7) {
-                d.left = true;
-                skip = false;
-                return d;
-            }
-            alignas(16) float f[4];
-            alignas(16) int cell[4];
-            _mm_store_ps(f, _mm_sub_ps(scaled, _mm_cvtepi32_ps(n)));
-            _mm_store_si128(reinterpret_cast<__m128i*>(cell), n);
-            d.nx = cell[0], d.ny = cell[1], d.nz = cell[2];
-            d.f = Make3(f[0], f[1], f[2]);
-            if (skip) {
-                const float exitLocal = Min3(Add(Mul(ray.inv, d.f), ray.exitBias));
-                if (steps.LimitAt(t + d.cell * exitLocal, lod) <= level) {
-                    skip = false;
-                    base = static_cast<int>(children);
-                    continue;
-                }
-            }
-            return d;
-        }
-        base = static_cast<int>(children);
-    }
-}
-#else
-TEZ_KERNEL_STEP Descent DescendFromPath(const Octree& oct, const Ray& ray, float t, int lod, MarchPath& path,
-                                        int skipState, int blockLevel, const LevelSteps& steps, bool& skip)
-{
-    return DescendFromPathScalar(oct, ray, t, lod, path, skipState, blockLevel, steps, skip);
-}
-#endif
 
 inline int ClampInt(int v, int low, int high) { return v < low ? low : (v > high ? high : v); }
 inline int AbsInt(int v) { return v < 0 ? -v : v; }
@@ -322,17 +269,8 @@ TEZ_KERNEL_STEP float3s GradientOnHost(const Octree& oct, const V* brick, int nx
                         if (ax < 0 || ay < 0 || az < 0 || (ax >> level) > 1 || (ay >> level) > 1 || (az >> level) > 1) {
                             n.value = 0;
                         } else {
-                            int base = 1, shift = level;
-                            Node node;
-                            for (;;) {
-                                node = oct.nodes[base + ((ax >> shift) & 1) + 2 * ((ay >> shift) & 1) +
-                                                 4 * ((az >> shift) & 1)];
-                                const uint32_t children = node.children & TezNodeLowMask;
-                                if (children == 0 || shift == 0)
-                                    break;
-                                base = static_cast<int>(children);
-                                --shift;
-                            }
+                            int shift;
+                            const Node node = NodeAtLevel(oct, ax, ay, az, level, shift);
                             if (!(node.children & TezNodeFlagBit)) {
                                 if (node.data > 65535u) // beyond the exact sums: the kernel's own way
                                     return Gradient(oct, brick, nx, ny, nz, level, x, y, z);

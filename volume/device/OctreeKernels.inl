@@ -259,6 +259,24 @@ TEZ_KERNELFN bool SetUpRay(const Camera& cam, const float* T, int x, int y, cons
     return SetUpRay(cam, MakeRayFrame(cam), T, x, y, range, ray);
 }
 
+// The node holding cell (nx, ny, nz) of level `level` (inside the tree), or
+// the childless node above it where the tree ends sooner; shift: the levels
+// between the two.
+TEZ_KERNELFN Node NodeAtLevel(const Octree& oct, int nx, int ny, int nz, int level, int& shift)
+{
+    int base = 1;
+    shift = level;
+    Node node;
+    for (;;) {
+        node = oct.nodes[base + ((nx >> shift) & 1) + 2 * ((ny >> shift) & 1) + 4 * ((nz >> shift) & 1)];
+        const uint32_t children = node.children & TezNodeLowMask;
+        if (children == 0 || shift == 0)
+            return node;
+        base = static_cast<int>(children);
+        --shift;
+    }
+}
+
 // A sample for the gradient at brick coordinates (cx, cy, cz), which may lie
 // one voxel outside the brick of the node at (nx, ny, nz) on its level.
 template <class V>
@@ -288,17 +306,8 @@ TEZ_KERNELFN float NeighbourSample(const Octree& oct, const V* brick, int nx, in
 
     // n is not negative here and s a power of 2: the divisions and
     // remainders by s are shifts and masks.
-    int base = 1;
-    int shift = level;
-    Node node;
-    for (;;) {
-        node = oct.nodes[base + ((nx >> shift) & 1) + 2 * ((ny >> shift) & 1) + 4 * ((nz >> shift) & 1)];
-        const uint32_t children = node.children & TezNodeLowMask;
-        if (children == 0 || shift == 0)
-            break;
-        base = static_cast<int>(children);
-        --shift;
-    }
+    int shift;
+    const Node node = NodeAtLevel(oct, nx, ny, nz, level, shift);
     const int s = 1 << shift;
     if (!(node.children & TezNodeFlagBit))
         return static_cast<float>(node.data);
