@@ -348,6 +348,51 @@ uint32_t FullTreeCount(int edge)
     }
     return count;
 }
+
+#if defined(__SSE2__)
+// The sum of a brick's voxels and whether all equal the first, taken 16
+// bytes at a time (16-bit sums in 32-bit lanes: at most 256 values of 65535
+// each per lane).
+template <int Bytes>
+struct BrickTally
+{
+    __m128i first;
+    __m128i sums = _mm_setzero_si128();
+    __m128i same = _mm_set1_epi8(char(0xFF));
+
+    explicit BrickTally(uint8_t const* firstVoxel)
+        : first(Bytes == 1 ? _mm_set1_epi8(char(*firstVoxel))
+                           : _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(firstVoxel))))
+    {
+    }
+    void Add(__m128i v)
+    {
+        __m128i const zero = _mm_setzero_si128();
+        if (Bytes == 1) {
+            sums = _mm_add_epi64(sums, _mm_sad_epu8(v, zero));
+            same = _mm_and_si128(same, _mm_cmpeq_epi8(v, first));
+        } else {
+            sums = _mm_add_epi32(sums, _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
+            same = _mm_and_si128(same, _mm_cmpeq_epi16(v, first));
+        }
+    }
+    bool Uniform() const { return _mm_movemask_epi8(same) == 0xFFFF; }
+    uint32_t Average() const
+    {
+        uint64_t sum = 0;
+        if (Bytes == 1) {
+            uint64_t lanes[2];
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+            sum = lanes[0] + lanes[1];
+        } else {
+            uint32_t lanes[4];
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
+            sum = uint64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
+        }
+        return uint32_t(sum / kBrickVoxels);
+    }
+};
+#endif
 } // namespace
 
 TezVoxelOctreePlan TezVoxelOctreeMakePlan(int width, int height, int depth, int bitsPerPixel, int memoryLimit)
@@ -629,10 +674,7 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
     // comes from SAD against zero and the uniform test from one compare.
     if (m_bytesPerVoxel == 1 && edge == kBrickEdge) {
         uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox);
-        __m128i const first = _mm_set1_epi8(char(*base));
-        __m128i const zero = _mm_setzero_si128();
-        __m128i sums = zero;
-        __m128i same = _mm_set1_epi8(char(0xFF));
+        BrickTally<1> tally(base);
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
             uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
@@ -643,22 +685,16 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
                         _MM_HINT_T0);
                 __m128i const row = _mm_loadu_si128(reinterpret_cast<__m128i const*>(slice + uint64_t(y) * m_viewRow));
                 _mm_storeu_si128(out++, row);
-                sums = _mm_add_epi64(sums, _mm_sad_epu8(row, zero));
-                same = _mm_and_si128(same, _mm_cmpeq_epi8(row, first));
+                tally.Add(row);
             }
         }
-        uint64_t lanes[2];
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
-        return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t((lanes[0] + lanes[1]) / kBrickVoxels)};
+        return {tally.Uniform(), tally.Average()};
     }
     // The same at 16 bits: two loads a row, sums in 32-bit lanes (at most
     // 256 values of 65535 each per lane).
     if (m_bytesPerVoxel == 2 && edge == kBrickEdge) {
         uint8_t const* base = m_view + uint64_t(oz) * m_viewSlice + uint64_t(oy) * m_viewRow + uint64_t(ox) * 2;
-        __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(base)));
-        __m128i const zero = _mm_setzero_si128();
-        __m128i sums = zero;
-        __m128i same = _mm_set1_epi8(char(0xFF));
+        BrickTally<2> tally(base);
         __m128i* out = reinterpret_cast<__m128i*>(brick);
         for (int z = 0; z < kBrickEdge; ++z) {
             uint8_t const* slice = base + uint64_t(z) * m_viewSlice;
@@ -671,15 +707,11 @@ TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::SampleCube(int ox, int oy, 
                 for (int half = 0; half < 2; ++half) {
                     __m128i const v = _mm_loadu_si128(row + half);
                     _mm_storeu_si128(out++, v);
-                    sums = _mm_add_epi32(sums, _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
-                    same = _mm_and_si128(same, _mm_cmpeq_epi16(v, first));
+                    tally.Add(v);
                 }
             }
         }
-        uint32_t lanes[4];
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
-        uint64_t const sum = uint64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
-        return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t(sum / kBrickVoxels)};
+        return {tally.Uniform(), tally.Average()};
     }
 #endif
     if (m_bytesPerVoxel == 1)
@@ -725,31 +757,13 @@ void TezVoxelOctreeBuilder::StoreNode(uint64_t index, Sample const& sample, uint
 TezVoxelOctreeBuilder::Sample TezVoxelOctreeBuilder::Summarise(uint8_t const* brick) const
 {
 #if defined(__SSE2__)
-    __m128i const zero = _mm_setzero_si128();
-    __m128i sums = zero;
-    __m128i same = _mm_set1_epi8(char(0xFF));
     auto const* in = reinterpret_cast<__m128i const*>(brick);
-    if (m_bytesPerVoxel == 1) {
-        __m128i const first = _mm_set1_epi8(char(brick[0]));
-        for (int i = 0; i < kBrickVoxels / 16; ++i) {
-            __m128i const v = _mm_loadu_si128(in + i);
-            sums = _mm_add_epi64(sums, _mm_sad_epu8(v, zero));
-            same = _mm_and_si128(same, _mm_cmpeq_epi8(v, first));
-        }
-        uint64_t lanes[2];
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
-        return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t((lanes[0] + lanes[1]) / kBrickVoxels)};
-    }
-    __m128i const first = _mm_set1_epi16(short(*reinterpret_cast<uint16_t const*>(brick)));
-    for (int i = 0; i < 2 * kBrickVoxels / 16; ++i) {
-        __m128i const v = _mm_loadu_si128(in + i);
-        sums = _mm_add_epi32(sums, _mm_add_epi32(_mm_unpacklo_epi16(v, zero), _mm_unpackhi_epi16(v, zero)));
-        same = _mm_and_si128(same, _mm_cmpeq_epi16(v, first));
-    }
-    uint32_t lanes[4];
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), sums);
-    uint64_t const sum = uint64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
-    return {_mm_movemask_epi8(same) == 0xFFFF, uint32_t(sum / kBrickVoxels)};
+    auto tallied = [&](auto tally) -> Sample {
+        for (size_t i = 0; i < m_brickBytes / 16; ++i)
+            tally.Add(_mm_loadu_si128(in + i));
+        return {tally.Uniform(), tally.Average()};
+    };
+    return m_bytesPerVoxel == 1 ? tallied(BrickTally<1>(brick)) : tallied(BrickTally<2>(brick));
 #else
     auto summarise = [](auto const* voxels) {
         uint64_t sum = 0;
