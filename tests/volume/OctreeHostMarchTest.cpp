@@ -6,6 +6,7 @@
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
 #include "volume/device/OctreeLaunch.h"
+#include "volume/device/OctreeScreen.h"
 #include "volume/device/VoxelOctreeKernels.h"
 
 #include <gtest/gtest.h>
@@ -181,6 +182,79 @@ TEST(OctreeHostMarch, NoRayOutsideTheCubesBoxMeetsTheCube)
         EXPECT_GT(inside, 0);
         EXPECT_EQ(view.smaller, (box.x1 - box.x0) * (box.y1 - box.y0) < cam.width * cam.height);
     }
+}
+
+// A march started where the start boxes put it finds what the march from
+// the cube's face finds; rays that meet no box find nothing.
+TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
+{
+    TezRef<TezVoxelOctree> octree = BallsInTissue(8);
+    ASSERT_TRUE(octree);
+    const std::vector<float> table = StepTable();
+    TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
+    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    std::vector<uint64_t> masks;
+    ASSERT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
+    source.blockMasks = masks.data();
+    source.statesValid = true;
+    const float s = 1.0f / 512.0f;
+    const float scaled[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
+    // Turned a little about z and moved: boxes are not axis-aligned on screen.
+    const float c = 0.96f * s, n = 0.28f * s;
+    const float turned[16] = {c, n, 0, 0, -n, c, 0, 0, 0, 0, s, 0, 0.05f, -0.02f, 0.01f, 1};
+    const struct
+    {
+        Camera camera;
+        const float* transform;
+        float voxelSize;
+    } views[] = {
+        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 96, 48), scaled, 1.0f},
+        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 96, 48), turned, 1.0f},
+        {LookAt(true, {-500, -400, 300}, {150, 28, 24}, 64, 48), scaled, 0.02f}, // coarse levels drawn
+        {LookAt(false, {190, -40, -400}, {150, 28, 24}, 64, 64), turned, 1.0f},
+        {LookAt(true, {120, 3, 24}, {300, 28, 24}, 48, 32), scaled, 1.0f}, // inside the cube
+    };
+    int later = 0, nothing = 0, hits = 0;
+    for (const auto& view : views) {
+        TezOctreeRenderSource viewed = source;
+        viewed.voxelSize = view.voxelSize;
+        const Octree oct = TezMakeOctreeRecord(viewed);
+        const Camera& cam = view.camera;
+        StartBoxes boxes;
+        ASSERT_TRUE(boxes.Make(cam, view.transform, oct, table.data(), false));
+        EXPECT_GT(boxes.BoxCount(), 0u);
+        for (int ty = 0; ty < cam.height; ty += StartBoxes::TileEdge)
+            for (int tx = 0; tx < cam.width; tx += StartBoxes::TileEdge) {
+                float starts[StartBoxes::TileEdge * StartBoxes::TileEdge];
+                boxes.TileStarts(tx, ty, starts);
+                for (int y = ty; y < std::min(ty + StartBoxes::TileEdge, cam.height); ++y)
+                    for (int x = tx; x < std::min(tx + StartBoxes::TileEdge, cam.width); ++x) {
+                        Ray ray;
+                        if (!SetUpRay(cam, view.transform, x, y, DefaultRangeFunction{}, ray))
+                            continue;
+                        const float start = starts[(y - ty) * StartBoxes::TileEdge + (x - tx)];
+                        const MarchResult a = MarchWithPath<uint8_t>(oct, ray, table.data(), false, ray.tEntry);
+                        if (!(start < ray.tExit)) {
+                            ASSERT_EQ(a.alpha, 0.0f) << x << ", " << y << " of view " << (&view - views) << " met nothing but hits";
+                            ++nothing;
+                            continue;
+                        }
+                        const MarchResult b =
+                            MarchWithPath<uint8_t>(oct, ray, table.data(), false, std::max(ray.tEntry, start));
+                        ASSERT_EQ(a.alpha, b.alpha) << x << ", " << y;
+                        EXPECT_EQ(a.shade, b.shade) << x << ", " << y;
+                        if (a.alpha > 0.0f) {
+                            EXPECT_NEAR(a.hitDepth, b.hitDepth, 1e-5f * a.hitDepth) << x << ", " << y;
+                            EXPECT_LE(start, a.hitDepth) << x << ", " << y;
+                            ++hits;
+                        }
+                        later += start > ray.tEntry;
+                    }
+            }
+    }
+    EXPECT_GT(hits, 500);
+    EXPECT_GT(later, 500);
+    EXPECT_GT(nothing, 1000);
 }
 
 } // namespace

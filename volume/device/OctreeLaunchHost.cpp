@@ -5,6 +5,7 @@
 #include "volume/device/OctreeHostMarch.h"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
+#include "volume/device/OctreeScreen.h"
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
@@ -17,7 +18,7 @@
 namespace TezOctreeDevice {
 namespace {
 
-constexpr int TileEdge = 16;
+constexpr int TileEdge = StartBoxes::TileEdge;
 
 // Each tile is one step of the host's progress; once the host asks to stop,
 // the tiles left are skipped and the caller, seeing the stop flag, drops
@@ -99,18 +100,27 @@ void InTurn(int x0, int y0, int x1, int y1, const Begin& begin, const Step& step
 
 // The solid pixels of a tile.
 template <class V, class Range>
-void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared, int x0,
-               int y0, int x1, int y1)
+void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared,
+               const StartBoxes* boxes, int x0, int y0, int x1, int y1)
 {
     MarchLane<V> lanes[Lanes];
     int px[Lanes] = {}, py[Lanes] = {};
+    // Where each ray may first meet something; its march starts there.
+    const int tx = x0 - x0 % TileEdge, ty = y0 - y0 % TileEdge;
+    float starts[TileEdge * TileEdge];
+    if (boxes)
+        boxes->TileStarts(tx, ty, starts);
     InTurn(
         x0, y0, x1, y1,
         [&](int k, int x, int y) {
+            const float first = boxes ? starts[(y - ty) * TileEdge + (x - tx)] : 0.0f;
             Ray ray;
-            if (!SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
+            if (first == StartBoxes::None || !SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
                 return false;
-            lanes[k].Start(shared, ray, ray.tEntry);
+            const float start = MaxF(ray.tEntry, first);
+            if (!(start < ray.tExit))
+                return false; // meets nothing: a miss
+            lanes[k].Start(shared, ray, start);
             px[k] = x, py[k] = y;
             return true;
         },
@@ -133,22 +143,35 @@ void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFuncti
         using V = decltype(voxel);
         const RayFrame frame = MakeRayFrame(a.camera);
         const MarchShared shared = MakeMarchShared(a.octree, a.lookup.table, false, nullptr);
+        StartBoxes boxes;
+        const bool starts = boxes.Make(a.camera, a.transform, a.octree, a.lookup.table, false);
         ForEachTile(a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
-                    [&](int x0, int y0, int x1, int y1) { SolidTile<V>(a, frame, range, shared, x0, y0, x1, y1); });
+                    [&](int x0, int y0, int x1, int y1) {
+                        SolidTile<V>(a, frame, range, shared, starts ? &boxes : nullptr, x0, y0, x1, y1);
+                    });
     });
 }
 
 // The layers of the pixels of a tile.
 template <class V, class Range>
 void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Range& range,
-                     const MarchShared (&shared)[2], int x0, int y0, int x1, int y1)
+                     const MarchShared (&shared)[2], const StartBoxes* boxes, int x0, int y0, int x1, int y1)
 {
     MarchLane<V> lanes[Lanes];
     LayerWalk walks[Lanes];
     int px[Lanes] = {}, py[Lanes] = {};
+    // A march from outside starts no earlier than where its ray may first
+    // meet something; one from inside has no such place.
+    const int tx = x0 - x0 % TileEdge, ty = y0 - y0 % TileEdge;
+    float starts[TileEdge * TileEdge];
+    if (boxes)
+        boxes->TileStarts(tx, ty, starts);
     const auto march = [&](int k) {
         const LayerWalk& w = walks[k];
-        lanes[k].Start(shared[w.inside], lanes[k].ray, MaxF(lanes[k].ray.tEntry, w.start));
+        float start = MaxF(lanes[k].ray.tEntry, w.start);
+        if (boxes && !w.inside)
+            start = MaxF(start, starts[(py[k] - ty) * TileEdge + (px[k] - tx)]);
+        lanes[k].Start(shared[w.inside], lanes[k].ray, start);
     };
     InTurn(
         x0, y0, x1, y1,
@@ -158,8 +181,8 @@ void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Ra
             walks[k] = StartLayers(a);
             if (walks[k].layer >= a.layerCount)
                 return false;
-            march(k);
             px[k] = x, py[k] = y;
+            march(k);
             return true;
         },
         [&](int k) {
@@ -184,9 +207,12 @@ void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectio
         const RayFrame frame = MakeRayFrame(a.camera);
         const MarchShared shared[2] = {MakeMarchShared(a.octree, a.lookup.table, false, nullptr),
                                        MakeMarchShared(a.octree, a.lookup.table, true, nullptr)};
-        ForEachTile(
-            a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
-            [&](int x0, int y0, int x1, int y1) { TransparentTile<V>(a, frame, range, shared, x0, y0, x1, y1); });
+        StartBoxes boxes;
+        const bool starts = boxes.Make(a.camera, a.transform, a.octree, a.lookup.table, false);
+        ForEachTile(a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
+                    [&](int x0, int y0, int x1, int y1) {
+                        TransparentTile<V>(a, frame, range, shared, starts ? &boxes : nullptr, x0, y0, x1, y1);
+                    });
     });
 }
 
@@ -283,95 +309,6 @@ void HostBlockMasks(const Octree& octree, int nodeCount, const float* table, boo
             }
         }
     });
-}
-
-namespace {
-
-// Inverse of a 3 x 3 matrix (rows m[0..2]); false when it is singular.
-bool Invert3(const double m[3][3], double out[3][3])
-{
-    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
-                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
-    if (!(std::fabs(det) > 1e-300) || !std::isfinite(det))
-        return false;
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) {
-            const int i1 = (j + 1) % 3, i2 = (j + 2) % 3, j1 = (i + 1) % 3, j2 = (i + 2) % 3;
-            out[i][j] = (m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1]) / det;
-        }
-    return true;
-}
-
-} // namespace
-
-PixelRect CubeOnScreen(const Camera& cam, const float* T)
-{
-    const PixelRect all{0, 0, cam.width, cam.height};
-    if (cam.width <= 0 || cam.height <= 0)
-        return all;
-    // Cube to world: the inverse of T's linear part (row vectors: p' = p L + t).
-    double L[3][3], Linv[3][3];
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-            L[i][j] = T[4 * i + j];
-    // Camera: a direction w in view terms is R w in world terms, R's rows the axes.
-    const float3s axes[3] = {cam.axisX, cam.axisY, cam.axisZ};
-    double R[3][3], Rinv[3][3];
-    for (int i = 0; i < 3; ++i)
-        R[i][0] = axes[i].x, R[i][1] = axes[i].y, R[i][2] = axes[i].z;
-    if (!Invert3(L, Linv) || !Invert3(R, Rinv))
-        return all;
-    const double aspect = double(cam.width) / double(cam.height);
-    const double h = std::tan(double(cam.fov) / 2.0);
-    if (!(h > 0.0) || !std::isfinite(h))
-        return all;
-    const double eye[3] = {cam.eye.x, cam.eye.y, cam.eye.z};
-    double s = 0.0, g[3] = {0, 0, 1};
-    if (!cam.perspective) {
-        const double D[3] = {cam.focus.x - eye[0], cam.focus.y - eye[1], cam.focus.z - eye[2]};
-        const double dist = std::sqrt(D[0] * D[0] + D[1] * D[1] + D[2] * D[2]);
-        s = h * dist;
-        for (int i = 0; i < 3; ++i)
-            g[i] = (Rinv[i][0] * D[0] + Rinv[i][1] * D[1] + Rinv[i][2] * D[2]) / dist;
-        if (!(std::fabs(g[2]) > 1e-6) || !(s > 0.0))
-            return all;
-    }
-    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY;
-    for (int corner = 0; corner < 8; ++corner) {
-        // The corner in world terms: (c - t) L^-1.
-        const double c[3] = {double(corner & 1) - T[12], double((corner >> 1) & 1) - T[13],
-                             double((corner >> 2) & 1) - T[14]};
-        double p[3], w[3];
-        for (int j = 0; j < 3; ++j)
-            p[j] = c[0] * Linv[0][j] + c[1] * Linv[1][j] + c[2] * Linv[2][j] - eye[j];
-        for (int i = 0; i < 3; ++i)
-            w[i] = Rinv[i][0] * p[0] + Rinv[i][1] * p[1] + Rinv[i][2] * p[2];
-        double u, v;
-        if (cam.perspective) {
-            const double length = std::sqrt(w[0] * w[0] + w[1] * w[1] + w[2] * w[2]);
-            if (!(w[2] > 1e-6 * length))
-                return all; // a corner beside or behind the eye
-            u = w[0] / w[2] / h, v = w[1] / w[2] / h;
-        } else {
-            const double t = w[2] / g[2];
-            u = (w[0] - g[0] * t) / s, v = (w[1] - g[1] * t) / s;
-        }
-        const double x = (1.0 - u / aspect) * cam.width / 2.0 - 0.5, y = (v + 1.0) * cam.height / 2.0 - 0.5;
-        if (!std::isfinite(x) || !std::isfinite(y))
-            return all;
-        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
-    }
-    const auto clampTo = [](double v, int high) {
-        return v < 0.0 ? 0 : (v > double(high) ? high : static_cast<int>(v));
-    };
-    PixelRect r{clampTo(std::floor(minX) - 2.0, cam.width), clampTo(std::floor(minY) - 2.0, cam.height),
-                clampTo(std::ceil(maxX) + 3.0, cam.width), clampTo(std::ceil(maxY) + 3.0, cam.height)};
-    if (r.x1 < r.x0)
-        r.x1 = r.x0;
-    if (r.y1 < r.y0)
-        r.y1 = r.y0;
-    return r;
 }
 
 const LaunchBackend HostLaunches{&Solid, &Transparent, &Blend, &NodeStates, &NodeStatesAdjacent};

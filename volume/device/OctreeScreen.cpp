@@ -1,0 +1,282 @@
+#include "volume/device/OctreeScreen.h"
+
+#include "volume/device/OctreeHostMarch.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace TezOctreeDevice {
+namespace {
+
+// Inverse of a 3 x 3 matrix (rows m[0..2]); false when it is singular.
+bool Invert3(const double m[3][3], double out[3][3])
+{
+    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+    if (!(std::fabs(det) > 1e-300) || !std::isfinite(det))
+        return false;
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) {
+            const int i1 = (j + 1) % 3, i2 = (j + 2) % 3, j1 = (i + 1) % 3, j2 = (i + 2) % 3;
+            out[i][j] = (m[i1][j1] * m[i2][j2] - m[i1][j2] * m[i2][j1]) / det;
+        }
+    return true;
+}
+
+} // namespace
+
+ScreenProjector::ScreenProjector(const Camera& cam, const float* T)
+{
+    if (!T || cam.width <= 0 || cam.height <= 0)
+        return;
+    width_ = cam.width, height_ = cam.height;
+    perspective_ = cam.perspective != 0;
+    // Cube to world: the inverse of T's linear part (row vectors: p' = p L + t).
+    double L[3][3];
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j)
+            L[i][j] = T[4 * i + j];
+        shift_[i] = T[12 + i];
+    }
+    // Camera: a direction w in view terms is R w in world terms, R's rows the axes.
+    const float3s axes[3] = {cam.axisX, cam.axisY, cam.axisZ};
+    double R[3][3];
+    for (int i = 0; i < 3; ++i)
+        R[i][0] = axes[i].x, R[i][1] = axes[i].y, R[i][2] = axes[i].z;
+    if (!Invert3(L, Linv_) || !Invert3(R, Rinv_))
+        return;
+    aspect_ = double(cam.width) / double(cam.height);
+    h_ = std::tan(double(cam.fov) / 2.0);
+    if (!(h_ > 0.0) || !std::isfinite(h_))
+        return;
+    eye_[0] = cam.eye.x, eye_[1] = cam.eye.y, eye_[2] = cam.eye.z;
+    if (!perspective_) {
+        const double D[3] = {cam.focus.x - eye_[0], cam.focus.y - eye_[1], cam.focus.z - eye_[2]};
+        const double dist = std::sqrt(D[0] * D[0] + D[1] * D[1] + D[2] * D[2]);
+        s_ = h_ * dist;
+        for (int i = 0; i < 3; ++i)
+            g_[i] = (Rinv_[i][0] * D[0] + Rinv_[i][1] * D[1] + Rinv_[i][2] * D[2]) / dist;
+        if (!(std::fabs(g_[2]) > 1e-6) || !(s_ > 0.0))
+            return;
+    }
+    valid_ = true;
+}
+
+bool ScreenProjector::Project(double cx, double cy, double cz, double& x, double& y, double& depth) const
+{
+    // The point in world terms, (c - t) L^-1, then in view terms.
+    const double c[3] = {cx - shift_[0], cy - shift_[1], cz - shift_[2]};
+    double p[3], w[3];
+    for (int j = 0; j < 3; ++j)
+        p[j] = c[0] * Linv_[0][j] + c[1] * Linv_[1][j] + c[2] * Linv_[2][j] - eye_[j];
+    for (int i = 0; i < 3; ++i)
+        w[i] = Rinv_[i][0] * p[0] + Rinv_[i][1] * p[1] + Rinv_[i][2] * p[2];
+    double u, v;
+    if (perspective_) {
+        const double length = std::sqrt(w[0] * w[0] + w[1] * w[1] + w[2] * w[2]);
+        if (!(w[2] > 1e-6 * length))
+            return false; // beside or behind the eye
+        u = w[0] / w[2] / h_, v = w[1] / w[2] / h_;
+        depth = w[2];
+    } else {
+        depth = w[2] / g_[2];
+        u = (w[0] - g_[0] * depth) / s_, v = (w[1] - g_[1] * depth) / s_;
+    }
+    x = (1.0 - u / aspect_) * width_ / 2.0 - 0.5, y = (v + 1.0) * height_ / 2.0 - 0.5;
+    return std::isfinite(x) && std::isfinite(y) && std::isfinite(depth);
+}
+
+float ScreenProjector::RayT(int x, int y, float depth) const
+{
+    if (!perspective_)
+        return depth;
+    // SetUpRay's direction is (u, v, 1/h) / L in view terms: its view depth
+    // grows by 1 / (h L) a unit of t.
+    const double v = 2.0 * (y + 0.5) / height_ - 1.0;
+    const double u = (1.0 - 2.0 * (x + 0.5) / width_) * aspect_;
+    return static_cast<float>(depth * std::sqrt(u * h_ * u * h_ + v * h_ * v * h_ + 1.0));
+}
+
+PixelRect CubeOnScreen(const Camera& cam, const float* T)
+{
+    const PixelRect all{0, 0, cam.width, cam.height};
+    const ScreenProjector projector(cam, T);
+    if (!projector.Valid())
+        return all;
+    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY;
+    for (int corner = 0; corner < 8; ++corner) {
+        double x, y, depth;
+        if (!projector.Project(corner & 1, (corner >> 1) & 1, (corner >> 2) & 1, x, y, depth))
+            return all;
+        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
+    }
+    const auto clampTo = [](double v, int high) {
+        return v < 0.0 ? 0 : (v > double(high) ? high : static_cast<int>(v));
+    };
+    PixelRect r{clampTo(std::floor(minX) - 2.0, cam.width), clampTo(std::floor(minY) - 2.0, cam.height),
+                clampTo(std::ceil(maxX) + 3.0, cam.width), clampTo(std::ceil(maxY) + 3.0, cam.height)};
+    if (r.x1 < r.x0)
+        r.x1 = r.x0;
+    if (r.y1 < r.y0)
+        r.y1 = r.y0;
+    return r;
+}
+
+bool StartBoxes::Make(const Camera& cam, const float* T, const Octree& oct, const float* table, bool inside)
+{
+    boxes_.clear();
+    tileFirst_.clear();
+    tileBoxes_.clear();
+    projector_ = ScreenProjector(cam, T);
+    if (!projector_.Valid() || !oct.nodes)
+        return false;
+    width_ = cam.width, height_ = cam.height;
+    tilesX_ = (width_ + TileEdge - 1) / TileEdge, tilesY_ = (height_ + TileEdge - 1) / TileEdge;
+    // The level limits of the view: the limit falls as t grows, and no ray
+    // in the cube has t below the nearest corner's depth or above the
+    // farthest corner's distance (t itself in an orthographic view).
+    double nearDepth = INFINITY, farT = 0.0;
+    for (int corner = 0; corner < 8; ++corner) {
+        double x, y, depth;
+        if (!projector_.Project(corner & 1, (corner >> 1) & 1, (corner >> 2) & 1, x, y, depth)) {
+            nearDepth = 0.0;
+            farT = INFINITY;
+            break;
+        }
+        nearDepth = std::min(nearDepth, depth);
+        const double slope = cam.perspective ? std::sqrt(1.0 + std::pow(std::tan(double(cam.fov) / 2.0), 2) *
+                                                                   (1.0 + double(width_) * width_ / height_ / height_))
+                                             : 1.0;
+        farT = std::max(farT, depth * slope);
+    }
+    lodHigh_ = LevelLimit(oct, static_cast<float>(std::max(0.0, nearDepth * 0.999)));
+    lodLow_ = std::isfinite(farT) ? LevelLimit(oct, static_cast<float>(farT * 1.001)) : 0;
+    // Rounding of the march's points against the boxes': a voxel of the
+    // finest level all round.
+    margin_ = oct.treeSize > 0 ? 1.0 / oct.treeSize : 1.0 / 4096.0;
+    for (int k = 0; k < 8; ++k)
+        Collect(oct, table, inside, 1 + k, 0, k & 1, (k >> 1) & 1, (k >> 2) & 1);
+    // Bin by tile: counts, then places.
+    tileFirst_.assign(size_t(tilesX_) * tilesY_ + 1, 0);
+    const auto forTiles = [&](const Box& b, auto&& fn) {
+        for (int ty = b.y0 / TileEdge; ty <= b.y1 / TileEdge; ++ty)
+            for (int tx = b.x0 / TileEdge; tx <= b.x1 / TileEdge; ++tx)
+                fn(ty * tilesX_ + tx);
+    };
+    for (const Box& b : boxes_)
+        forTiles(b, [&](int tile) { ++tileFirst_[tile + 1]; });
+    for (size_t k = 1; k < tileFirst_.size(); ++k)
+        tileFirst_[k] += tileFirst_[k - 1];
+    tileBoxes_.resize(tileFirst_.back());
+    std::vector<uint32_t> fill(tileFirst_.begin(), tileFirst_.end() - 1);
+    for (uint32_t i = 0; i < boxes_.size(); ++i)
+        forTiles(boxes_[i], [&](int tile) { tileBoxes_[fill[tile]++] = i; });
+    return true;
+}
+
+void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny,
+                         int nz)
+{
+    const Node& node = oct.nodes[index];
+    const uint32_t children = node.children & TezNodeLowMask;
+    const bool childless = children == 0 || level >= PathLevels;
+    if (childless || level >= lodLow_) {
+        // Where a descent can stop: the march's own verdict on the node.
+        bool stops;
+        if (!(node.children & TezNodeFlagBit))
+            stops = (TableEntry(table, oct.valueScale, static_cast<float>(node.data)) >= OpaqueThreshold) != inside;
+        else
+            stops = !(oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
+                      (node.data & TezNodeFlagBit));
+        if (stops) {
+            // A brick's walk can stop only in the blocks its mask marks:
+            // only rays through their bounds need to start early for it,
+            // where no descent goes below it.
+            int blocks[6] = {0, 0, 0, 4, 4, 4};
+            if ((node.children & TezNodeFlagBit) && (node.data & TezNodeFlagBit) && oct.skipByState &&
+                oct.blockMasks && (childless || level >= lodHigh_)) {
+                const uint64_t mask = oct.blockMasks[2 * size_t(node.data & TezNodeLowMask) + (inside ? 1 : 0)];
+                if (mask == 0)
+                    return; // walked through without a stop
+                blocks[0] = blocks[1] = blocks[2] = 4, blocks[3] = blocks[4] = blocks[5] = 0;
+                for (uint64_t bits = mask; bits; bits &= bits - 1) {
+                    const int b = __builtin_ctzll(bits), at[3] = {b & 3, (b >> 2) & 3, b >> 4};
+                    for (int axis = 0; axis < 3; ++axis) {
+                        blocks[axis] = std::min(blocks[axis], at[axis]);
+                        blocks[axis + 3] = std::max(blocks[axis + 3], at[axis] + 1);
+                    }
+                }
+            }
+            AddBox(level, nx, ny, nz, blocks);
+            return; // whatever lies below is inside this box
+        }
+    }
+    if (childless || level >= lodHigh_)
+        return;
+    for (int k = 0; k < 8; ++k)
+        Collect(oct, table, inside, static_cast<int>(children) + k, level + 1, 2 * nx + (k & 1),
+                2 * ny + ((k >> 1) & 1), 2 * nz + ((k >> 2) & 1));
+}
+
+void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6])
+{
+    // The pixels come from the part of the node its blocks bound, the depth
+    // from the whole node, so that no march starts inside a node.
+    const double cell = 1.0 / double(2 << level), block = cell / 4.0;
+    const double origin[3] = {nx * cell, ny * cell, nz * cell};
+    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY, minDepth = INFINITY;
+    for (int corner = 0; corner < 16; ++corner) {
+        const bool whole = corner >= 8;
+        double at[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            const bool high = (corner >> axis) & 1;
+            const int b = whole ? (high ? 4 : 0) : blocks[axis + (high ? 3 : 0)];
+            at[axis] = origin[axis] + b * block + (high ? margin_ : -margin_);
+        }
+        double x, y, depth;
+        if (!projector_.Project(at[0], at[1], at[2], x, y, depth)) {
+            // Around the eye: every pixel may meet it at once.
+            boxes_.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
+            return;
+        }
+        if (whole) {
+            minDepth = std::min(minDepth, depth);
+        } else {
+            minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
+        }
+    }
+    Box b;
+    const auto clampTo = [](double v, int high) { return static_cast<int>(std::min(std::max(v, -1.0), double(high))); };
+    b.x0 = std::max(0, clampTo(std::floor(minX) - 1.0, width_));
+    b.y0 = std::max(0, clampTo(std::floor(minY) - 1.0, height_));
+    b.x1 = std::min(width_ - 1, clampTo(std::ceil(maxX) + 1.0, width_));
+    b.y1 = std::min(height_ - 1, clampTo(std::ceil(maxY) + 1.0, height_));
+    if (b.x0 > b.x1 || b.y0 > b.y1)
+        return;
+    b.depth = static_cast<float>(std::max(0.0, minDepth * (1.0 - 1e-6)));
+    boxes_.push_back(b);
+}
+
+void StartBoxes::TileStarts(int tx, int ty, float* starts) const
+{
+    std::fill(starts, starts + TileEdge * TileEdge, None);
+    const int tile = (ty / TileEdge) * tilesX_ + tx / TileEdge;
+    for (uint32_t k = tileFirst_[tile]; k < tileFirst_[tile + 1]; ++k) {
+        const Box& b = boxes_[tileBoxes_[k]];
+        const int x0 = std::max(b.x0, tx) - tx, x1 = std::min(b.x1, tx + TileEdge - 1) - tx;
+        const int y0 = std::max(b.y0, ty) - ty, y1 = std::min(b.y1, ty + TileEdge - 1) - ty;
+        for (int y = y0; y <= y1; ++y)
+            for (int x = x0; x <= x1; ++x)
+                starts[y * TileEdge + x] = std::min(starts[y * TileEdge + x], b.depth);
+    }
+    for (int y = 0; y < TileEdge; ++y)
+        for (int x = 0; x < TileEdge; ++x) {
+            float& s = starts[y * TileEdge + x];
+            if (s != None && s > 0.0f)
+                s = projector_.RayT(tx + x, ty + y, s) * (1.0f - 1e-5f);
+        }
+}
+
+} // namespace TezOctreeDevice

@@ -1,0 +1,83 @@
+#pragma once
+// Where the octree's cube and its nodes fall on a camera's screen, for the
+// host loops. CubeOnScreen (OctreeLaunch.h) gives the pixels whose rays can
+// meet the cube at all; StartBoxes gives, pixel by pixel, a distance along
+// the ray before which it meets no node that could stop its march or be
+// walked voxel by voxel. A march started there instead of at the cube's face
+// steps through the same nodes from there on (each step lands one epsilon
+// past the exit of the node it is in, wherever in the node it started), so
+// it finds the same hit; only the last bits of t may differ.
+//
+// Host only: internal to the library's host loops and their tests.
+
+#include "volume/device/OctreeLaunch.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace TezOctreeDevice {
+
+// A point of the unit cube as the camera sees it. Pixel k's ray passes
+// through screen coordinate k; depth is the view depth of the point
+// (perspective) or the ray's t there (orthographic), in world units.
+class TEZ_API ScreenProjector
+{
+public:
+    ScreenProjector(const Camera& cam, const float* T);
+
+    // False where the camera or the transform is degenerate.
+    bool Valid() const { return valid_; }
+    // False where the point is not in front of the eye.
+    bool Project(double cx, double cy, double cz, double& x, double& y, double& depth) const;
+    // The t of pixel (x, y)'s ray where its view depth is `depth`.
+    float RayT(int x, int y, float depth) const;
+
+private:
+    bool valid_ = false;
+    bool perspective_ = true;
+    int width_ = 0, height_ = 0;
+    double Linv_[3][3]{}, Rinv_[3][3]{}, shift_[3]{}, eye_[3]{}, aspect_ = 1.0, h_ = 1.0, s_ = 0.0, g_[3]{0, 0, 1};
+};
+
+// Screen boxes of the nodes where a march may stop without stepping on:
+// those that end it (a uniform value of the other side) or are walked
+// voxel by voxel (a brick whose state does not allow stepping over it). A
+// node is taken where the descents of the view's level limits can stop:
+// childless, or at a level between the limits at the cube's near and far
+// depths; of a brick with block masks, only the pixels of the part its
+// blocks that can stop a walk bound. Binned by 16 x 16 pixel tile.
+class TEZ_API StartBoxes
+{
+public:
+    static constexpr int TileEdge = 16;
+    // The start of a pixel whose ray meets no box.
+    static constexpr float None = __builtin_huge_valf();
+
+    // False (and nothing to use) where the camera or transform is degenerate.
+    bool Make(const Camera& cam, const float* T, const Octree& oct, const float* table, bool inside);
+
+    // starts[(y - ty) * TileEdge + (x - tx)] for the tile at (tx, ty) (a
+    // multiple of TileEdge): a t no later than the first at which the pixel's
+    // ray meets one of the boxes; None where it meets none.
+    void TileStarts(int tx, int ty, float* starts) const;
+
+    size_t BoxCount() const { return boxes_.size(); }
+
+private:
+    struct Box
+    {
+        int x0, y0, x1, y1; // pixels, inclusive
+        float depth;
+    };
+    void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz);
+    void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6]);
+
+    ScreenProjector projector_{Camera{}, nullptr};
+    int width_ = 0, height_ = 0, tilesX_ = 0, tilesY_ = 0;
+    int lodLow_ = 0, lodHigh_ = 0;
+    double margin_ = 0.0;
+    std::vector<Box> boxes_;
+    std::vector<uint32_t> tileFirst_, tileBoxes_;
+};
+
+} // namespace TezOctreeDevice
