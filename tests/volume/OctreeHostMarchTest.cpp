@@ -235,7 +235,8 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
                         const float start = starts[(y - ty) * StartBoxes::TileEdge + (x - tx)];
                         const MarchResult a = MarchWithPath<uint8_t>(oct, ray, table.data(), false, ray.tEntry);
                         if (!(start < ray.tExit)) {
-                            ASSERT_EQ(a.alpha, 0.0f) << x << ", " << y << " of view " << (&view - views) << " met nothing but hits";
+                            ASSERT_EQ(a.alpha, 0.0f)
+                                << x << ", " << y << " of view " << (&view - views) << " met nothing but hits";
                             ++nothing;
                             continue;
                         }

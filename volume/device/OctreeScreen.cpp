@@ -195,8 +195,8 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
             // only rays through their bounds need to start early for it,
             // where no descent goes below it.
             int blocks[6] = {0, 0, 0, 4, 4, 4};
-            if ((node.children & TezNodeFlagBit) && (node.data & TezNodeFlagBit) && oct.skipByState &&
-                oct.blockMasks && (childless || level >= lodHigh_)) {
+            if ((node.children & TezNodeFlagBit) && (node.data & TezNodeFlagBit) && oct.skipByState && oct.blockMasks &&
+                (childless || level >= lodHigh_)) {
                 const uint64_t mask = oct.blockMasks[2 * size_t(node.data & TezNodeLowMask) + (inside ? 1 : 0)];
                 if (mask == 0)
                     return; // walked through without a stop
