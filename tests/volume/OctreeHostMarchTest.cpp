@@ -208,11 +208,11 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
         const float* transform;
         float voxelSize;
     } views[] = {
-        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 96, 48), scaled, 1.0f},
-        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 96, 48), turned, 1.0f},
+        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 256, 128), scaled, 1.0f},
+        {LookAt(true, {150, -200, 90}, {150, 28, 24}, 256, 128), turned, 1.0f},
         {LookAt(true, {-500, -400, 300}, {150, 28, 24}, 64, 48), scaled, 0.02f}, // coarse levels drawn
         {LookAt(false, {190, -40, -400}, {150, 28, 24}, 64, 64), turned, 1.0f},
-        {LookAt(true, {120, 3, 24}, {300, 28, 24}, 48, 32), scaled, 1.0f}, // inside the cube
+        {LookAt(true, {120, 3, 24}, {300, 28, 24}, 128, 96), scaled, 1.0f}, // inside the cube
     };
     int later = 0, nothing = 0, hits = 0;
     for (const auto& view : views) {

@@ -64,6 +64,17 @@ ScreenProjector::ScreenProjector(const Camera& cam, const float* T)
     valid_ = true;
 }
 
+double ScreenProjector::Distance(double cx, double cy, double cz) const
+{
+    const double c[3] = {cx - shift_[0], cy - shift_[1], cz - shift_[2]};
+    double sum = 0.0;
+    for (int j = 0; j < 3; ++j) {
+        const double p = c[0] * Linv_[0][j] + c[1] * Linv_[1][j] + c[2] * Linv_[2][j] - eye_[j];
+        sum += p * p;
+    }
+    return std::sqrt(sum);
+}
+
 bool ScreenProjector::Project(double cx, double cy, double cz, double& x, double& y, double& depth) const
 {
     // The point in world terms, (c - t) L^-1, then in view terms.
@@ -76,16 +87,27 @@ bool ScreenProjector::Project(double cx, double cy, double cz, double& x, double
     double u, v;
     if (perspective_) {
         const double length = std::sqrt(w[0] * w[0] + w[1] * w[1] + w[2] * w[2]);
+        depth = w[2];
         if (!(w[2] > 1e-6 * length))
             return false; // beside or behind the eye
         u = w[0] / w[2] / h_, v = w[1] / w[2] / h_;
-        depth = w[2];
     } else {
         depth = w[2] / g_[2];
         u = (w[0] - g_[0] * depth) / s_, v = (w[1] - g_[1] * depth) / s_;
     }
     x = (1.0 - u / aspect_) * width_ / 2.0 - 0.5, y = (v + 1.0) * height_ / 2.0 - 0.5;
     return std::isfinite(x) && std::isfinite(y) && std::isfinite(depth);
+}
+
+double ScreenProjector::Pixels(double edge, double depth) const
+{
+    // The cube's diagonal in world terms, at most the sum of the world
+    // lengths of its edges; a world length at view depth z spans
+    // height / (2 z h) pixels (height / (2 s) orthographic).
+    double diagonal = 0.0;
+    for (int i = 0; i < 3; ++i)
+        diagonal += edge * std::sqrt(Linv_[i][0] * Linv_[i][0] + Linv_[i][1] * Linv_[i][1] + Linv_[i][2] * Linv_[i][2]);
+    return perspective_ ? diagonal * height_ / (2.0 * depth * h_) : diagonal * height_ / (2.0 * s_);
 }
 
 float ScreenProjector::RayT(int x, int y, float depth) const
@@ -135,27 +157,34 @@ bool StartBoxes::Make(const Camera& cam, const float* T, const Octree& oct, cons
     width_ = cam.width, height_ = cam.height;
     tilesX_ = (width_ + TileEdge - 1) / TileEdge, tilesY_ = (height_ + TileEdge - 1) / TileEdge;
     // The level limits of the view: the limit falls as t grows, and no ray
-    // in the cube has t below the nearest corner's depth or above the
-    // farthest corner's distance (t itself in an orthographic view).
+    // in the cube has t below the nearest corner's depth (0 where a corner
+    // is not in front) or above the farthest corner's distance (its depth
+    // in an orthographic view, where t is the depth).
     double nearDepth = INFINITY, farT = 0.0;
     for (int corner = 0; corner < 8; ++corner) {
+        const double c[3] = {double(corner & 1), double((corner >> 1) & 1), double((corner >> 2) & 1)};
         double x, y, depth;
-        if (!projector_.Project(corner & 1, (corner >> 1) & 1, (corner >> 2) & 1, x, y, depth)) {
+        if (!projector_.Project(c[0], c[1], c[2], x, y, depth))
             nearDepth = 0.0;
-            farT = INFINITY;
-            break;
-        }
         nearDepth = std::min(nearDepth, depth);
-        const double slope = cam.perspective ? std::sqrt(1.0 + std::pow(std::tan(double(cam.fov) / 2.0), 2) *
-                                                                   (1.0 + double(width_) * width_ / height_ / height_))
-                                             : 1.0;
-        farT = std::max(farT, depth * slope);
+        farT = std::max(farT, cam.perspective ? projector_.Distance(c[0], c[1], c[2]) : depth);
     }
-    lodHigh_ = LevelLimit(oct, static_cast<float>(std::max(0.0, nearDepth * 0.999)));
+    nearDepth = std::max(nearDepth, 0.0);
+    lodHigh_ = LevelLimit(oct, static_cast<float>(nearDepth * 0.999));
     lodLow_ = std::isfinite(farT) ? LevelLimit(oct, static_cast<float>(farT * 1.001)) : 0;
     // Rounding of the march's points against the boxes': a voxel of the
     // finest level all round.
     margin_ = oct.treeSize > 0 ? 1.0 / oct.treeSize : 1.0 / 4096.0;
+    // Nodes smaller on screen than a few pixels even at the cube's nearest
+    // depth are taken together: a large tree seen whole would give more
+    // boxes than pixels.
+    boxLevel_ = PathLevels;
+    if (nearDepth > 0.0 || !cam.perspective)
+        for (int level = 0; level < PathLevels; ++level)
+            if (projector_.Pixels(1.0 / double(2 << level), nearDepth) < MinBoxPixels) {
+                boxLevel_ = std::max(0, level - 1);
+                break;
+            }
     for (int k = 0; k < 8; ++k)
         Collect(oct, table, inside, 1 + k, 0, k & 1, (k >> 1) & 1, (k >> 2) & 1);
     // Bin by tile: counts, then places.
@@ -176,45 +205,75 @@ bool StartBoxes::Make(const Camera& cam, const float* T, const Octree& oct, cons
     return true;
 }
 
+bool StartBoxes::Stops(const Octree& oct, const float* table, bool inside, const Node& node, int level,
+                       bool childless) const
+{
+    // Where a descent can stop, the march's own verdict on the node.
+    if (!childless && level < lodLow_)
+        return false;
+    if (!(node.children & TezNodeFlagBit))
+        return (TableEntry(table, oct.valueScale, static_cast<float>(node.data)) >= OpaqueThreshold) != inside;
+    return !(oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
+             (node.data & TezNodeFlagBit));
+}
+
+bool StartBoxes::AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const
+{
+    const Node& node = oct.nodes[index];
+    const uint32_t children = node.children & TezNodeLowMask;
+    const bool childless = children == 0 || level >= PathLevels;
+    if (Stops(oct, table, inside, node, level, childless))
+        return true;
+    if (childless || level >= lodHigh_)
+        return false;
+    for (int k = 0; k < 8; ++k)
+        if (AnyStops(oct, table, inside, static_cast<int>(children) + k, level + 1))
+            return true;
+    return false;
+}
+
 void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny,
                          int nz)
 {
     const Node& node = oct.nodes[index];
     const uint32_t children = node.children & TezNodeLowMask;
     const bool childless = children == 0 || level >= PathLevels;
-    if (childless || level >= lodLow_) {
-        // Where a descent can stop: the march's own verdict on the node.
-        bool stops;
-        if (!(node.children & TezNodeFlagBit))
-            stops = (TableEntry(table, oct.valueScale, static_cast<float>(node.data)) >= OpaqueThreshold) != inside;
-        else
-            stops = !(oct.skipByState && node.state == (inside ? TezNodeStateFull : TezNodeStateEmpty) &&
-                      (node.data & TezNodeFlagBit));
-        if (stops) {
-            // A brick's walk can stop only in the blocks its mask marks:
-            // only rays through their bounds need to start early for it,
-            // where no descent goes below it.
-            int blocks[6] = {0, 0, 0, 4, 4, 4};
-            if ((node.children & TezNodeFlagBit) && (node.data & TezNodeFlagBit) && oct.skipByState && oct.blockMasks &&
-                (childless || level >= lodHigh_)) {
-                const uint64_t mask = oct.blockMasks[2 * size_t(node.data & TezNodeLowMask) + (inside ? 1 : 0)];
-                if (mask == 0)
-                    return; // walked through without a stop
-                blocks[0] = blocks[1] = blocks[2] = 4, blocks[3] = blocks[4] = blocks[5] = 0;
-                for (uint64_t bits = mask; bits; bits &= bits - 1) {
-                    const int b = __builtin_ctzll(bits), at[3] = {b & 3, (b >> 2) & 3, b >> 4};
-                    for (int axis = 0; axis < 3; ++axis) {
-                        blocks[axis] = std::min(blocks[axis], at[axis]);
-                        blocks[axis + 3] = std::max(blocks[axis + 3], at[axis] + 1);
-                    }
+    static constexpr int whole[6] = {0, 0, 0, 4, 4, 4};
+    if (Stops(oct, table, inside, node, level, childless)) {
+        // A brick's walk can stop only in the blocks its mask marks: only
+        // rays through their bounds need to start early for it. A march that
+        // starts inside a brick it then walks through without a stop leaves
+        // it as one that came in at its face.
+        int blocks[6] = {0, 0, 0, 4, 4, 4};
+        uint64_t mask = ~uint64_t(0);
+        if ((node.children & TezNodeFlagBit) && (node.data & TezNodeFlagBit) && oct.skipByState && oct.blockMasks) {
+            mask = oct.blockMasks[2 * size_t(node.data & TezNodeLowMask) + (inside ? 1 : 0)];
+            blocks[0] = blocks[1] = blocks[2] = 4, blocks[3] = blocks[4] = blocks[5] = 0;
+            for (uint64_t bits = mask; bits; bits &= bits - 1) {
+                const int b = __builtin_ctzll(bits), at[3] = {b & 3, (b >> 2) & 3, b >> 4};
+                for (int axis = 0; axis < 3; ++axis) {
+                    blocks[axis] = std::min(blocks[axis], at[axis]);
+                    blocks[axis + 3] = std::max(blocks[axis + 3], at[axis] + 1);
                 }
             }
-            AddBox(level, nx, ny, nz, blocks);
-            return; // whatever lies below is inside this box
         }
-    }
-    if (childless || level >= lodHigh_)
+        if (mask != 0)
+            AddBox(level, nx, ny, nz, blocks);
+        // Where a descent may also go below it, its children have boxes of
+        // their own.
+        if (childless || level >= lodHigh_)
+            return;
+    } else if (childless || level >= lodHigh_) {
         return;
+    }
+    if (level >= boxLevel_) {
+        for (int k = 0; k < 8; ++k)
+            if (AnyStops(oct, table, inside, static_cast<int>(children) + k, level + 1)) {
+                AddBox(level, nx, ny, nz, whole);
+                return;
+            }
+        return;
+    }
     for (int k = 0; k < 8; ++k)
         Collect(oct, table, inside, static_cast<int>(children) + k, level + 1, 2 * nx + (k & 1),
                 2 * ny + ((k >> 1) & 1), 2 * nz + ((k >> 2) & 1));
@@ -227,6 +286,7 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
     const double cell = 1.0 / double(2 << level), block = cell / 4.0;
     const double origin[3] = {nx * cell, ny * cell, nz * cell};
     double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY, minDepth = INFINITY;
+    bool around = false, inFront = false;
     for (int corner = 0; corner < 16; ++corner) {
         const bool whole = corner >= 8;
         double at[3];
@@ -237,15 +297,23 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
         }
         double x, y, depth;
         if (!projector_.Project(at[0], at[1], at[2], x, y, depth)) {
-            // Around the eye: every pixel may meet it at once.
-            boxes_.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
-            return;
+            around = true;
+            inFront = inFront || depth > 0.0;
+            continue;
         }
+        inFront = true;
         if (whole) {
             minDepth = std::min(minDepth, depth);
         } else {
             minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
         }
+    }
+    if (!inFront)
+        return; // behind the eye: no ray meets it
+    if (around) {
+        // Beside the eye: any pixel's ray may meet it at once.
+        boxes_.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
+        return;
     }
     Box b;
     const auto clampTo = [](double v, int high) { return static_cast<int>(std::min(std::max(v, -1.0), double(high))); };

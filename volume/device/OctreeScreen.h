@@ -27,8 +27,14 @@ public:
 
     // False where the camera or the transform is degenerate.
     bool Valid() const { return valid_; }
-    // False where the point is not in front of the eye.
+    // False where the point is not in front of the eye; depth is set
+    // either way.
     bool Project(double cx, double cy, double cz, double& x, double& y, double& depth) const;
+    // The world distance of a cube point from the eye.
+    double Distance(double cx, double cy, double cz) const;
+    // At most how many pixels across a cube of the given edge (in cube
+    // terms) spans at view depth `depth`.
+    double Pixels(double edge, double depth) const;
     // The t of pixel (x, y)'s ray where its view depth is `depth`.
     float RayT(int x, int y, float depth) const;
 
@@ -45,7 +51,9 @@ private:
 // node is taken where the descents of the view's level limits can stop:
 // childless, or at a level between the limits at the cube's near and far
 // depths; of a brick with block masks, only the pixels of the part its
-// blocks that can stop a walk bound. Binned by 16 x 16 pixel tile.
+// blocks that can stop a walk bound. Where nodes are only a few pixels
+// across, a node above them stands for all of them. Binned by 16 x 16
+// pixel tile.
 class TEZ_API StartBoxes
 {
 public:
@@ -69,12 +77,17 @@ private:
         int x0, y0, x1, y1; // pixels, inclusive
         float depth;
     };
+    // Nodes under this many pixels across at the nearest depth are not boxed one by one.
+    static constexpr double MinBoxPixels = 4.0;
+
+    bool Stops(const Octree& oct, const float* table, bool inside, const Node& node, int level, bool childless) const;
+    bool AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const;
     void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz);
     void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6]);
 
     ScreenProjector projector_{Camera{}, nullptr};
     int width_ = 0, height_ = 0, tilesX_ = 0, tilesY_ = 0;
-    int lodLow_ = 0, lodHigh_ = 0;
+    int lodLow_ = 0, lodHigh_ = 0, boxLevel_ = 0;
     double margin_ = 0.0;
     std::vector<Box> boxes_;
     std::vector<uint32_t> tileFirst_, tileBoxes_;
