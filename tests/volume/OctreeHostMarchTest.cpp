@@ -5,6 +5,7 @@
 #include "OctreeTestTrees.h"
 #include "volume/MemoryVolume.h"
 #include "volume/VoxelOctree.h"
+#include "volume/device/OctreeHostRays.h"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeScreen.h"
 #include "volume/device/VoxelOctreeKernels.h"
@@ -12,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -256,6 +258,55 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
     EXPECT_GT(hits, 500);
     EXPECT_GT(later, 500);
     EXPECT_GT(nothing, 1000);
+}
+
+// Rays set up four at a time are SetUpRay's to the bit, cut or not, along
+// axes (direction components clamped away from zero) and at odd angles.
+TEST(OctreeHostMarch, FourRaysAtOnceAreThoseOfSetUpRay)
+{
+    const float s = 1.0f / 300.0f, c = 0.96f * s, n = 0.28f * s;
+    const float scaled[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0.1f, 0.2f, 0.0f, 1};
+    const float turned[16] = {c, n, 0, 0, -n, c, 0, 0, 0, 0, 2 * s, 0, 0.05f, -0.02f, 0.01f, 1};
+    const Camera cameras[] = {
+        LookAt(true, {150, -400, 90}, {140, 20, 50}, 37, 23), LookAt(false, {190, -40, -600}, {150, 120, 100}, 41, 29),
+        LookAt(true, {150, -400, 150}, {150, 150, 150}, 33, 21), // along y: x and z components vanish
+        LookAt(true, {100, 100, 100}, {200, 180, 150}, 19, 13),  // inside the cube
+    };
+    const XSectionRangeFunction cut{{0.5f, 0.4f, 0.5f}, {0.6f, 0.0f, 0.8f}};
+    const auto same = [](const Ray& a, const Ray& b) {
+        const auto bits = [](const float3s& v) { return std::vector<float>{v.x, v.y, v.z}; };
+        return std::memcmp(bits(a.origin).data(), bits(b.origin).data(), 12) == 0 &&
+               std::memcmp(bits(a.dir).data(), bits(b.dir).data(), 12) == 0 &&
+               std::memcmp(bits(a.viewDir).data(), bits(b.viewDir).data(), 12) == 0 &&
+               std::memcmp(bits(a.inv).data(), bits(b.inv).data(), 12) == 0 &&
+               std::memcmp(bits(a.exitBias).data(), bits(b.exitBias).data(), 12) == 0 &&
+               std::memcmp(bits(a.cutNormal).data(), bits(b.cutNormal).data(), 12) == 0 &&
+               std::memcmp(&a.tEntry, &b.tEntry, 4) == 0 && std::memcmp(&a.tExit, &b.tExit, 4) == 0 &&
+               std::memcmp(&a.unitT, &b.unitT, 4) == 0 && a.cutEntry == b.cutEntry;
+    };
+    int compared = 0, clamped = 0;
+    for (const Camera& cam : cameras)
+        for (const float* T : {scaled, turned}) {
+            const RayFrame frame = MakeRayFrame(cam);
+            for (int y = 0; y < cam.height; ++y)
+                for (int x = 0; x < cam.width; x += 4) {
+                    Ray four[4], cutFour[4];
+                    const int valid = SetUpRays4(cam, frame, T, x, y, DefaultRangeFunction{}, four);
+                    const int cutValid = SetUpRays4(cam, frame, T, x, y, cut, cutFour);
+                    for (int k = 0; k < 4; ++k) {
+                        Ray one, cutOne;
+                        ASSERT_EQ(SetUpRay(cam, frame, T, x + k, y, DefaultRangeFunction{}, one),
+                                  ((valid >> k) & 1) != 0);
+                        ASSERT_EQ(SetUpRay(cam, frame, T, x + k, y, cut, cutOne), ((cutValid >> k) & 1) != 0);
+                        ASSERT_TRUE(same(one, four[k])) << x + k << ", " << y;
+                        ASSERT_TRUE(same(cutOne, cutFour[k])) << x + k << ", " << y;
+                        clamped += std::fabs(one.dir.x) <= 1e-6f || std::fabs(one.dir.z) <= 1e-6f;
+                        ++compared;
+                    }
+                }
+        }
+    EXPECT_GT(compared, 4000);
+    EXPECT_GT(clamped, 0);
 }
 
 } // namespace

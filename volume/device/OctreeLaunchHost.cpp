@@ -3,6 +3,7 @@
 
 #include "core/Progress.h"
 #include "volume/device/OctreeHostMarch.h"
+#include "volume/device/OctreeHostRays.h"
 #include "volume/device/OctreeLaunch.h"
 #include "volume/device/OctreeRender.h"
 #include "volume/device/OctreeScreen.h"
@@ -98,6 +99,34 @@ void InTurn(int x0, int y0, int x1, int y1, const Begin& begin, const Step& step
         }
 }
 
+// The rays of a tile's pixels, set up four of a row at a time as the
+// pixels are asked for in order.
+template <class Range>
+struct RowRays
+{
+    const Camera& camera;
+    const RayFrame& frame;
+    const float* transform;
+    const Range& range;
+    int x = 0, y = -1, valid = 0;
+    Ray rays[4];
+
+    RowRays(const Camera& c, const RayFrame& f, const float* t, const Range& r)
+        : camera(c), frame(f), transform(t), range(r)
+    {
+    }
+
+    // Pixel (px, py)'s ray, null where it misses the cube.
+    const Ray* At(int px, int py)
+    {
+        if (py != y || px < x || px >= x + 4) {
+            x = px, y = py;
+            valid = SetUpRays4(camera, frame, transform, px, py, range, rays);
+        }
+        return (valid >> (px - x)) & 1 ? &rays[px - x] : nullptr;
+    }
+};
+
 // The solid pixels of a tile.
 template <class V, class Range>
 void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared,
@@ -110,17 +139,18 @@ void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, 
     float starts[TileEdge * TileEdge];
     if (boxes)
         boxes->TileStarts(tx, ty, starts);
+    RowRays<Range> rays(a.camera, frame, a.transform, range);
     InTurn(
         x0, y0, x1, y1,
         [&](int k, int x, int y) {
             const float first = boxes ? starts[(y - ty) * TileEdge + (x - tx)] : 0.0f;
-            Ray ray;
-            if (first == StartBoxes::None || !SetUpRay(a.camera, frame, a.transform, x, y, range, ray))
+            const Ray* ray = first == StartBoxes::None ? nullptr : rays.At(x, y);
+            if (!ray)
                 return false;
-            const float start = MaxF(ray.tEntry, first);
-            if (!(start < ray.tExit))
+            const float start = MaxF(ray->tEntry, first);
+            if (!(start < ray->tExit))
                 return false; // meets nothing: a miss
-            lanes[k].Start(shared, ray, start);
+            lanes[k].Start(shared, *ray, start);
             px[k] = x, py[k] = y;
             return true;
         },
@@ -166,6 +196,7 @@ void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Ra
     float starts[TileEdge * TileEdge];
     if (boxes)
         boxes->TileStarts(tx, ty, starts);
+    RowRays<Range> rays(a.camera, frame, a.transform, range);
     const auto march = [&](int k) {
         const LayerWalk& w = walks[k];
         float start = MaxF(lanes[k].ray.tEntry, w.start);
@@ -176,8 +207,10 @@ void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Ra
     InTurn(
         x0, y0, x1, y1,
         [&](int k, int x, int y) {
-            if (!SetUpRay(a.camera, frame, a.transform, x, y, range, lanes[k].ray))
+            const Ray* ray = rays.At(x, y);
+            if (!ray)
                 return false;
+            lanes[k].ray = *ray;
             walks[k] = StartLayers(a);
             if (walks[k].layer >= a.layerCount)
                 return false;
