@@ -63,9 +63,9 @@ inline int SetUpRays4(const Camera& cam, const RayFrame& frame, const float* T, 
     using namespace rays4;
     const float v = 2.0f * (static_cast<float>(y) + 0.5f) / static_cast<float>(cam.height) - 1.0f;
     const F px = _mm_add_ps(_mm_cvtepi32_ps(_mm_setr_epi32(x, x + 1, x + 2, x + 3)), Set(0.5f));
-    const F u = _mm_mul_ps(
-        _mm_sub_ps(Set(1.0f), _mm_div_ps(_mm_mul_ps(Set(2.0f), px), Set(static_cast<float>(cam.width)))),
-        Set(frame.aspect));
+    const F u =
+        _mm_mul_ps(_mm_sub_ps(Set(1.0f), _mm_div_ps(_mm_mul_ps(Set(2.0f), px), Set(static_cast<float>(cam.width)))),
+                   Set(frame.aspect));
     const float h = frame.h;
     F3 origin, dir;
     if (cam.perspective) {
@@ -93,9 +93,8 @@ inline int SetUpRays4(const Camera& cam, const RayFrame& frame, const float* T, 
     const F3 inv{_mm_div_ps(Set(-1.0f), clamped.x), _mm_div_ps(Set(-1.0f), clamped.y),
                  _mm_div_ps(Set(-1.0f), clamped.z)};
     const F sign = Set(-0.0f);
-    const F unitT = _mm_div_ps(
-        Set(1.0f),
-        Max(_mm_andnot_ps(sign, clamped.x), Max(_mm_andnot_ps(sign, clamped.y), _mm_andnot_ps(sign, clamped.z))));
+    const F unitT = _mm_div_ps(Set(1.0f), Max(_mm_andnot_ps(sign, clamped.x),
+                                              Max(_mm_andnot_ps(sign, clamped.y), _mm_andnot_ps(sign, clamped.z))));
     const F zero = _mm_setzero_ps();
     const F3 corner{_mm_and_ps(_mm_cmplt_ps(clamped.x, zero), inv.x), _mm_and_ps(_mm_cmplt_ps(clamped.y, zero), inv.y),
                     _mm_and_ps(_mm_cmplt_ps(clamped.z, zero), inv.z)};
@@ -109,9 +108,9 @@ inline int SetUpRays4(const Camera& cam, const RayFrame& frame, const float* T, 
     const F tExit = Min(Select(_mm_cmplt_ps(zy, ex), zy, ex), Set(TezInfinityf));
 
     alignas(16) float lanes[22][4];
-    const F all[22] = {o.x,       o.y,       o.z,       clamped.x,  clamped.y,  clamped.z,  viewDir.x, viewDir.y,
-                       viewDir.z, inv.x,     inv.y,     inv.z,      exitBias.x, exitBias.y, exitBias.z, tEntry,
-                       tExit,     unitT,     d.x,       d.y,        d.z,        zero};
+    const F all[22] = {o.x,       o.y,   o.z,   clamped.x, clamped.y,  clamped.z,  viewDir.x,  viewDir.y,
+                       viewDir.z, inv.x, inv.y, inv.z,     exitBias.x, exitBias.y, exitBias.z, tEntry,
+                       tExit,     unitT, d.x,   d.y,       d.z,        zero};
     for (int i = 0; i < 22; ++i)
         _mm_store_ps(lanes[i], all[i]);
     int valid = 0;
