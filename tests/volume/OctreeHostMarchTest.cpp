@@ -52,6 +52,18 @@ TezRef<TezVoxelOctree> BallsInTissue(int bits)
     return TezVoxelOctree::CreateFromVolumeData("balls", TezMemoryVolume::Create16(w, h, d, v), 1.0, 16, 64);
 }
 
+// The tree's render source with its node states and block masks for table.
+TezOctreeRenderSource WithStatesAndMasks(TezVoxelOctree& octree, const std::vector<float>& table,
+                                         std::vector<uint64_t>& masks)
+{
+    TezOctreeRenderSource source = TezMakeOctreeRenderSource(octree);
+    EXPECT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
+    EXPECT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
+    source.blockMasks = masks.data();
+    source.statesValid = true;
+    return source;
+}
+
 Camera LookAt(bool perspective, const TezVector3<float>& eye, const TezVector3<float>& focus, int w, int h)
 {
     auto unit = [](const TezVector3<float>& v) { return v * (1.0f / v.Length()); };
@@ -101,12 +113,8 @@ TEST(OctreeHostMarch, FindsTheHitsOfTheRestartingMarch)
         ASSERT_TRUE(octree);
         ASSERT_EQ(octree->GetTreeSize(), 512);
         const std::vector<float> table = StepTable();
-        TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
-        ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
         std::vector<uint64_t> masks;
-        ASSERT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
-        source.blockMasks = masks.data();
-        source.statesValid = true;
+        const TezOctreeRenderSource source = WithStatesAndMasks(*octree, table, masks);
         // World = voxels; the transform takes it to the unit cube.
         const float s = 1.0f / 512.0f;
         const float transform[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
@@ -193,12 +201,8 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
     TezRef<TezVoxelOctree> octree = BallsInTissue(8);
     ASSERT_TRUE(octree);
     const std::vector<float> table = StepTable();
-    TezOctreeRenderSource source = TezMakeOctreeRenderSource(*octree);
-    ASSERT_TRUE(TezCalculateOctreeNodeStates(source, table.data(), false));
     std::vector<uint64_t> masks;
-    ASSERT_TRUE(TezCalculateOctreeBlockMasks(source, table.data(), masks));
-    source.blockMasks = masks.data();
-    source.statesValid = true;
+    const TezOctreeRenderSource source = WithStatesAndMasks(*octree, table, masks);
     const float s = 1.0f / 512.0f;
     const float scaled[16] = {s, 0, 0, 0, 0, s, 0, 0, 0, 0, s, 0, 0, 0, 0, 1};
     // Turned a little about z and moved: boxes are not axis-aligned on screen.
