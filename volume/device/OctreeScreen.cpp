@@ -2,6 +2,8 @@
 
 #include "volume/device/OctreeHostMarch.h"
 
+#include <tbb/parallel_for.h>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -185,8 +187,12 @@ bool StartBoxes::Make(const Camera& cam, const float* T, const Octree& oct, cons
                 boxLevel_ = std::max(0, level - 1);
                 break;
             }
-    for (int k = 0; k < 8; ++k)
-        Collect(oct, table, inside, 1 + k, 0, k & 1, (k >> 1) & 1, (k >> 2) & 1);
+    // The root's eight children in parallel, joined in order.
+    std::vector<Box> parts[8];
+    tbb::parallel_for(
+        0, 8, [&](int k) { Collect(oct, table, inside, 1 + k, 0, k & 1, (k >> 1) & 1, (k >> 2) & 1, parts[k]); });
+    for (const std::vector<Box>& part : parts)
+        boxes_.insert(boxes_.end(), part.begin(), part.end());
     // Bin by tile: counts, then places.
     tileFirst_.assign(size_t(tilesX_) * tilesY_ + 1, 0);
     const auto forTiles = [&](const Box& b, auto&& fn) {
@@ -233,7 +239,7 @@ bool StartBoxes::AnyStops(const Octree& oct, const float* table, bool inside, in
 }
 
 void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny,
-                         int nz)
+                         int nz, std::vector<Box>& out) const
 {
     const Node& node = oct.nodes[index];
     const uint32_t children = node.children & TezNodeLowMask;
@@ -258,7 +264,7 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
             }
         }
         if (mask != 0)
-            AddBox(level, nx, ny, nz, blocks);
+            AddBox(level, nx, ny, nz, blocks, out);
         // Where a descent may also go below it, its children have boxes of
         // their own.
         if (childless || level >= lodHigh_)
@@ -269,17 +275,17 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
     if (level >= boxLevel_) {
         for (int k = 0; k < 8; ++k)
             if (AnyStops(oct, table, inside, static_cast<int>(children) + k, level + 1)) {
-                AddBox(level, nx, ny, nz, whole);
+                AddBox(level, nx, ny, nz, whole, out);
                 return;
             }
         return;
     }
     for (int k = 0; k < 8; ++k)
         Collect(oct, table, inside, static_cast<int>(children) + k, level + 1, 2 * nx + (k & 1),
-                2 * ny + ((k >> 1) & 1), 2 * nz + ((k >> 2) & 1));
+                2 * ny + ((k >> 1) & 1), 2 * nz + ((k >> 2) & 1), out);
 }
 
-void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6])
+void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const
 {
     // The pixels come from the part of the node its blocks bound, the depth
     // from the whole node, so that no march starts inside a node.
@@ -312,7 +318,7 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
         return; // behind the eye: no ray meets it
     if (around) {
         // Beside the eye: any pixel's ray may meet it at once.
-        boxes_.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
+        out.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
         return;
     }
     Box b;
@@ -324,7 +330,7 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
     if (b.x0 > b.x1 || b.y0 > b.y1)
         return;
     b.depth = static_cast<float>(std::max(0.0, minDepth * (1.0 - 1e-6)));
-    boxes_.push_back(b);
+    out.push_back(b);
 }
 
 void StartBoxes::TileStarts(int tx, int ty, float* starts) const

@@ -82,8 +82,9 @@ private:
 
     bool Stops(const Octree& oct, const float* table, bool inside, const Node& node, int level, bool childless) const;
     bool AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const;
-    void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz);
-    void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6]);
+    void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz,
+                 std::vector<Box>& out) const;
+    void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const;
 
     ScreenProjector projector_{Camera{}, nullptr};
     int width_ = 0, height_ = 0, tilesX_ = 0, tilesY_ = 0;
