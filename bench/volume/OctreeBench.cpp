@@ -259,7 +259,7 @@ struct RenderScene
     TezOctreeRenderSource source;
     std::vector<float> table = std::vector<float>(256, 0.0f);
     std::vector<uint64_t> masks;
-    TezOctreeDevice::Camera camera;
+    TezOctreeDevice::Camera camera, perspective;
     TezMatrix44<float> matrix;
 
     RenderScene()
@@ -293,7 +293,9 @@ struct RenderScene
         view->SetFocus(focus);
         view->SetUp(up);
         view->NearFarToBox(bounds);
-        camera = TezMakeOctreeCamera(*view);
+        camera = TezMakeOctreeCamera(*view); // a new view's default: orthographic
+        view->UsePerspective(true);
+        perspective = TezMakeOctreeCamera(*view);
         matrix = TezScaleTransform<float>(float(tree->GetTreeSize()));
     }
 };
@@ -304,13 +306,13 @@ RenderScene& Scene()
     return scene;
 }
 
-void BM_OctreeRaySolid(benchmark::State& state)
+void OctreeRaySolid(benchmark::State& state, bool perspective)
 {
     RenderScene& scene = Scene();
+    const TezOctreeDevice::Camera& camera = perspective ? scene.perspective : scene.camera;
     TezOctreeRenderBuffers buffers(kWidth, kHeight, 0, false);
     for (auto _ : state)
-        TezRenderOctreeSolid(buffers.GetTarget(), scene.source, scene.camera, scene.matrix, {1, 1, 1, 1},
-                             scene.table.data());
+        TezRenderOctreeSolid(buffers.GetTarget(), scene.source, camera, scene.matrix, {1, 1, 1, 1}, scene.table.data());
     std::vector<uint8_t> const image = buffers.ReadImage();
     size_t hits = 0;
     for (size_t i = 3; i < image.size(); i += 4)
@@ -322,7 +324,7 @@ void BM_OctreeRaySolid(benchmark::State& state)
     TezOctreeDevice::Octree const octree = TezMakeOctreeRecord(scene.source);
     using TezOctreeDevice::StartBoxes;
     StartBoxes boxes;
-    boxes.Make(scene.camera, inverse, octree, scene.table.data(), false);
+    boxes.Make(camera, inverse, octree, scene.table.data(), false);
     TezOctreeDevice::MarchCounters counters{0, 0};
     double rays = 0;
     float starts[StartBoxes::TileEdge * StartBoxes::TileEdge];
@@ -334,7 +336,7 @@ void BM_OctreeRaySolid(benchmark::State& state)
             const float start = starts[(y - ty) * StartBoxes::TileEdge + (x - tx)];
             TezOctreeDevice::Ray ray;
             if (start != StartBoxes::None &&
-                TezOctreeDevice::SetUpRay(scene.camera, inverse, x, y, TezOctreeDevice::DefaultRangeFunction{}, ray))
+                TezOctreeDevice::SetUpRay(camera, inverse, x, y, TezOctreeDevice::DefaultRangeFunction{}, ray))
                 TezOctreeDevice::MarchWithPath<uint8_t>(octree, ray, scene.table.data(), false,
                                                         std::max(ray.tEntry, start), &counters);
         }
@@ -345,7 +347,10 @@ void BM_OctreeRaySolid(benchmark::State& state)
     state.counters["voxels/ray"] = double(counters.voxels) / rays;
     state.counters["hit_fraction"] = double(hits) / (double(kWidth) * kHeight);
 }
+void BM_OctreeRaySolid(benchmark::State& state) { OctreeRaySolid(state, false); }
+void BM_OctreeRaySolidPerspective(benchmark::State& state) { OctreeRaySolid(state, true); }
 BENCHMARK(BM_OctreeRaySolid)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OctreeRaySolidPerspective)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_OctreeRayTransparent(benchmark::State& state)
 {
@@ -370,15 +375,16 @@ BENCHMARK(BM_OctreeRayTransparent)->Unit(benchmark::kMillisecond)->UseRealTime()
 // the timing, as the octree and its states are; each ray's hit distance is
 // written out, as the octree writes its depth (the octree also shades its
 // hits from a 27-voxel gradient, which the peer does not).
-void BM_OpenVDBRayFirstHit(benchmark::State& state)
+void OpenVDBRayFirstHit(benchmark::State& state, bool perspective)
 {
     RenderScene& scene = Scene();
+    const TezOctreeDevice::Camera& camera = perspective ? scene.perspective : scene.camera;
     float const identity[16] = {1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
     std::vector<float> rays(size_t(kWidth) * kHeight * 6), distances(size_t(kWidth) * kHeight);
     for (int y = 0; y < kHeight; ++y)
         for (int x = 0; x < kWidth; ++x) {
             TezOctreeDevice::Ray r;
-            TezOctreeDevice::SetUpRay(scene.camera, identity, x, y, TezOctreeDevice::DefaultRangeFunction{}, r);
+            TezOctreeDevice::SetUpRay(camera, identity, x, y, TezOctreeDevice::DefaultRangeFunction{}, r);
             float* out = &rays[(size_t(y) * kWidth + x) * 6];
             out[0] = r.origin.x, out[1] = r.origin.y, out[2] = r.origin.z;
             out[3] = r.viewDir.x, out[4] = r.viewDir.y, out[5] = r.viewDir.z;
@@ -394,6 +400,9 @@ void BM_OpenVDBRayFirstHit(benchmark::State& state)
     state.counters["active"] = double(peer.ActiveVoxels());
     state.counters["bytes/voxel"] = double(peer.MemoryBytes()) / double(kVoxels);
 }
+void BM_OpenVDBRayFirstHit(benchmark::State& state) { OpenVDBRayFirstHit(state, false); }
+void BM_OpenVDBRayFirstHitPerspective(benchmark::State& state) { OpenVDBRayFirstHit(state, true); }
 BENCHMARK(BM_OpenVDBRayFirstHit)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_OpenVDBRayFirstHitPerspective)->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 } // namespace
