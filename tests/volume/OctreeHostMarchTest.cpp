@@ -219,6 +219,8 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
         {LookAt(true, {-500, -400, 300}, {150, 28, 24}, 64, 48), scaled, 0.02f}, // coarse levels drawn
         {LookAt(false, {190, -40, -400}, {150, 28, 24}, 64, 64), turned, 1.0f},
         {LookAt(true, {120, 3, 24}, {300, 28, 24}, 128, 96), scaled, 1.0f}, // inside the cube
+        // Bricks of a ball reaching behind the eye and into the view.
+        {LookAt(true, {158.31f, 52.07f, 16.43f}, {81.83f, -12.35f, 19.53f}, 64, 48), scaled, 1.0f},
     };
     int later = 0, nothing = 0, hits = 0;
     for (const auto& view : views) {
@@ -248,7 +250,8 @@ TEST(OctreeHostMarch, MarchesFromTheStartBoxesFindTheSameHits)
                         }
                         const MarchResult b =
                             MarchWithPath<uint8_t>(oct, ray, table.data(), false, std::max(ray.tEntry, start));
-                        ASSERT_EQ(a.alpha, b.alpha) << x << ", " << y;
+                        ASSERT_EQ(a.alpha, b.alpha)
+                            << x << ", " << y << " start " << start << " entry " << ray.tEntry << " hit " << a.hitDepth;
                         EXPECT_EQ(a.shade, b.shade) << x << ", " << y;
                         if (a.alpha > 0.0f) {
                             EXPECT_NEAR(a.hitDepth, b.hitDepth, 1e-5f * a.hitDepth) << x << ", " << y;

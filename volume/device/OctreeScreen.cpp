@@ -49,6 +49,19 @@ ScreenProjector::ScreenProjector(const Camera& cam, const float* T)
         R[i][0] = axes[i].x, R[i][1] = axes[i].y, R[i][2] = axes[i].z;
     if (!Invert3(L, Linv_) || !Invert3(R, Rinv_))
         return;
+    // The eye in cube terms, and cube to view terms: w = A (c - eye).
+    for (int k = 0; k < 3; ++k)
+        eyeCube_[k] = cam.eye.x * L[0][k] + cam.eye.y * L[1][k] + cam.eye.z * L[2][k] + shift_[k];
+    double A[3][3], Ainv[3][3];
+    for (int i = 0; i < 3; ++i)
+        for (int k = 0; k < 3; ++k)
+            A[i][k] = Rinv_[i][0] * Linv_[k][0] + Rinv_[i][1] * Linv_[k][1] + Rinv_[i][2] * Linv_[k][2];
+    if (!Invert3(A, Ainv))
+        return;
+    for (int i = 0; i < 3; ++i)
+        for (int k = 0; k < 3; ++k)
+            viewToCube_ += Ainv[i][k] * Ainv[i][k];
+    viewToCube_ = std::sqrt(viewToCube_);
     aspect_ = double(cam.width) / double(cam.height);
     h_ = std::tan(double(cam.fov) / 2.0);
     if (!(h_ > 0.0) || !std::isfinite(h_))
@@ -77,22 +90,49 @@ double ScreenProjector::Distance(double cx, double cy, double cz) const
     return std::sqrt(sum);
 }
 
-bool ScreenProjector::Project(double cx, double cy, double cz, double& x, double& y, double& depth) const
+void ScreenProjector::View(double cx, double cy, double cz, double (&w)[3]) const
 {
     // The point in world terms, (c - t) L^-1, then in view terms.
     const double c[3] = {cx - shift_[0], cy - shift_[1], cz - shift_[2]};
-    double p[3], w[3];
+    double p[3];
     for (int j = 0; j < 3; ++j)
         p[j] = c[0] * Linv_[0][j] + c[1] * Linv_[1][j] + c[2] * Linv_[2][j] - eye_[j];
     for (int i = 0; i < 3; ++i)
         w[i] = Rinv_[i][0] * p[0] + Rinv_[i][1] * p[1] + Rinv_[i][2] * p[2];
+}
+
+void ScreenProjector::Screen(const double (&w)[3], double& x, double& y) const
+{
+    const double u = w[0] / w[2] / h_, v = w[1] / w[2] / h_;
+    x = (1.0 - u / aspect_) * width_ / 2.0 - 0.5, y = (v + 1.0) * height_ / 2.0 - 0.5;
+}
+
+double ScreenProjector::NearestT(const double (&lo)[3], const double (&hi)[3]) const
+{
+    // A perspective ray's t is the length of its point in view terms, at
+    // least the cube distance over the largest stretch of view to cube.
+    double sum = 0.0;
+    for (int k = 0; k < 3; ++k) {
+        const double d = std::max({lo[k] - eyeCube_[k], 0.0, eyeCube_[k] - hi[k]});
+        sum += d * d;
+    }
+    return std::sqrt(sum) / viewToCube_;
+}
+
+double ScreenProjector::MaxSlope() const { return std::sqrt(1.0 + h_ * h_ * (1.0 + aspect_ * aspect_)); }
+
+bool ScreenProjector::Project(double cx, double cy, double cz, double& x, double& y, double& depth) const
+{
+    double w[3];
+    View(cx, cy, cz, w);
     double u, v;
     if (perspective_) {
         const double length = std::sqrt(w[0] * w[0] + w[1] * w[1] + w[2] * w[2]);
         depth = w[2];
         if (!(w[2] > 1e-6 * length))
             return false; // beside or behind the eye
-        u = w[0] / w[2] / h_, v = w[1] / w[2] / h_;
+        Screen(w, x, y);
+        return std::isfinite(x) && std::isfinite(y) && std::isfinite(depth);
     } else {
         depth = w[2] / g_[2];
         u = (w[0] - g_[0] * depth) / s_, v = (w[1] - g_[1] * depth) / s_;
@@ -316,11 +356,13 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
     }
     if (!inFront)
         return; // behind the eye: no ray meets it
-    if (around) {
-        // Beside the eye: any pixel's ray may meet it at once.
+    if (around && !AroundTheEye(level, nx, ny, nz, minX, maxX, minY, maxY, minDepth)) {
+        // The eye in it or at its face: any pixel's ray may meet it at once.
         out.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
         return;
     }
+    if (!(minX <= maxX))
+        return; // no part in view
     Box b;
     const auto clampTo = [](double v, int high) { return static_cast<int>(std::min(std::max(v, -1.0), double(high))); };
     b.x0 = std::max(0, clampTo(std::floor(minX) - 1.0, width_));
@@ -331,6 +373,45 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
         return;
     b.depth = static_cast<float>(std::max(0.0, minDepth * (1.0 - 1e-6)));
     out.push_back(b);
+}
+
+bool StartBoxes::AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,
+                              double& minDepth) const
+{
+    // A node reaching behind the eye: no ray meets it nearer than its
+    // distance from the eye, nor, along the view, below that over the
+    // steepest ray's slope. The part of the node beyond that depth (the
+    // corners there and where its edges cross it) bounds its pixels.
+    const double cell = 1.0 / double(2 << level);
+    const double lo[3] = {nx * cell - margin_, ny * cell - margin_, nz * cell - margin_};
+    const double hi[3] = {(nx + 1) * cell + margin_, (ny + 1) * cell + margin_, (nz + 1) * cell + margin_};
+    const double nearest = projector_.NearestT(lo, hi);
+    if (!(nearest > 0.0) || !std::isfinite(nearest))
+        return false;
+    const double cut = nearest / projector_.MaxSlope() * (1.0 - 1e-9);
+    double w[8][3];
+    for (int corner = 0; corner < 8; ++corner)
+        projector_.View(corner & 1 ? hi[0] : lo[0], corner & 2 ? hi[1] : lo[1], corner & 4 ? hi[2] : lo[2], w[corner]);
+    minX = minY = minDepth = INFINITY, maxX = maxY = -INFINITY;
+    const auto take = [&](const double(&p)[3]) {
+        double x, y;
+        projector_.Screen(p, x, y);
+        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
+        minDepth = std::min(minDepth, p[2]);
+    };
+    for (int a = 0; a < 8; ++a) {
+        if (w[a][2] >= cut)
+            take(w[a]);
+        for (int axis = 0; axis < 3; ++axis) {
+            const int b = a | (1 << axis);
+            if (b == a || (w[a][2] >= cut) == (w[b][2] >= cut))
+                continue;
+            const double f = (cut - w[a][2]) / (w[b][2] - w[a][2]);
+            const double p[3] = {w[a][0] + f * (w[b][0] - w[a][0]), w[a][1] + f * (w[b][1] - w[a][1]), cut};
+            take(p);
+        }
+    }
+    return true; // with no point of it in view, minX > maxX
 }
 
 void StartBoxes::TileStarts(int tx, int ty, float* starts) const

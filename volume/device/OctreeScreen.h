@@ -30,6 +30,14 @@ public:
     // False where the point is not in front of the eye; depth is set
     // either way.
     bool Project(double cx, double cy, double cz, double& x, double& y, double& depth) const;
+    // A cube point in view terms (perspective: depth is w[2]), and a view
+    // point in front of the eye on the screen.
+    void View(double cx, double cy, double cz, double (&w)[3]) const;
+    void Screen(const double (&w)[3], double& x, double& y) const;
+    // Perspective: no ray meets the cube box [lo, hi] at a t below this.
+    double NearestT(const double (&lo)[3], const double (&hi)[3]) const;
+    // Perspective: the largest t a unit of view depth takes on any pixel's ray.
+    double MaxSlope() const;
     // The world distance of a cube point from the eye.
     double Distance(double cx, double cy, double cz) const;
     // At most how many pixels across a cube of the given edge (in cube
@@ -43,6 +51,7 @@ private:
     bool perspective_ = true;
     int width_ = 0, height_ = 0;
     double Linv_[3][3]{}, Rinv_[3][3]{}, shift_[3]{}, eye_[3]{}, aspect_ = 1.0, h_ = 1.0, s_ = 0.0, g_[3]{0, 0, 1};
+    double eyeCube_[3]{}, viewToCube_ = 0.0;
 };
 
 // Screen boxes of the nodes where a march may stop without stepping on:
@@ -84,6 +93,8 @@ private:
     bool AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const;
     void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz,
                  std::vector<Box>& out) const;
+    bool AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,
+                      double& minDepth) const;
     void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const;
 
     ScreenProjector projector_{Camera{}, nullptr};
