@@ -312,6 +312,8 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
     } else if (childless || level >= lodHigh_) {
         return;
     }
+    if (!InView(level, nx, ny, nz))
+        return; // nothing below can meet a ray of this view
     if (level >= boxLevel_) {
         for (int k = 0; k < 8; ++k)
             if (AnyStops(oct, table, inside, static_cast<int>(children) + k, level + 1)) {
@@ -373,6 +375,31 @@ void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6
         return;
     b.depth = static_cast<float>(std::max(0.0, minDepth * (1.0 - 1e-6)));
     out.push_back(b);
+}
+
+bool StartBoxes::InView(int level, int nx, int ny, int nz) const
+{
+    // Whole behind the eye or off the screen (with the margins AddBox
+    // gives); a node with a corner beside the eye counts as in view.
+    const double cell = 1.0 / double(2 << level);
+    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY;
+    bool inFront = false, beside = false;
+    for (int corner = 0; corner < 8; ++corner) {
+        const double at[3] = {(nx + (corner & 1)) * cell + ((corner & 1) ? margin_ : -margin_),
+                              (ny + ((corner >> 1) & 1)) * cell + (((corner >> 1) & 1) ? margin_ : -margin_),
+                              (nz + (corner >> 2)) * cell + ((corner >> 2) ? margin_ : -margin_)};
+        double x, y, depth;
+        if (!projector_.Project(at[0], at[1], at[2], x, y, depth)) {
+            beside = true;
+            inFront = inFront || depth > 0.0;
+            continue;
+        }
+        inFront = true;
+        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
+    }
+    if (!inFront)
+        return false;
+    return beside || (maxX >= -2.0 && minX <= width_ + 1.0 && maxY >= -2.0 && minY <= height_ + 1.0);
 }
 
 bool StartBoxes::AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,

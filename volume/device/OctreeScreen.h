@@ -93,6 +93,7 @@ private:
     bool AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const;
     void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz,
                  std::vector<Box>& out) const;
+    bool InView(int level, int nx, int ny, int nz) const;
     bool AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,
                       double& minDepth) const;
     void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const;
