@@ -12,6 +12,7 @@
 #include <tbb/parallel_for.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <stdexcept>
 #include <type_traits>
@@ -21,9 +22,6 @@ namespace {
 
 constexpr int TileEdge = StartBoxes::TileEdge;
 
-// Each tile is one step of the host's progress; once the host asks to stop,
-// the tiles left are skipped and the caller, seeing the stop flag, drops
-// the picture. Pixels outside `only` are left alone.
 // Each tile is one step of the host's progress; once the host asks to stop,
 // the tiles left are skipped and the caller, seeing the stop flag, drops
 // the picture. fn(x0, y0, x1, y1) takes the pixels of a tile inside `only`.
@@ -127,6 +125,23 @@ struct RowRays
     }
 };
 
+// The starts of a tile's pixels from the start boxes (StartBoxes::None
+// where a ray meets none); 0, the ray's own start, where there are none.
+struct TileStarts
+{
+    int tx, ty;
+    float at[TileEdge * TileEdge];
+
+    TileStarts(const StartBoxes* boxes, int x0, int y0) : tx(x0 - x0 % TileEdge), ty(y0 - y0 % TileEdge)
+    {
+        if (boxes)
+            boxes->TileStarts(tx, ty, at);
+        else
+            std::fill(at, at + TileEdge * TileEdge, 0.0f);
+    }
+    float operator()(int x, int y) const { return at[(y - ty) * TileEdge + (x - tx)]; }
+};
+
 // The solid pixels of a tile.
 template <class V, class Range>
 void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, const MarchShared& shared,
@@ -135,15 +150,12 @@ void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, 
     MarchLane<V> lanes[Lanes];
     int px[Lanes] = {}, py[Lanes] = {};
     // Where each ray may first meet something; its march starts there.
-    const int tx = x0 - x0 % TileEdge, ty = y0 - y0 % TileEdge;
-    float starts[TileEdge * TileEdge];
-    if (boxes)
-        boxes->TileStarts(tx, ty, starts);
+    const TileStarts starts(boxes, x0, y0);
     RowRays<Range> rays(a.camera, frame, a.transform, range);
     InTurn(
         x0, y0, x1, y1,
         [&](int k, int x, int y) {
-            const float first = boxes ? starts[(y - ty) * TileEdge + (x - tx)] : 0.0f;
+            const float first = starts(x, y);
             const Ray* ray = first == StartBoxes::None ? nullptr : rays.At(x, y);
             if (!ray)
                 return false;
@@ -163,45 +175,54 @@ void SolidTile(const SolidLaunch& a, const RayFrame& frame, const Range& range, 
         });
 }
 
-void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
+// What a march launch does around its tiles: the level table once, one
+// voxel type and range, the ray frame, the marches' shared record
+// (makeShared(octree)) and the start boxes; then tile(voxel, range, frame,
+// shared, boxes, x0, y0, x1, y1) for each tile of the cube's box on screen.
+template <class Launch, class MakeShared, class Tile>
+void MarchTiles(Launch a, bool sixteenBit, const XSectionRangeFunction* xsection, const MakeShared& makeShared,
+                const Tile& tile)
 {
-    SolidLaunch a = launch;
     LevelSteps steps;
     steps.Fill(a.octree);
     a.octree.levelSteps = &steps;
+    const RayFrame frame = MakeRayFrame(a.camera);
+    const auto shared = makeShared(a.octree);
+    StartBoxes boxes;
+    const StartBoxes* starts = boxes.Make(a.camera, a.transform, a.octree, a.lookup.table, false) ? &boxes : nullptr;
     WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
-        using V = decltype(voxel);
-        const RayFrame frame = MakeRayFrame(a.camera);
-        const MarchShared shared = MakeMarchShared(a.octree, a.lookup.table, false, nullptr);
-        StartBoxes boxes;
-        const bool starts = boxes.Make(a.camera, a.transform, a.octree, a.lookup.table, false);
         ForEachTile(a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
-                    [&](int x0, int y0, int x1, int y1) {
-                        SolidTile<V>(a, frame, range, shared, starts ? &boxes : nullptr, x0, y0, x1, y1);
-                    });
+                    [&](int x0, int y0, int x1, int y1) { tile(voxel, range, frame, shared, starts, x0, y0, x1, y1); });
     });
+}
+
+void Solid(const SolidLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
+{
+    MarchTiles(
+        launch, sixteenBit, xsection,
+        [&](const Octree& octree) { return MakeMarchShared(octree, launch.lookup.table, false, nullptr); },
+        [&](auto voxel, const auto& range, const RayFrame& frame, const MarchShared& shared, const StartBoxes* boxes,
+            int x0, int y0, int x1,
+            int y1) { SolidTile<decltype(voxel)>(launch, frame, range, shared, boxes, x0, y0, x1, y1); });
 }
 
 // The layers of the pixels of a tile.
 template <class V, class Range>
 void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Range& range,
-                     const MarchShared (&shared)[2], const StartBoxes* boxes, int x0, int y0, int x1, int y1)
+                     const std::array<MarchShared, 2>& shared, const StartBoxes* boxes, int x0, int y0, int x1, int y1)
 {
     MarchLane<V> lanes[Lanes];
     LayerWalk walks[Lanes];
     int px[Lanes] = {}, py[Lanes] = {};
     // A march from outside starts no earlier than where its ray may first
     // meet something; one from inside has no such place.
-    const int tx = x0 - x0 % TileEdge, ty = y0 - y0 % TileEdge;
-    float starts[TileEdge * TileEdge];
-    if (boxes)
-        boxes->TileStarts(tx, ty, starts);
+    const TileStarts starts(boxes, x0, y0);
     RowRays<Range> rays(a.camera, frame, a.transform, range);
     const auto march = [&](int k) {
         const LayerWalk& w = walks[k];
         float start = MaxF(lanes[k].ray.tEntry, w.start);
-        if (boxes && !w.inside)
-            start = MaxF(start, starts[(py[k] - ty) * TileEdge + (px[k] - tx)]);
+        if (!w.inside)
+            start = MaxF(start, starts(px[k], py[k]));
         lanes[k].Start(shared[w.inside], lanes[k].ray, start);
     };
     InTurn(
@@ -231,22 +252,15 @@ void TransparentTile(const TransparentLaunch& a, const RayFrame& frame, const Ra
 
 void Transparent(const TransparentLaunch& launch, bool sixteenBit, const XSectionRangeFunction* xsection)
 {
-    TransparentLaunch a = launch;
-    LevelSteps steps;
-    steps.Fill(a.octree);
-    a.octree.levelSteps = &steps;
-    WithVoxelAndRange(sixteenBit, xsection, [&](auto voxel, const auto& range) {
-        using V = decltype(voxel);
-        const RayFrame frame = MakeRayFrame(a.camera);
-        const MarchShared shared[2] = {MakeMarchShared(a.octree, a.lookup.table, false, nullptr),
-                                       MakeMarchShared(a.octree, a.lookup.table, true, nullptr)};
-        StartBoxes boxes;
-        const bool starts = boxes.Make(a.camera, a.transform, a.octree, a.lookup.table, false);
-        ForEachTile(a.camera.width, a.camera.height, CubeOnScreen(a.camera, a.transform),
-                    [&](int x0, int y0, int x1, int y1) {
-                        TransparentTile<V>(a, frame, range, shared, starts ? &boxes : nullptr, x0, y0, x1, y1);
-                    });
-    });
+    MarchTiles(
+        launch, sixteenBit, xsection,
+        [&](const Octree& octree) {
+            return std::array<MarchShared, 2>{MakeMarchShared(octree, launch.lookup.table, false, nullptr),
+                                              MakeMarchShared(octree, launch.lookup.table, true, nullptr)};
+        },
+        [&](auto voxel, const auto& range, const RayFrame& frame, const std::array<MarchShared, 2>& shared,
+            const StartBoxes* boxes, int x0, int y0, int x1,
+            int y1) { TransparentTile<decltype(voxel)>(launch, frame, range, shared, boxes, x0, y0, x1, y1); });
 }
 
 void Blend(const BlendLaunch& a)

@@ -284,7 +284,6 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
     const Node& node = oct.nodes[index];
     const uint32_t children = node.children & TezNodeLowMask;
     const bool childless = children == 0 || level >= PathLevels;
-    static constexpr int whole[6] = {0, 0, 0, 4, 4, 4};
     if (Stops(oct, table, inside, node, level, childless)) {
         // A brick's walk can stop only in the blocks its mask marks: only
         // rays through their bounds need to start early for it. A march that
@@ -317,7 +316,7 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
     if (level >= boxLevel_) {
         for (int k = 0; k < 8; ++k)
             if (AnyStops(oct, table, inside, static_cast<int>(children) + k, level + 1)) {
-                AddBox(level, nx, ny, nz, whole, out);
+                AddBox(level, nx, ny, nz, WholeNode, out);
                 return;
             }
         return;
@@ -327,53 +326,52 @@ void StartBoxes::Collect(const Octree& oct, const float* table, bool inside, int
                 2 * ny + ((k >> 1) & 1), 2 * nz + ((k >> 2) & 1), out);
 }
 
+StartBoxes::Extent StartBoxes::Corners(int level, int nx, int ny, int nz, const int (&blocks)[6]) const
+{
+    const double cell = 1.0 / double(2 << level), block = cell / 4.0;
+    const double origin[3] = {nx * cell, ny * cell, nz * cell};
+    Extent e;
+    for (int corner = 0; corner < 8; ++corner) {
+        double at[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            const bool high = (corner >> axis) & 1;
+            at[axis] = origin[axis] + blocks[axis + (high ? 3 : 0)] * block + (high ? margin_ : -margin_);
+        }
+        double x, y, depth;
+        const bool seen = projector_.Project(at[0], at[1], at[2], x, y, depth);
+        e.beside = e.beside || !seen;
+        e.inFront = e.inFront || seen || depth > 0.0;
+        if (seen)
+            e.Take(x, y, depth);
+    }
+    return e;
+}
+
 void StartBoxes::AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const
 {
     // The pixels come from the part of the node its blocks bound, the depth
     // from the whole node, so that no march starts inside a node.
-    const double cell = 1.0 / double(2 << level), block = cell / 4.0;
-    const double origin[3] = {nx * cell, ny * cell, nz * cell};
-    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY, minDepth = INFINITY;
-    bool around = false, inFront = false;
-    for (int corner = 0; corner < 16; ++corner) {
-        const bool whole = corner >= 8;
-        double at[3];
-        for (int axis = 0; axis < 3; ++axis) {
-            const bool high = (corner >> axis) & 1;
-            const int b = whole ? (high ? 4 : 0) : blocks[axis + (high ? 3 : 0)];
-            at[axis] = origin[axis] + b * block + (high ? margin_ : -margin_);
-        }
-        double x, y, depth;
-        if (!projector_.Project(at[0], at[1], at[2], x, y, depth)) {
-            around = true;
-            inFront = inFront || depth > 0.0;
-            continue;
-        }
-        inFront = true;
-        if (whole) {
-            minDepth = std::min(minDepth, depth);
-        } else {
-            minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
-        }
-    }
-    if (!inFront)
+    const Extent whole = Corners(level, nx, ny, nz, WholeNode);
+    Extent part = Corners(level, nx, ny, nz, blocks);
+    part.minDepth = whole.minDepth;
+    if (!whole.inFront)
         return; // behind the eye: no ray meets it
-    if (around && !AroundTheEye(level, nx, ny, nz, minX, maxX, minY, maxY, minDepth)) {
+    if ((whole.beside || part.beside) && !AroundTheEye(level, nx, ny, nz, part)) {
         // The eye in it or at its face: any pixel's ray may meet it at once.
         out.push_back(Box{0, 0, width_ - 1, height_ - 1, 0.0f});
         return;
     }
-    if (!(minX <= maxX))
+    if (!(part.minX <= part.maxX))
         return; // no part in view
     Box b;
     const auto clampTo = [](double v, int high) { return static_cast<int>(std::min(std::max(v, -1.0), double(high))); };
-    b.x0 = std::max(0, clampTo(std::floor(minX) - 1.0, width_));
-    b.y0 = std::max(0, clampTo(std::floor(minY) - 1.0, height_));
-    b.x1 = std::min(width_ - 1, clampTo(std::ceil(maxX) + 1.0, width_));
-    b.y1 = std::min(height_ - 1, clampTo(std::ceil(maxY) + 1.0, height_));
+    b.x0 = std::max(0, clampTo(std::floor(part.minX) - 1.0, width_));
+    b.y0 = std::max(0, clampTo(std::floor(part.minY) - 1.0, height_));
+    b.x1 = std::min(width_ - 1, clampTo(std::ceil(part.maxX) + 1.0, width_));
+    b.y1 = std::min(height_ - 1, clampTo(std::ceil(part.maxY) + 1.0, height_));
     if (b.x0 > b.x1 || b.y0 > b.y1)
         return;
-    b.depth = static_cast<float>(std::max(0.0, minDepth * (1.0 - 1e-6)));
+    b.depth = static_cast<float>(std::max(0.0, part.minDepth * (1.0 - 1e-6)));
     out.push_back(b);
 }
 
@@ -381,29 +379,13 @@ bool StartBoxes::InView(int level, int nx, int ny, int nz) const
 {
     // Whole behind the eye or off the screen (with the margins AddBox
     // gives); a node with a corner beside the eye counts as in view.
-    const double cell = 1.0 / double(2 << level);
-    double minX = INFINITY, maxX = -INFINITY, minY = INFINITY, maxY = -INFINITY;
-    bool inFront = false, beside = false;
-    for (int corner = 0; corner < 8; ++corner) {
-        const double at[3] = {(nx + (corner & 1)) * cell + ((corner & 1) ? margin_ : -margin_),
-                              (ny + ((corner >> 1) & 1)) * cell + (((corner >> 1) & 1) ? margin_ : -margin_),
-                              (nz + (corner >> 2)) * cell + ((corner >> 2) ? margin_ : -margin_)};
-        double x, y, depth;
-        if (!projector_.Project(at[0], at[1], at[2], x, y, depth)) {
-            beside = true;
-            inFront = inFront || depth > 0.0;
-            continue;
-        }
-        inFront = true;
-        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
-    }
-    if (!inFront)
+    const Extent e = Corners(level, nx, ny, nz, WholeNode);
+    if (!e.inFront)
         return false;
-    return beside || (maxX >= -2.0 && minX <= width_ + 1.0 && maxY >= -2.0 && minY <= height_ + 1.0);
+    return e.beside || (e.maxX >= -2.0 && e.minX <= width_ + 1.0 && e.maxY >= -2.0 && e.minY <= height_ + 1.0);
 }
 
-bool StartBoxes::AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,
-                              double& minDepth) const
+bool StartBoxes::AroundTheEye(int level, int nx, int ny, int nz, Extent& e) const
 {
     // A node reaching behind the eye: no ray meets it nearer than its
     // distance from the eye, nor, along the view, below that over the
@@ -419,12 +401,11 @@ bool StartBoxes::AroundTheEye(int level, int nx, int ny, int nz, double& minX, d
     double w[8][3];
     for (int corner = 0; corner < 8; ++corner)
         projector_.View(corner & 1 ? hi[0] : lo[0], corner & 2 ? hi[1] : lo[1], corner & 4 ? hi[2] : lo[2], w[corner]);
-    minX = minY = minDepth = INFINITY, maxX = maxY = -INFINITY;
+    e = Extent{};
     const auto take = [&](const double(&p)[3]) {
         double x, y;
         projector_.Screen(p, x, y);
-        minX = std::min(minX, x), maxX = std::max(maxX, x), minY = std::min(minY, y), maxY = std::max(maxY, y);
-        minDepth = std::min(minDepth, p[2]);
+        e.Take(x, y, p[2]);
     };
     for (int a = 0; a < 8; ++a) {
         if (w[a][2] >= cut)

@@ -93,9 +93,28 @@ private:
     bool AnyStops(const Octree& oct, const float* table, bool inside, int index, int level) const;
     void Collect(const Octree& oct, const float* table, bool inside, int index, int level, int nx, int ny, int nz,
                  std::vector<Box>& out) const;
+    // What the corners of a node's part (blocks: from and to, in quarters of
+    // the node, per axis), widened by the margin, show: the box of their
+    // screen points and their nearest depth, whether one is beside or behind
+    // the eye and whether one is in front of it.
+    struct Extent
+    {
+        double minX = __builtin_huge_val(), maxX = -__builtin_huge_val(), minY = __builtin_huge_val(),
+               maxY = -__builtin_huge_val(), minDepth = __builtin_huge_val();
+        bool inFront = false, beside = false;
+
+        void Take(double x, double y, double depth)
+        {
+            minX = x < minX ? x : minX, maxX = x > maxX ? x : maxX;
+            minY = y < minY ? y : minY, maxY = y > maxY ? y : maxY;
+            minDepth = depth < minDepth ? depth : minDepth;
+        }
+    };
+    static constexpr int WholeNode[6] = {0, 0, 0, 4, 4, 4};
+    Extent Corners(int level, int nx, int ny, int nz, const int (&blocks)[6]) const;
     bool InView(int level, int nx, int ny, int nz) const;
-    bool AroundTheEye(int level, int nx, int ny, int nz, double& minX, double& maxX, double& minY, double& maxY,
-                      double& minDepth) const;
+    // The extent of a node reaching behind the eye; false where the eye is in it.
+    bool AroundTheEye(int level, int nx, int ny, int nz, Extent& e) const;
     void AddBox(int level, int nx, int ny, int nz, const int (&blocks)[6], std::vector<Box>& out) const;
 
     ScreenProjector projector_{Camera{}, nullptr};
